@@ -1,0 +1,277 @@
+#include "SQLUtils.h"
+
+#include "Recorder.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+// What an operation printed, and what it returned.
+struct Outcome {
+    std::string printed;
+    bool succeeded;
+};
+
+template <typename Operation>
+Outcome Capture(Operation operation) {
+    testing::internal::CaptureStdout();
+    const bool succeeded = operation();
+    return {testing::internal::GetCapturedStdout(), succeeded};
+}
+
+Outcome Execute(const std::string& sql) {
+    return Capture([&] { return SQLUtils::ExecuteSQL(sql); });
+}
+
+const std::string OPENED =
+    "open(/Library/Application Support/Adobe/Extension Manager CC/Configuration/DB/ExMan.db)";
+
+TEST(ExecuteSQL, OpensCompilesStepsFinalizesAndClosesOnceEach) {
+    recorder = {};
+    const Outcome outcome = Execute("the statement");
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
+                               "Finalized statemant: 0\n\n"
+                               "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
+                                     "finalize(statement)", "close(database)"}));
+    EXPECT_EQ(recorder.statements, Calls{"the statement"});
+}
+
+TEST(ExecuteSQL, DoesNothingForEmptyText) {
+    recorder = {};
+    const Outcome outcome = Execute("");
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "");
+    EXPECT_EQ(recorder.calls, Calls{});
+}
+
+TEST(ExecuteSQL, OnlyClosesAfterAFailedOpen) {
+    recorder = {};
+    recorder.open = SQLITE_CANTOPEN;
+    recorder.close = SQLITE_BUSY;
+    const Outcome outcome = Execute("the statement");
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "ERROR: can't open database: what SQLite says\n\n"
+                               "Closed database: 5\n\n");
+    EXPECT_EQ(recorder.calls, (Calls{OPENED, "errmsg(database)", "close(database)"}));
+}
+
+TEST(ExecuteSQL, ClosesTheNullHandleThatAnOpenWithoutMemoryLeaves) {
+    recorder = {};
+    recorder.open = SQLITE_NOMEM;
+    recorder.openGivesHandle = false;
+    const Outcome outcome = Execute("the statement");
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "ERROR: can't open database: what SQLite says\n\n"
+                               "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.calls, (Calls{OPENED, "errmsg(null)", "close(null)"}));
+}
+
+TEST(ExecuteSQL, FinalizesTheNullStatementThatAFailedCompileLeaves) {
+    recorder = {};
+    recorder.prepare = SQLITE_ERROR;
+    const Outcome outcome = Execute("the statement");
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "ERROR: while compiling sql: what SQLite says\n\n"
+                               "Finalized statemant: 0\n\n"
+                               "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "errmsg(database)",
+                                     "finalize(null)", "close(database)"}));
+}
+
+TEST(ExecuteSQL, StepsPastRowsAndSucceedsWhenTheLastCodeIsDone) {
+    recorder = {};
+    recorder.steps = {SQLITE_ROW, SQLITE_ROW, SQLITE_ROW, SQLITE_DONE};
+    const Outcome outcome = Execute("the statement");
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
+                               "Finalized statemant: 0\n\n"
+                               "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
+                                     "step(statement)", "step(statement)", "step(statement)",
+                                     "finalize(statement)", "close(database)"}));
+}
+
+TEST(ExecuteSQL, FailsOnAnyOtherCodeAndRetriesNothing) {
+    for (const int code : {SQLITE_OK, SQLITE_ERROR, SQLITE_BUSY, SQLITE_LOCKED, SQLITE_READONLY,
+                           SQLITE_IOERR, SQLITE_FULL, SQLITE_CONSTRAINT, SQLITE_MISUSE}) {
+        recorder = {};
+        recorder.steps = {code};
+        recorder.finalize = code;
+        const Outcome outcome = Execute("the statement");
+        EXPECT_FALSE(outcome.succeeded);
+        const std::string shown = std::to_string(code);
+        EXPECT_EQ(outcome.printed, "Return code after executing SQL: " + shown + "\n\n"
+                                       + "Finalized statemant: " + shown + "\n\n"
+                                       + "Closed database: 0\n\n");
+        EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
+                                         "finalize(statement)", "close(database)"}));
+    }
+}
+
+TEST(ExecuteSQL, OnlyReportsWhatFinalizingAndClosingReturn) {
+    recorder = {};
+    recorder.finalize = SQLITE_IOERR;
+    recorder.close = SQLITE_BUSY;
+    const Outcome outcome = Execute("the statement");
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
+                               "Finalized statemant: 10\n\n"
+                               "Closed database: 5\n\n");
+}
+
+TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
+    // A format directive in the text must not reach printf as a format.
+    recorder = {};
+    recorder.prepare = SQLITE_ERROR;
+    EXPECT_EQ(Execute("%s%n").printed, "ERROR: while compiling sql: what SQLite says\n\n"
+                                       "Finalized statemant: 0\n\n"
+                                       "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.statements, Calls{"%s%n"});
+}
+
+// The two statements of one product, as they stand in its file, one a line.
+struct Statements {
+    std::string productInfo;
+    std::string xManConfig;
+};
+
+Statements Expected(const std::string& record) {
+    std::ifstream file(EXPECTED_FOLDER "/" + record + ".sql");
+    Statements statements;
+    std::getline(file, statements.productInfo);
+    std::getline(file, statements.xManConfig);
+    EXPECT_TRUE(file.good()) << record;
+    return statements;
+}
+
+struct Product {
+    const char* name;
+    const ProductRecord& record;
+    const char* appFolder;
+};
+
+const Product PRODUCTS[] = {
+    {"INCOPYCC2019WIN64", INCOPYCC2019WIN64, "/Applications/Adobe InCopy CC 2019"},
+    {"INCOPYCC2019MAC", INCOPYCC2019MAC, "/Applications/Adobe InCopy CC 2019"},
+    {"INDESIGNCC2019WIN64", INDESIGNCC2019WIN64, "/Applications/Adobe InDesign CC 2019"},
+    {"INDESIGNCC2019MAC", INDESIGNCC2019MAC, "/Applications/Adobe InDesign CC 2019"},
+    {"INCOPYCC2020WIN64", INCOPYCC2020WIN64, "/Applications/Adobe InCopy 2020"},
+    {"INCOPYCC2020MAC", INCOPYCC2020MAC, "/Applications/Adobe InCopy 2020"},
+    {"INDESIGNCC2020WIN64", INDESIGNCC2020WIN64, "/Applications/Adobe InDesign 2020"},
+    {"INDESIGNCC2020MAC", INDESIGNCC2020MAC, "/Applications/Adobe InDesign 2020"},
+};
+
+TEST(InsertProductInfo, RunsOneStatementWithTheProductsNineValues) {
+    for (const Product& product : PRODUCTS) {
+        recorder = {};
+        Capture([&] { return SQLUtils::InsertProductInfo(product.record, product.appFolder); });
+        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).productInfo}) << product.name;
+    }
+}
+
+TEST(InsertXManConfig, RunsOneStatementWithTheProductsFourteenRows) {
+    for (const Product& product : PRODUCTS) {
+        recorder = {};
+        Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
+        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).xManConfig}) << product.name;
+    }
+}
+
+TEST(InsertXManConfig, WritesNoDollarSignAndFourteenRunsOfThirteenBlanks) {
+    for (const Product& product : PRODUCTS) {
+        recorder = {};
+        Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
+        const std::string sql = recorder.statements.at(0);
+        EXPECT_EQ(sql.find('$'), std::string::npos) << product.name;
+        EXPECT_EQ(sql.find('\n'), std::string::npos) << product.name;
+        int runs = 0;
+        for (auto begin = sql.find("  "); begin != std::string::npos; ++runs) {
+            const auto end = sql.find_first_not_of(' ', begin);
+            EXPECT_EQ(end - begin, 13U) << product.name;
+            begin = sql.find("  ", end);
+        }
+        EXPECT_EQ(runs, 14) << product.name;
+    }
+}
+
+TEST(InsertXManConfig, WritesConstantsForBitLocaleAndMinimumVersion) {
+    ProductRecord record = INDESIGNCC2020MAC;
+    record["Bit"] = "128";
+    record["LocaleInfo"] = "de_DE";
+    record["MinExManVersion"] = "9.9.9";
+    record["AppPath"] = "elsewhere";
+    record["SuiteID"] = "99";
+    recorder = {};
+    Capture(
+        [&] { return SQLUtils::InsertXManConfig(record, "/Applications/Adobe InDesign 2020"); });
+    EXPECT_EQ(recorder.statements, Calls{Expected("INDESIGNCC2020MAC").xManConfig});
+}
+
+TEST(InsertProductInfo, TakesTheFolderFromTheArgumentAndNeverFromTheRecord) {
+    ProductRecord record = INDESIGNCC2020MAC;
+    record["AppPath"] = "elsewhere";
+    recorder = {};
+    Capture(
+        [&] { return SQLUtils::InsertProductInfo(record, "/Applications/Adobe InDesign 2020"); });
+    EXPECT_EQ(recorder.statements, Calls{Expected("INDESIGNCC2020MAC").productInfo});
+}
+
+TEST(Insert, SplicesTheFolderInAsItStands) {
+    for (const std::string folder :
+         {"", "it's", "$HOME", "a\"b", "'; DROP TABLE x; --", "%s\n\xFF"}) {
+        recorder = {};
+        Capture([&] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, folder); });
+        Capture([&] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, folder); });
+        const auto& statements = recorder.statements;
+        ASSERT_EQ(statements.size(), 2U);
+        EXPECT_NE(statements[0].find("', 'incopy-15.064', '" + folder + "', 'en_US', '7');"),
+                  std::string::npos);
+        EXPECT_NE(statements[1].find("', CHAR(36) || 'installfolder', '" + folder
+                                     + "'),             ('187', CHAR(36) || 'pluginconfigfile'"),
+                  std::string::npos);
+    }
+}
+
+TEST(Insert, PrintsItsVerdictAfterTheLinesOfTheStatement) {
+    const std::string done = "Return code after executing SQL: 101\n\n"
+                             "Finalized statemant: 0\n\n"
+                             "Closed database: 0\n\n";
+    recorder = {};
+    Outcome outcome = Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, done + "InsertProductInfo execution: succeeded\n\n");
+    outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
+    EXPECT_TRUE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, done + "InsertXManConfig execution: succeeded\n\n");
+
+    const std::string readOnly = "Return code after executing SQL: 8\n\n"
+                                 "Finalized statemant: 8\n\n"
+                                 "Closed database: 0\n\n";
+    recorder.steps = {SQLITE_READONLY};
+    recorder.finalize = SQLITE_READONLY;
+    outcome = Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, readOnly + "InsertProductInfo execution: failed\n\n");
+    outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(outcome.printed, readOnly + "InsertXManConfig execution: failed\n\n");
+}
+
+TEST(SQLUtils, TakesItsArgumentsByValue) {
+    static_assert(std::is_same_v<decltype(SQLUtils::ExecuteSQL), bool(std::string)>);
+    static_assert(
+        std::is_same_v<decltype(SQLUtils::InsertProductInfo), bool(ProductRecord, std::string)>);
+    static_assert(
+        std::is_same_v<decltype(SQLUtils::InsertXManConfig), bool(ProductRecord, std::string)>);
+}
+
+} // namespace
