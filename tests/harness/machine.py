@@ -1,0 +1,107 @@
+"""A private machine for a test: an Extension Manager of its own, and programs run in its sandbox.
+
+Everything lies in a temporary folder that is removed after the test. Nothing here knows how the
+program works; expected output is written down in files or in the tests themselves.
+"""
+
+import os
+import pathlib
+import shutil
+import sqlite3
+import subprocess
+import tempfile
+import unittest
+from typing import NamedTuple
+
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+SANDBOX = TESTS.parent / "scripts" / "sandbox"
+BUILD = pathlib.Path(os.environ.get("TAMSEL_BUILD", TESTS.parent / "build"))
+
+CONFIGURATION = "/Library/Application Support/Adobe/Extension Manager CC/Configuration"
+DATABASE = CONFIGURATION + "/DB/ExMan.db"
+
+NO_SANDBOX = 77
+
+
+class Result(NamedTuple):
+    """What a program did."""
+
+    out: bytes
+    err: bytes
+    status: int
+
+
+class MachineTest(unittest.TestCase):
+    """A test on a machine with an Extension Manager whose database holds unrelated rows."""
+
+    maxDiff = None
+    schema = "primary-keys"
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.library = self.folder / "Library"
+        self.configuration = self.inside(CONFIGURATION)
+        self.database = self.inside(DATABASE)
+        self.database.parent.mkdir(parents=True)
+        self.create_database(self.schema)
+
+    def inside(self, path):
+        """Where a path of /Library, as programs in the sandbox see it, really lies."""
+        return self.folder / path.lstrip("/")
+
+    def create_database(self, schema):
+        """Replaces the database by a new one with this schema and the unrelated rows."""
+        self.database.unlink(missing_ok=True)
+        for name in (schema, "unrelated-rows"):
+            self.change((TESTS / "schemas" / (name + ".sql")).read_text())
+
+    def connect(self):
+        """A connection to the database, without transactions of its own."""
+        connection = sqlite3.connect(self.database, isolation_level=None)
+        self.addCleanup(connection.close)
+        return connection
+
+    def change(self, sql):
+        """Runs statements on the database, as another program would."""
+        connection = self.connect()
+        connection.executescript(sql)
+        connection.close()
+
+    def rows(self, query, *values):
+        """What a query yields."""
+        connection = self.connect()
+        rows = connection.execute(query, values).fetchall()
+        connection.close()
+        return rows
+
+    def run_inside(self, *command, stdin=b"", cwd=None, path=None, options=()):
+        """Runs a command in the sandbox, to which options go as well, and returns its Result."""
+        environment = dict(os.environ, **({"PATH": path} if path else {}))
+        finished = subprocess.run(
+            [SANDBOX, *options, self.library, *command],
+            input=stdin, capture_output=True, cwd=cwd or self.folder, env=environment, check=False)
+        if finished.returncode == NO_SANDBOX:
+            self.cannot_run(finished.stderr.decode().strip())
+        return Result(finished.stdout, finished.stderr, finished.returncode)
+
+    def run_tamsel(self, *arguments, **how):
+        """Runs the program that users get, by its absolute path."""
+        return self.run_inside(BUILD / "Tamsel", *arguments, **how)
+
+    def cannot_run(self, reason):
+        """Skips the test. In continuous integration every test has to run."""
+        if os.environ.get("CI") == "true":
+            self.fail("skipped: " + reason)
+        self.skipTest(reason)
+
+    def assert_result(self, result, out, err=b"", status=0):
+        """Holds each of the three against what is expected, byte for byte."""
+        self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
+                         out.decode("utf-8", "backslashreplace"))
+        self.assertEqual(result, Result(out, err, status))
+
+
+def expected(name):
+    """The bytes of a file with expected output."""
+    return (TESTS / "cli" / "expected" / name).read_bytes()
