@@ -1,0 +1,112 @@
+import re
+import shutil
+from typing import NamedTuple
+
+from harness.machine import BUILD, CONFIGURATION, DATABASE, MachineTest
+
+INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
+PHOTOSHOP = "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app"
+
+
+class Call(NamedTuple):
+    """A system call of the program itself, or the execve of a program that it starts."""
+
+    name: str
+    arguments: str
+    result: str
+
+
+class SystemCalls(MachineTest):
+    """What the program asks of the system, in its order."""
+
+    def trace(self, *arguments, before=()):
+        """The calls of a run that have to do with files, processes and output.
+
+        The program is started by the command before, where there is one.
+        """
+        if not shutil.which("strace"):
+            self.cannot_run("there is no strace on this machine")
+        trace = self.folder / "trace"
+        result = self.run_inside(
+            "strace", "-f", "-q", "-s", "4096", "-o", trace, "-e", "signal=none", "-e",
+            "trace=openat,close,write,pwrite64,unlink,clone,clone3,vfork,execve,wait4",
+            *before, BUILD / "Tamsel", *arguments)
+        self.assertEqual((result.err, result.status), (b"", 0))
+        calls = []
+        unfinished = {}
+        for line in trace.read_text().splitlines():
+            process, text = line.split(maxsplit=1)
+            text = unfinished.pop(process, "") + re.sub(r"^<\.\.\. \w+ resumed>", "", text)
+            if text.endswith(" <unfinished ...>"):
+                unfinished[process] = text[:-len(" <unfinished ...>")]
+            elif (call := re.fullmatch(r"(\w+)\((.*)\) += (\S+).*", text)):
+                calls.append((process, Call(*call.groups())))
+        program = calls[0][0]
+        return [call for process, call in calls
+                if process == program or (call.name, call.result) == ("execve", "0")]
+
+    def opened(self, calls, mode):
+        """Where the database is opened in this mode."""
+        return [i for i, call in enumerate(calls) if call.name == "openat"
+                and call.arguments.startswith(f'AT_FDCWD, "{DATABASE}", {mode}')]
+
+    def started(self, calls):
+        """Where other programs are started."""
+        return [i for i, call in enumerate(calls) if call.name == "execve"][1:]
+
+    def closed(self, calls, opening):
+        """Where what was opened there is closed."""
+        handle = calls[opening].result
+        return next(i for i, call in enumerate(calls)
+                    if i > opening and call.name == "close" and call.arguments == handle)
+
+    def test_one_connection_for_each_statement_then_the_copy_and_the_probe_open_all_along(self):
+        calls = self.trace("-r", INDESIGN)
+        [probe] = self.opened(calls, "O_RDONLY")
+        first, second = self.opened(calls, "O_RDWR|O_CREAT")
+        shell, copy = self.started(calls)
+        waited = next(i for i, call in enumerate(calls) if call.name == "wait4")
+        self.assertLess(probe, first)
+        self.assertLess(first, self.closed(calls, first))
+        self.assertLess(self.closed(calls, first), second)
+        self.assertLess(second, self.closed(calls, second))
+        self.assertLess(self.closed(calls, second), shell)
+        self.assertLess(copy, waited)
+        self.assertLess(waited, self.closed(calls, probe))
+
+    def test_the_shell_is_given_exactly_one_command(self):
+        for path in (INDESIGN, PHOTOSHOP):
+            calls = self.trace("-r", path)
+            shell, copy = (calls[i].arguments for i in self.started(calls))
+            source = f"{BUILD}/Resources/XManConfigV2.xml"
+            self.assertTrue(shell.startswith('"/bin/sh", ["sh", "-c", '), shell)
+            self.assertIn(f'"cp \\"{source}\\" \\"{CONFIGURATION}\\""], ', shell)
+            self.assertIn(f'["cp", "{source}", "{CONFIGURATION}"], ', copy)
+
+    def test_an_unsupported_application_opens_no_connection(self):
+        calls = self.trace("-r", PHOTOSHOP)
+        self.assertEqual(len(self.opened(calls, "O_RDONLY")), 1)
+        self.assertEqual(self.opened(calls, "O_RDWR"), [])
+
+    def test_every_other_form_only_probes(self):
+        for arguments in ([], ["-h"], ["-r"], ["-x", INDESIGN], [INDESIGN, "-r"], ["-r", INDESIGN, "x"]):
+            calls = self.trace(*arguments)
+            self.assertEqual(len(self.opened(calls, "O_RDONLY")), 1)
+            self.assertEqual(self.opened(calls, "O_RDWR"), [])
+            self.assertEqual(self.started(calls), [])
+            self.assertEqual([call.name for call in calls if "clone" in call.name or "fork" in call.name], [])
+
+    def test_output_is_written_once_at_the_end(self):
+        for arguments in (["-r", INDESIGN], ["-r", PHOTOSHOP], ["-h"], ["-x"], []):
+            names = [call.name for call in self.trace(*arguments)]
+            self.assertEqual(names[-1], "write")
+            self.assertEqual(names.count("write"), 1)
+
+    def test_the_probe_is_closed_before_the_last_message(self):
+        # Line by line, as on a terminal, writing shows when the message is said.
+        calls = self.trace("-x", before=("stdbuf", "-oL"))
+        [probe] = self.opened(calls, "O_RDONLY")
+        [request] = [i for i, call in enumerate(calls) if "Request for help" in call.arguments]
+        [message] = [i for i, call in enumerate(calls) if "No command not found." in call.arguments]
+        self.assertLess(request, self.closed(calls, probe))
+        self.assertLess(self.closed(calls, probe), message)

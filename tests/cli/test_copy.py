@@ -1,0 +1,152 @@
+import os
+import pty
+import shutil
+import subprocess
+
+from harness.machine import BUILD, CONFIGURATION, SANDBOX, MachineTest, expected
+
+REGISTER = ("-r", "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app")
+REGISTERED = expected("adobe-indesign-2020.out")
+
+
+class CopyOfTheConfigurationFile(MachineTest):
+    """The file beside the program, found by the path by which the program was started."""
+
+    def setUp(self):
+        super().setUp()
+        self.copied = self.configuration / "XManConfigV2.xml"
+
+    def install(self, folder):
+        """Installs the program into a folder, with a file of the folder's own beside it."""
+        (folder / "Resources").mkdir(parents=True, exist_ok=True)
+        shutil.copy(BUILD / "Tamsel", folder)
+        (folder / "Resources" / "XManConfigV2.xml").write_text(f"installed in {folder}\n")
+        return folder / "Tamsel"
+
+    def assert_copied_from(self, folder):
+        self.assertEqual(self.copied.read_text(), f"installed in {folder}\n")
+
+    def assert_started(self, *command, err=b"", **how):
+        self.assert_result(self.run_inside(*command, *REGISTER, **how), REGISTERED, err)
+
+    def what_cp_says(self, source):
+        """The diagnostics of this machine's cp for the same copy."""
+        return self.run_inside("cp", source, CONFIGURATION).err
+
+    def test_started_by_its_absolute_path(self):
+        self.assert_started(self.install(self.folder / "opt"))
+        self.assert_copied_from(self.folder / "opt")
+
+    def test_started_in_its_folder(self):
+        self.install(self.folder / "opt")
+        self.assert_started("./Tamsel", cwd=self.folder / "opt")
+        self.assert_copied_from(self.folder / "opt")
+
+    def test_started_by_a_relative_path(self):
+        self.install(self.folder / "opt")
+        (self.folder / "elsewhere").mkdir()
+        self.assert_started("../opt/Tamsel", cwd=self.folder / "elsewhere")
+        self.assert_copied_from(self.folder / "opt")
+
+    def test_started_in_a_folder_with_blanks(self):
+        self.assert_started(self.install(self.folder / "my own  tools"))
+        self.assert_copied_from(self.folder / "my own  tools")
+
+    def test_started_by_its_bare_name_takes_the_file_at_the_root(self):
+        self.install(self.folder / "opt")
+        self.install(self.folder / "root")
+        path = f"{self.folder / 'opt'}:{os.environ['PATH']}"
+        self.assert_started("Tamsel", path=path, err=self.what_cp_says("/Resources/XManConfigV2.xml"))
+        self.assertFalse(self.copied.exists())
+        self.assert_started("Tamsel", path=path,
+                            options=("--bind", self.folder / "root" / "Resources", "/Resources"))
+        self.assert_copied_from(self.folder / "root")
+
+    def test_started_through_a_link_takes_the_file_beside_the_link(self):
+        program = self.install(self.folder / "opt")
+        self.install(self.folder / "bin").unlink()
+        (self.folder / "bin" / "Tamsel").symlink_to(program)
+        self.assert_started(self.folder / "bin" / "Tamsel")
+        self.assert_copied_from(self.folder / "bin")
+
+    def test_the_shell_interprets_the_programs_folder(self):
+        # A dollar sign, a backquote or a quotation mark in it is not escaped.
+        self.install(self.folder / "$((40 + 2))")
+        self.install(self.folder / "42")
+        self.assert_started(self.folder / "$((40 + 2))" / "Tamsel")
+        self.assert_copied_from(self.folder / "42")
+        self.install(self.folder / "`echo shell`")
+        self.install(self.folder / "shell")
+        self.assert_started(self.folder / "`echo shell`" / "Tamsel")
+        self.assert_copied_from(self.folder / "shell")
+        self.install(self.folder / 'a"b"')
+        self.install(self.folder / "ab")
+        self.assert_started(self.folder / 'a"b"' / "Tamsel")
+        self.assert_copied_from(self.folder / "ab")
+
+    def test_replaces_the_file_that_is_there(self):
+        self.copied.write_text("the vendor's")
+        self.assert_started(self.install(self.folder / "opt"))
+        self.assert_copied_from(self.folder / "opt")
+
+    def test_finds_cp_through_the_search_path(self):
+        tools = self.folder / "tools"
+        tools.mkdir()
+        (tools / "cp").write_text('#!/bin/sh\nprintf "%s\\n" "$#" "$@" >&2\n')
+        (tools / "cp").chmod(0o755)
+        program = self.install(self.folder / "opt")
+        self.assert_started(program, path=f"{tools}:{os.environ['PATH']}",
+                            err=f"2\n{self.folder}/opt/Resources/XManConfigV2.xml\n{CONFIGURATION}\n".encode())
+
+    def test_a_missing_file_changes_neither_output_nor_status(self):
+        program = self.install(self.folder / "opt")
+        source = program.parent / "Resources" / "XManConfigV2.xml"
+        source.unlink()
+        message = self.what_cp_says(source)
+        self.assertIn(b"No such file", message)
+        self.assert_started(program, err=message)
+        self.assertFalse(self.copied.exists())
+
+    def test_a_destination_that_is_read_only_changes_neither_output_nor_status(self):
+        self.copied.write_text("the vendor's")
+        self.copied.chmod(0o400)
+        program = self.install(self.folder / "opt")
+        message = self.what_cp_says(program.parent / "Resources" / "XManConfigV2.xml")
+        self.assertIn(b"Permission denied", message)
+        self.assert_started(program, err=message)
+        self.assertEqual(self.copied.read_text(), "the vendor's")
+
+    def test_a_missing_cp_changes_neither_output_nor_status(self):
+        program = self.install(self.folder / "opt")
+        result = self.run_inside("/usr/bin/env", "PATH=/nowhere", program, *REGISTER)
+        self.assertEqual((result.out, result.status), (REGISTERED, 0))
+        self.assertRegex(result.err, rb"cp: .*not found\n\Z")
+
+    def test_an_unsupported_application_is_copied_for_as_well(self):
+        program = self.install(self.folder / "opt")
+        result = self.run_inside(program, "-r", "/Applications/Adobe Photoshop 2020.app")
+        self.assert_result(result, expected("unsupported.out"))
+        self.assert_copied_from(self.folder / "opt")
+
+
+class OrderOfOutput(MachineTest):
+    """Nothing is flushed before the program ends."""
+
+    def setUp(self):
+        super().setUp()
+        self.path = f"{BUILD}:{os.environ['PATH']}"
+        self.message = self.run_inside("cp", "/Resources/XManConfigV2.xml", CONFIGURATION).err
+        self.assertIn(b"No such file", self.message)
+
+    def test_on_a_pipe_the_programs_lines_come_after_those_of_cp(self):
+        result = self.run_inside("/bin/sh", "-c", 'Tamsel "$@" 2>&1', "sh", *REGISTER, path=self.path)
+        self.assert_result(result, self.message + REGISTERED)
+
+    def test_on_a_terminal_the_programs_lines_come_first(self):
+        outside, terminal = pty.openpty()
+        subprocess.run([SANDBOX, self.library, "Tamsel", *REGISTER], stdout=terminal, stderr=terminal,
+                       env=dict(os.environ, PATH=self.path), check=True)
+        os.close(terminal)
+        shown = os.read(outside, 65536)
+        os.close(outside)
+        self.assertEqual(shown.replace(b"\r\n", b"\n"), REGISTERED + self.message)
