@@ -16,7 +16,7 @@ class Arguments(MachineTest):
         self.assert_form([], "no-arguments.out")
 
     def test_an_argument_count_of_zero(self):
-        result = self.run_inside(BUILD / "tests" / "no_arguments")
+        result = self.run_inside(BUILD / "tests" / "call_main", "without-arguments")
         self.assert_result(result, expected("unknown-command.out"))
 
     def test_help(self):
@@ -79,5 +79,5 @@ class WithoutDatabase(MachineTest):
 
     def test_no_argument_count(self):
         self.database.unlink()
-        result = self.run_inside(BUILD / "tests" / "no_arguments")
+        result = self.run_inside(BUILD / "tests" / "call_main", "without-arguments")
         self.assert_result(result, expected("database-not-found.out"), status=1)

@@ -141,6 +141,13 @@ class Paths(RegistrationTest):
         for path in ("Adobe InDesign 2020.app", "Adobe InDesign 2020", "x", ""):
             self.assert_not_registered(path, "file-not-found.out")
 
+    def test_no_separator_leaves_the_whole_path_as_the_folder(self):
+        # It shows only where an application has no name, which none of the catalogue's has.
+        result = self.run_inside(BUILD / "tests" / "call_main", "with-an-unnamed-application")
+        self.assertEqual(result.status, 0)
+        self.assertIn(b"File name found: \n\nReturn code after executing SQL: 101\n\n", result.out)
+        self.assertEqual(self.folder_value("190"), [("no folder",)] * 2)
+
     def test_a_separator_at_the_end(self):
         for path in (INDESIGN + "/", "/", "//", "/a/"):
             self.assert_not_registered(path, "file-not-found.out")
