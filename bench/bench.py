@@ -1,0 +1,136 @@
+"""Runs bench/measure.py in the sandbox, once per kind of folder, and reports what it measured.
+
+usage: bench/bench.py [--check] [--json] [--rounds NUMBER] BUILD
+"""
+
+import argparse
+import json
+import pathlib
+import platform
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+SANDBOX = HERE.parent / "scripts" / "sandbox"
+
+# The most that Tamsel may need of the floor's user-space instructions. The program's maps, copies
+# and streams account for 1.19 of what was measured, and binding every symbol at start-up, which
+# makes the program's tables read-only, for 0.02.
+MOST_INSTRUCTIONS = 1.22
+
+SIZES = [0, 1000, 100000, 1000000]
+OTHERS = ["floor", "shell", "Python"]
+COUNTS = {
+    "instructions": "user-space instructions",
+    "calls": "system calls, whole tree",
+    "memory": "peak memory, KiB",
+    "relocations": "symbols bound at start-up",
+    "relative_relocations": "other relocations at start-up",
+    "size": "size, bytes",
+}
+
+
+def measure(build, parent, what, rounds, sizes):
+    """What measure.py finds in a fresh library in the folder parent."""
+    with tempfile.TemporaryDirectory(prefix="tamsel-bench-", dir=parent) as library:
+        finished = subprocess.run(
+            [SANDBOX, library, sys.executable, "-B", HERE / "measure.py", build, what, str(rounds),
+             *map(str, sizes)], stdout=subprocess.PIPE, check=False)
+    if finished.returncode != 0:
+        sys.exit(finished.returncode)
+    return json.loads(finished.stdout)
+
+
+def medians(times):
+    """The median times of every program, and the median of the pairwise ratios of Tamsel's."""
+    summary = {}
+    for name, results in times.items():
+        summary[name] = {
+            kind: {"median": statistics.median(result[kind] for result in results),
+                   "ratio": statistics.median(tamsel[kind] / result[kind] for tamsel, result in zip(
+                       times["Tamsel"], results))}
+            for kind in ("wall", "processor")}
+    return summary
+
+
+def growth(times):
+    """The median wall time by the number of rows, and the median of its ratios to none."""
+    none = times["0"]
+    return {size: {"median": statistics.median(result["wall"] for result in results),
+                   "ratio": statistics.median(result["wall"] / first["wall"]
+                                              for result, first in zip(results, none))}
+            for size, results in times.items()}
+
+
+def cell(value, ratio=None):
+    text = f"{value:,.2f}" if isinstance(value, float) and value < 1000 else f"{value:,.0f}"
+    return text if ratio is None else f"{text} ({ratio:.3f})"
+
+
+def print_table(heading, rows):
+    print("| " + " | ".join(heading) + " |")
+    print("|---" + "|---:" * (len(heading) - 1) + "|")
+    for row in rows:
+        print("| " + " | ".join(row) + " |")
+    print()
+
+
+def report(results):
+    print(f"{results['date']}, {results['machine']}, {results['rounds']} rounds")
+    print("Medians; in parentheses, Tamsel's share of it as the median of the pairs' ratios.\n")
+    rows = []
+    for folder in ("memory-backed", "disk-backed"):
+        for kind in ("wall", "processor"):
+            times = {name: time[kind] for name, time in results[folder].items()}
+            rows.append([f"{kind} time, ms, {folder}", cell(times["Tamsel"]["median"])]
+                        + [cell(times[name]["median"], times[name]["ratio"]) for name in OTHERS]
+                        + [cell(times["Tamsel -h"]["median"])])
+    counts = results["counts"]
+    for kind, title in COUNTS.items():
+        row = [title, cell(counts["Tamsel"][kind])]
+        for name in OTHERS:
+            value = counts[name].get(kind)
+            row.append(cell(value, counts["Tamsel"][kind] / value) if value else "–")
+        rows.append(row + [cell(counts["Tamsel -h"][kind])])
+    print_table(["", "Tamsel", "floor", "shell", "Python", "Tamsel -h"], rows)
+    print_table(["unrelated rows per table", "wall time, ms", "of that without any"],
+                [[cell(int(size)), cell(result["median"]), f"{result['ratio']:.3f}"]
+                 for size, result in results["growth"].items()])
+
+
+def main():
+    parser = argparse.ArgumentParser(add_help=False)
+    parser.add_argument("--check", action="store_true")
+    parser.add_argument("--json", action="store_true")
+    parser.add_argument("--rounds", type=int)
+    parser.add_argument("build", type=pathlib.Path)
+    options = parser.parse_args()
+    rounds = options.rounds or (5 if options.check else 300)
+    sizes = SIZES[:2] if options.check else SIZES
+
+    memory = measure(options.build, "/dev/shm", "memory-backed", rounds, sizes)
+    disk = measure(options.build, options.build, "disk-backed", rounds, [])
+    results = {
+        "date": time.strftime("%Y-%m-%d"),
+        "machine": f"{platform.system()} {platform.machine()}",
+        "rounds": rounds,
+        "memory-backed": medians(memory["times"]),
+        "disk-backed": medians(disk["times"]),
+        "counts": memory["counts"],
+        "growth": growth(memory["growth"]),
+    }
+    if options.json:
+        json.dump(results, sys.stdout, indent=2)
+        print()
+    else:
+        report(results)
+    ratio = memory["counts"]["Tamsel"]["instructions"] / memory["counts"]["floor"]["instructions"]
+    if options.check and ratio > MOST_INSTRUCTIONS:
+        sys.exit(f"bench: {ratio:.4f} of the floor's instructions, at most {MOST_INSTRUCTIONS}")
+
+
+if __name__ == "__main__":
+    main()
