@@ -11,16 +11,14 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#define DATABASE                                                                                   \
-    "/Library/Application Support/Adobe/Extension Manager CC/Configuration/DB/ExMan.db"
+#define DATABASE "/Library/Application Support/Adobe/Extension Manager CC/Configuration/DB/ExMan.db"
 
-static int execute(const char *sql)
-{
+static int execute(const char* sql) {
     int code = SQLITE_ERROR;
-    sqlite3 *database = NULL;
-    sqlite3_stmt *statement = NULL;
-    if (sqlite3_open(DATABASE, &database) == SQLITE_OK &&
-        sqlite3_prepare_v2(database, sql, -1, &statement, NULL) == SQLITE_OK) {
+    sqlite3* database = NULL;
+    sqlite3_stmt* statement = NULL;
+    if (sqlite3_open(DATABASE, &database) == SQLITE_OK
+        && sqlite3_prepare_v2(database, sql, -1, &statement, NULL) == SQLITE_OK) {
         code = sqlite3_step(statement);
     }
     printf("Return code after executing SQL: %d\n\n", code);
@@ -29,18 +27,18 @@ static int execute(const char *sql)
     return code == SQLITE_DONE;
 }
 
-static void insert(const char *operation, const char *sql)
-{
+static void insert(const char* operation, const char* sql) {
     const int succeeded = execute(sql);
     printf("%s execution: %s\n\n", operation, succeeded ? "succeeded" : "failed");
     printf("%s %s\n\n", operation, succeeded ? "true" : "false");
 }
 
-int main(int argc, char *argv[])
-{
-    FILE *probe = fopen(DATABASE, "r");
-    int status;
-    if (probe == NULL || argc != 4) {
+int main(int argc, char* argv[]) {
+    if (argc != 4) {
+        return EXIT_FAILURE;
+    }
+    FILE* probe = fopen(DATABASE, "r");
+    if (probe == NULL) {
         return EXIT_FAILURE;
     }
     fputs("Three parameters\n\n", stdout);
@@ -49,7 +47,7 @@ int main(int argc, char *argv[])
     insert("InsertProductInfo", argv[1]);
     insert("InsertXManConfig", argv[2]);
     fputs("\nThe application was successfully registrated\n\n", stdout);
-    status = system(argv[3]);
+    const int status = system(argv[3]);
     fclose(probe);
     return status == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
