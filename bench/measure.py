@@ -14,6 +14,7 @@ the reason when a program's rows, output or file are not those of a registration
 import json
 import os
 import pathlib
+import random
 import re
 import sqlite3
 import statistics
@@ -117,12 +118,14 @@ def verify(programs):
 
 
 def rounds(what, number, runs):
-    """Times each of the runs once a round, in turn forwards and backwards."""
+    """Times each of the runs once a round, in an order of chance: a run is slower after one that
+    takes much of the processor's caches, and so each has to come after each."""
     times = {name: [] for name in runs}
+    chance = random.Random(0)
     for count in range(-3, number):
         if count % 20 == 0 or count == number - 1:
             progress(f"{what}: round {count + 1} of {number}")
-        for name in sorted(runs, reverse=count % 2 == 1):
+        for name in chance.sample(list(runs), len(runs)):
             result = runs[name]()
             if count >= 0:  # the first rounds warm up
                 times[name].append(result)
