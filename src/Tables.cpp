@@ -40,7 +40,7 @@ void Add(Table& table, const char* key, std::string value) {
     table.emplace_hint(table.end(), key, std::move(value));
 }
 
-// What the Extension Manager writes as a dollar sign before "locale".
+// A folder of the Extension Manager's paths: a slash, a dollar sign and "locale", as SQL.
 constexpr char LOCALE[] = "/' || CHAR(36) || 'locale";
 
 ProductRecord MakeRecord(const char* prodId, Family family, Release release, Platform platform) {

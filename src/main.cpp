@@ -1,6 +1,6 @@
 // One run of the program, from top to bottom. Whole messages and fixed lines go through std::cout,
 // lines that carry a result through printf. The two are in step, since std::cout is left
-// synchronized with stdio; nothing is flushed before the program ends.
+// synchronized with stdio. The program flushes nothing itself.
 
 #include "PathUtils.h"
 #include "SQLUtils.h"
