@@ -54,7 +54,7 @@ class MachineTest(unittest.TestCase):
         """Replaces the database by a new one with this schema and the unrelated rows."""
         self.database.unlink(missing_ok=True)
         for name in (schema, "unrelated-rows"):
-            self.change((TESTS / "schemas" / (name + ".sql")).read_text())
+            self.change((TESTS / "schemas" / (name + ".sql")).read_text(encoding="utf-8"))
 
     def connect(self):
         """A connection to the database, without transactions of its own."""
