@@ -1,4 +1,5 @@
-"""Prints the names of all tests in a folder, one a line, as python3 -m unittest takes them."""
+"""Prints the names of all tests in a folder, one a line, as python3 -m unittest takes them, and
+behind the name of a slow one the word slow."""
 
 import pathlib
 import sys
@@ -10,7 +11,12 @@ def names(suite):
         if isinstance(test, unittest.TestSuite):
             yield from names(test)
         else:
-            yield test.id()
+            yield test.id() + (" slow" if is_slow(test) else "")
+
+
+def is_slow(test):
+    """Whether a test is marked by the decorator of harness.machine, by itself or by its class."""
+    return getattr(getattr(test, test.id().rpartition(".")[2]), "slow", getattr(test, "slow", False))
 
 
 folder = sys.argv[1]

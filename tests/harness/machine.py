@@ -89,6 +89,10 @@ class MachineTest(unittest.TestCase):
         """Runs the program that users get, by its absolute path."""
         return self.run_inside(BUILD / "Tamsel", *arguments, **how)
 
+    def print_figure(self, figure):
+        """Prints a line that scripts/test repeats when all tests have run."""
+        print(f"figure: {self.id()}: {figure}", flush=True)
+
     def cannot_run(self, reason):
         """Skips the test. In continuous integration every test has to run."""
         if os.environ.get("CI") == "true":
@@ -100,6 +104,12 @@ class MachineTest(unittest.TestCase):
         self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
                          out.decode("utf-8", "backslashreplace"))
         self.assertEqual(result, Result(out, err, status))
+
+
+def slow(test):
+    """Marks a test, or all tests of a class, that run only when they are asked for."""
+    test.slow = True
+    return test
 
 
 def expected(name):
