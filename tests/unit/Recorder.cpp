@@ -21,6 +21,14 @@ const char* Name(const sqlite3_stmt* statement) {
     return statement == &theStatement ? "statement" : statement == nullptr ? "null" : "stranger";
 }
 
+int Next(Recorder::Answers& answers) {
+    const int answer = answers.front();
+    if (answers.size() > 1) {
+        answers.erase(answers.begin());
+    }
+    return answer;
+}
+
 void Record(const std::string& call) {
     recorder.calls.push_back(call);
 }
@@ -31,8 +39,9 @@ extern "C" {
 
 int sqlite3_open(const char* path, sqlite3** database) {
     Record("open(" + std::string(path) + ")");
-    *database = recorder.openGivesHandle ? &theDatabase : nullptr;
-    return recorder.open;
+    const int code = Next(recorder.open);
+    *database = code == SQLITE_NOMEM ? nullptr : &theDatabase;
+    return code;
 }
 
 int sqlite3_prepare_v2(sqlite3* database, const char* sql, int length, sqlite3_stmt** statement,
@@ -40,27 +49,24 @@ int sqlite3_prepare_v2(sqlite3* database, const char* sql, int length, sqlite3_s
     Record("prepare(" + std::string(Name(database)) + ", " + std::to_string(length) + ", "
            + (tail == nullptr ? "null" : "tail") + ")");
     recorder.statements.emplace_back(sql);
-    *statement = recorder.prepare == SQLITE_OK ? &theStatement : nullptr;
-    return recorder.prepare;
+    const int code = Next(recorder.prepare);
+    *statement = code == SQLITE_OK ? &theStatement : nullptr;
+    return code;
 }
 
 int sqlite3_step(sqlite3_stmt* statement) {
     Record("step(" + std::string(Name(statement)) + ")");
-    const int code = recorder.steps.front();
-    if (recorder.steps.size() > 1) {
-        recorder.steps.erase(recorder.steps.begin());
-    }
-    return code;
+    return Next(recorder.step);
 }
 
 int sqlite3_finalize(sqlite3_stmt* statement) {
     Record("finalize(" + std::string(Name(statement)) + ")");
-    return recorder.finalize;
+    return Next(recorder.finalize);
 }
 
 int sqlite3_close(sqlite3* database) {
     Record("close(" + std::string(Name(database)) + ")");
-    return recorder.close;
+    return Next(recorder.close);
 }
 
 const char* sqlite3_errmsg(sqlite3* database) {

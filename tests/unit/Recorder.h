@@ -7,13 +7,14 @@
 // The SQLite functions and the shell as the tests see them: linked in the place of the real ones,
 // they write down each call and answer as the test wants.
 struct Recorder {
-    // What the functions answer. By default everything succeeds.
-    int open = SQLITE_OK;
-    bool openGivesHandle = true;
-    int prepare = SQLITE_OK;
-    std::vector<int> steps = {SQLITE_DONE}; // one after the other; the last one is repeated
-    int finalize = SQLITE_OK;
-    int close = SQLITE_OK;
+    // What the functions answer, one call after the other; the last answer is repeated. By default
+    // everything succeeds. An open without memory gives no handle.
+    using Answers = std::vector<int>;
+    Answers open = {SQLITE_OK};
+    Answers prepare = {SQLITE_OK};
+    Answers step = {SQLITE_DONE};
+    Answers finalize = {SQLITE_OK};
+    Answers close = {SQLITE_OK};
     int shell = 0;
 
     // Each call as a line, such as "step(statement)".

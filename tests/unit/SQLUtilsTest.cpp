@@ -1,7 +1,9 @@
 #include "SQLUtils.h"
 
+#include "Courses.h"
 #include "Recorder.h"
 
+#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -30,19 +32,16 @@ Outcome Execute(const std::string& sql) {
     return Capture([&] { return SQLUtils::ExecuteSQL(sql); });
 }
 
-const std::string OPENED =
-    "open(/Library/Application Support/Adobe/Extension Manager CC/Configuration/DB/ExMan.db)";
-
-TEST(ExecuteSQL, OpensCompilesStepsFinalizesAndClosesOnceEach) {
-    recorder = {};
-    const Outcome outcome = Execute("the statement");
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
-                               "Finalized statemant: 0\n\n"
-                               "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
-                                     "finalize(statement)", "close(database)"}));
-    EXPECT_EQ(recorder.statements, Calls{"the statement"});
+TEST(ExecuteSQL, GoesOnFromEachStageAsItsResultSays) {
+    for (const Course& course : Courses()) {
+        recorder = course.answers;
+        const Outcome outcome = Execute("the statement");
+        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
+        EXPECT_EQ(outcome.printed, course.printed) << course.name;
+        EXPECT_EQ(recorder.calls, course.calls) << course.name;
+        EXPECT_EQ(recorder.statements, Calls(course.opens ? 1 : 0, "the statement")) << course.name;
+    }
+    std::printf("figure: %zu courses of a statement\n", Courses().size());
 }
 
 TEST(ExecuteSQL, DoesNothingForEmptyText) {
@@ -53,85 +52,10 @@ TEST(ExecuteSQL, DoesNothingForEmptyText) {
     EXPECT_EQ(recorder.calls, Calls{});
 }
 
-TEST(ExecuteSQL, OnlyClosesAfterAFailedOpen) {
-    recorder = {};
-    recorder.open = SQLITE_CANTOPEN;
-    recorder.close = SQLITE_BUSY;
-    const Outcome outcome = Execute("the statement");
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "ERROR: can't open database: what SQLite says\n\n"
-                               "Closed database: 5\n\n");
-    EXPECT_EQ(recorder.calls, (Calls{OPENED, "errmsg(database)", "close(database)"}));
-}
-
-TEST(ExecuteSQL, ClosesTheNullHandleThatAnOpenWithoutMemoryLeaves) {
-    recorder = {};
-    recorder.open = SQLITE_NOMEM;
-    recorder.openGivesHandle = false;
-    const Outcome outcome = Execute("the statement");
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "ERROR: can't open database: what SQLite says\n\n"
-                               "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.calls, (Calls{OPENED, "errmsg(null)", "close(null)"}));
-}
-
-TEST(ExecuteSQL, FinalizesTheNullStatementThatAFailedCompileLeaves) {
-    recorder = {};
-    recorder.prepare = SQLITE_ERROR;
-    const Outcome outcome = Execute("the statement");
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "ERROR: while compiling sql: what SQLite says\n\n"
-                               "Finalized statemant: 0\n\n"
-                               "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "errmsg(database)",
-                                     "finalize(null)", "close(database)"}));
-}
-
-TEST(ExecuteSQL, StepsPastRowsAndSucceedsWhenTheLastCodeIsDone) {
-    recorder = {};
-    recorder.steps = {SQLITE_ROW, SQLITE_ROW, SQLITE_ROW, SQLITE_DONE};
-    const Outcome outcome = Execute("the statement");
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
-                               "Finalized statemant: 0\n\n"
-                               "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
-                                     "step(statement)", "step(statement)", "step(statement)",
-                                     "finalize(statement)", "close(database)"}));
-}
-
-TEST(ExecuteSQL, FailsOnAnyOtherCodeAndRetriesNothing) {
-    for (const int code : {SQLITE_OK, SQLITE_ERROR, SQLITE_BUSY, SQLITE_LOCKED, SQLITE_READONLY,
-                           SQLITE_IOERR, SQLITE_FULL, SQLITE_CONSTRAINT, SQLITE_MISUSE}) {
-        recorder = {};
-        recorder.steps = {code};
-        recorder.finalize = code;
-        const Outcome outcome = Execute("the statement");
-        EXPECT_FALSE(outcome.succeeded);
-        const std::string shown = std::to_string(code);
-        EXPECT_EQ(outcome.printed, "Return code after executing SQL: " + shown + "\n\n"
-                                       + "Finalized statemant: " + shown + "\n\n"
-                                       + "Closed database: 0\n\n");
-        EXPECT_EQ(recorder.calls, (Calls{OPENED, "prepare(database, -1, null)", "step(statement)",
-                                         "finalize(statement)", "close(database)"}));
-    }
-}
-
-TEST(ExecuteSQL, OnlyReportsWhatFinalizingAndClosingReturn) {
-    recorder = {};
-    recorder.finalize = SQLITE_IOERR;
-    recorder.close = SQLITE_BUSY;
-    const Outcome outcome = Execute("the statement");
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "Return code after executing SQL: 101\n\n"
-                               "Finalized statemant: 10\n\n"
-                               "Closed database: 5\n\n");
-}
-
 TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
     // A format directive in the text must not reach printf as a format.
     recorder = {};
-    recorder.prepare = SQLITE_ERROR;
+    recorder.prepare = {SQLITE_ERROR};
     EXPECT_EQ(Execute("%s%n").printed, "ERROR: while compiling sql: what SQLite says\n\n"
                                        "Finalized statemant: 0\n\n"
                                        "Closed database: 0\n\n");
@@ -242,28 +166,21 @@ TEST(Insert, SplicesTheFolderInAsItStands) {
 }
 
 TEST(Insert, PrintsItsVerdictAfterTheLinesOfTheStatement) {
-    const std::string done = "Return code after executing SQL: 101\n\n"
-                             "Finalized statemant: 0\n\n"
-                             "Closed database: 0\n\n";
-    recorder = {};
-    Outcome outcome = Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, done + "InsertProductInfo execution: succeeded\n\n");
-    outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, done + "InsertXManConfig execution: succeeded\n\n");
+    for (const Course& course : Courses()) {
+        const std::string verdict = course.succeeds ? "succeeded\n\n" : "failed\n\n";
+        recorder = course.answers;
+        Outcome outcome =
+            Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
+        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
+        EXPECT_EQ(outcome.printed, course.printed + "InsertProductInfo execution: " + verdict);
+        EXPECT_EQ(recorder.calls, course.calls) << course.name;
 
-    const std::string readOnly = "Return code after executing SQL: 8\n\n"
-                                 "Finalized statemant: 8\n\n"
-                                 "Closed database: 0\n\n";
-    recorder.steps = {SQLITE_READONLY};
-    recorder.finalize = SQLITE_READONLY;
-    outcome = Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, readOnly + "InsertProductInfo execution: failed\n\n");
-    outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, readOnly + "InsertXManConfig execution: failed\n\n");
+        recorder = course.answers;
+        outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
+        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
+        EXPECT_EQ(outcome.printed, course.printed + "InsertXManConfig execution: " + verdict);
+        EXPECT_EQ(recorder.calls, course.calls) << course.name;
+    }
 }
 
 TEST(SQLUtils, TakesItsArgumentsByValue) {

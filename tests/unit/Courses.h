@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Recorder.h"
+
+#include <string>
+#include <vector>
+
+// One course that a statement can take from the opening of the database to its closing: what SQLite
+// answers, and what then has to be called, printed and returned.
+struct Course {
+    std::string name;
+    Recorder answers;
+    bool opens;
+    bool succeeds;
+    std::string printed;
+    std::vector<std::string> calls;
+};
+
+// A course for every result that matters, of every function.
+const std::vector<Course>& Courses();

@@ -1,0 +1,75 @@
+#include "Courses.h"
+#include "Recorder.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+// The program's main under another name.
+int TamselMain(int argc, char* argv[]);
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// What SQLite answers to one statement after the other.
+Recorder Answers(const Course& first, const Course& second) {
+    const auto join = [&](Recorder::Answers Recorder::*answers, bool firstAsks) {
+        Recorder::Answers joined = second.answers.*answers;
+        if (firstAsks) {
+            const Recorder::Answers& before = first.answers.*answers;
+            joined.insert(joined.begin(), before.begin(), before.end());
+        }
+        return joined;
+    };
+    const bool firstCompiles = first.opens && first.answers.prepare.front() == SQLITE_OK;
+    Recorder answers;
+    answers.open = join(&Recorder::open, true);
+    answers.prepare = join(&Recorder::prepare, first.opens);
+    answers.step = join(&Recorder::step, firstCompiles);
+    answers.finalize = join(&Recorder::finalize, first.opens);
+    answers.close = join(&Recorder::close, true);
+    return answers;
+}
+
+std::string Operation(const std::string& name, const Course& course) {
+    return course.printed + name
+           + (course.succeeds ? " execution: succeeded" : " execution: failed") + "\n\n" + name
+           + (course.succeeds ? " true" : " false") + "\n\n";
+}
+
+TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
+    std::string program = "/opt/tools/Tamsel";
+    std::string option = "-r";
+    std::string path = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app";
+    char* arguments[] = {program.data(), option.data(), path.data(), nullptr};
+    for (const Course& first : Courses()) {
+        for (const Course& second : Courses()) {
+            recorder = Answers(first, second);
+            testing::internal::CaptureStdout();
+            const int status = TamselMain(3, arguments);
+            const std::string printed = testing::internal::GetCapturedStdout();
+
+            const std::string name = first.name + "; then " + second.name;
+            ASSERT_EQ(status, 0) << name;
+            ASSERT_EQ(printed, "Three parameters\n\n-r command found\n\n"
+                               "File name found: Adobe InDesign 2020\n\n"
+                                   + Operation("InsertProductInfo", first)
+                                   + Operation("InsertXManConfig", second)
+                                   + "\nThe application was successfully registrated\n\n")
+                << name;
+            Lines calls = first.calls;
+            calls.insert(calls.end(), second.calls.begin(), second.calls.end());
+            ASSERT_EQ(recorder.calls, calls) << name;
+            ASSERT_EQ(recorder.commands,
+                      Lines{R"(cp "/opt/tools/Resources/XManConfigV2.xml" "/Library/Application )"
+                            R"(Support/Adobe/Extension Manager CC/Configuration")"})
+                << name;
+        }
+    }
+    std::printf("figure: %zu registrations with SQLite replaced\n",
+                Courses().size() * Courses().size());
+}
+
+} // namespace
