@@ -39,25 +39,37 @@ std::string Operation(const std::string& name, const Course& course) {
            + (course.succeeds ? " true" : " false") + "\n\n";
 }
 
+struct Outcome {
+    int status;
+    std::string printed;
+};
+
+// Runs the program with these arguments, of which its name is the first.
+Outcome RunProgram(Lines words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    testing::internal::CaptureStdout();
+    const int status = TamselMain(static_cast<int>(words.size()), arguments.data());
+    return {status, testing::internal::GetCapturedStdout()};
+}
+
 TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
-    std::string program = "/opt/tools/Tamsel";
-    std::string option = "-r";
-    std::string path = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app";
-    char* arguments[] = {program.data(), option.data(), path.data(), nullptr};
+    const Lines words = {"/opt/tools/Tamsel", "-r",
+                         "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"};
     for (const Course& first : Courses()) {
         for (const Course& second : Courses()) {
             recorder = Answers(first, second);
-            testing::internal::CaptureStdout();
-            const int status = TamselMain(3, arguments);
-            const std::string printed = testing::internal::GetCapturedStdout();
-
+            const Outcome outcome = RunProgram(words);
             const std::string name = first.name + "; then " + second.name;
-            ASSERT_EQ(status, 0) << name;
-            ASSERT_EQ(printed, "Three parameters\n\n-r command found\n\n"
-                               "File name found: Adobe InDesign 2020\n\n"
-                                   + Operation("InsertProductInfo", first)
-                                   + Operation("InsertXManConfig", second)
-                                   + "\nThe application was successfully registrated\n\n")
+            ASSERT_EQ(outcome.status, 0) << name;
+            ASSERT_EQ(outcome.printed, "Three parameters\n\n-r command found\n\n"
+                                       "File name found: Adobe InDesign 2020\n\n"
+                                           + Operation("InsertProductInfo", first)
+                                           + Operation("InsertXManConfig", second)
+                                           + "\nThe application was successfully registrated\n\n")
                 << name;
             Lines calls = first.calls;
             calls.insert(calls.end(), second.calls.begin(), second.calls.end());
@@ -70,6 +82,31 @@ TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
     }
     std::printf("figure: %zu registrations with SQLite replaced\n",
                 Courses().size() * Courses().size());
+}
+
+TEST(RegistrationRun, OnlyCopiesForAnApplicationThatIsNotSupported) {
+    for (const char* path : {"/Applications/Adobe InDesign 2021.app", "Adobe InDesign 2020.app"}) {
+        recorder = {};
+        EXPECT_EQ(RunProgram({"/opt/tools/Tamsel", "-r", path}).status, 0);
+        EXPECT_EQ(recorder.calls, Lines{}) << path;
+        EXPECT_EQ(recorder.commands.size(), 1U) << path;
+    }
+}
+
+TEST(EveryOtherForm, CallsNeitherSQLiteNorTheShell) {
+    const std::string path = "/Applications/Adobe InDesign 2020.app";
+    for (const Lines& words : std::vector<Lines>{{},
+                                                 {"Tamsel"},
+                                                 {"Tamsel", "-h"},
+                                                 {"Tamsel", "-r"},
+                                                 {"Tamsel", "-h", path},
+                                                 {"Tamsel", path, "-r"},
+                                                 {"Tamsel", "-r", path, path}}) {
+        recorder = {};
+        EXPECT_EQ(RunProgram(words).status, 0);
+        EXPECT_EQ(recorder.calls, Lines{}) << words.size();
+        EXPECT_EQ(recorder.commands, Lines{}) << words.size();
+    }
 }
 
 } // namespace

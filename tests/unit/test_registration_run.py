@@ -6,6 +6,6 @@ class RegistrationRun(MachineTest):
 
     def test_with_sqlite_and_the_shell_replaced(self):
         result = self.run_inside(BUILD / "tests" / "run_tests")
-        self.assertIn(b"[  PASSED  ] 1 test.", result.out, result.out.decode())
+        self.assertIn(b"[  PASSED  ] 3 tests.", result.out, result.out.decode())
         self.assertEqual(result.status, 0)
         print(result.out.decode())
