@@ -117,7 +117,7 @@ class Paths(RegistrationTest):
                                    "unsupported.out")
 
     def test_a_name_of_arbitrary_bytes_is_shown_as_it_stands(self):
-        for name in (b"\xff\xfe", b"%s%n", b"a\nb", b"$HOME", b"x" * 100_000):
+        for name in (b"\xff\xfe", b"%s%n", b"a\nb", b"$HOME", b"'; --", b'"', b" ", b"x" * 100_000):
             result = self.run_tamsel("-r", b"/a/" + name + b".app")
             self.assert_result(result, expected("unsupported.out").replace(b"Adobe Photoshop 2020", name))
 
