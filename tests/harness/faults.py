@@ -87,6 +87,7 @@ class FaultTest(RegistrationTest):
 
     def calls(self, kinds="all"):
         """The system calls of an undisturbed registration, as pairs of name and arguments."""
+        self.need("strace")
         self.restore()
         result, trace = self.trace("-e", f"trace={kinds}")
         self.assert_whole(result)

@@ -93,6 +93,11 @@ class MachineTest(unittest.TestCase):
         """Prints a line that scripts/test repeats when all tests have run."""
         print(f"figure: {self.id()}: {figure}", flush=True)
 
+    def need(self, tool):
+        """Skips the test where a tool is missing that it starts in the sandbox."""
+        if shutil.which(tool) is None:
+            self.cannot_run(tool + " is not installed")
+
     def cannot_run(self, reason):
         """Skips the test. In continuous integration every test has to run."""
         if os.environ.get("CI") == "true":

@@ -7,6 +7,10 @@ FOUND = 99
 class Valgrind(RegistrationTest):
     """No ordinary run reads or frees what it must not, or leaves anything behind."""
 
+    def setUp(self):
+        super().setUp()
+        self.need("valgrind")
+
     def assert_clean(self, arguments, name, status=0, options=()):
         log = self.folder / "valgrind"
         result = self.run_inside(
