@@ -1,4 +1,4 @@
-from harness.machine import BUILD, DATABASE, expected
+from harness.machine import BUILD, DATABASE, TESTS, expected
 from harness.registration import INDESIGN, RegistrationTest
 
 FOUND = 99
@@ -15,6 +15,7 @@ class Valgrind(RegistrationTest):
         log = self.folder / "valgrind"
         result = self.run_inside(
             "valgrind", "--quiet", f"--error-exitcode={FOUND}", f"--log-file={log}",
+            f"--suppressions={TESTS / 'memory' / 'runtime.supp'}",
             "--leak-check=full", "--show-leak-kinds=all", "--errors-for-leak-kinds=all",
             BUILD / "Tamsel", *arguments, options=options)
         self.assertEqual(log.read_text(), "")
