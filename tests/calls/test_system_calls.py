@@ -34,7 +34,7 @@ class SystemCalls(MachineTest):
         trace = self.folder / "trace"
         result = self.run_inside(
             "strace", "-f", "-q", "-s", "4096", "-o", trace, "-e", "signal=none", "-e",
-            "trace=openat,close,write,pwrite64,unlink,clone,clone3,vfork,execve,wait4",
+            "trace=openat,close,read,?readv,write,clone,?clone3,?fork,?vfork,execve,wait4",
             *before, self.program, *arguments)
         self.assertEqual(result.status, 0)
         calls = []
@@ -78,6 +78,13 @@ class SystemCalls(MachineTest):
         self.assertLess(self.closed(calls, second), shell)
         self.assertLess(copy, waited)
         self.assertLess(waited, self.closed(calls, probe))
+
+    def test_the_probe_is_never_read(self):
+        for arguments in (["-r", INDESIGN], ["-h"]):
+            calls = self.trace(*arguments)
+            [probe] = self.opened(calls, "O_RDONLY")
+            used = [call.name for call in calls[probe:] if call.arguments.split(",")[0] == calls[probe].result]
+            self.assertEqual(used, ["close"])
 
     def test_the_shell_is_given_exactly_one_command(self):
         for path in (INDESIGN, PHOTOSHOP):

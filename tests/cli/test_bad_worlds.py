@@ -92,4 +92,11 @@ class BadWorlds(MachineTest):
         self.change("DROP TABLE Tb_ProductInfoV2;"
                     "CREATE TABLE Tb_ProductInfoV2 (ProdID, ProdName, DisplayName, FamilyName, ProdVersion,"
                     " PCDEntryName, AppPath, LocaleInfo, SuiteID CHECK (SuiteID > '9'))")
-        self.assert_result(self.run_registration(), expected("refused-by-a-constraint.out"))
+        self.assert_result(self.run_registration(), expected("refused-product.out"))
+
+    def test_a_table_that_refuses_the_last_of_the_fourteen_rows_gets_none(self):
+        self.change("DROP TABLE Tb_XManConfig;"
+                    "CREATE TABLE Tb_XManConfig (ProdID, KeyName CHECK (KeyName <> 'suite'), KeyValue)")
+        self.assert_result(self.run_registration(), expected("refused-configuration.out"))
+        self.assertEqual(self.rows("SELECT COUNT(*) FROM Tb_XManConfig"), [(0,)])
+        self.assertEqual(self.rows("SELECT COUNT(*) FROM Tb_ProductInfoV2 WHERE ProdID = 190"), [(1,)])

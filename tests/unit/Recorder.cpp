@@ -71,11 +71,12 @@ int sqlite3_close(sqlite3* database) {
 
 const char* sqlite3_errmsg(sqlite3* database) {
     Record("errmsg(" + std::string(Name(database)) + ")");
-    return "what SQLite says";
+    return recorder.message.c_str();
 }
 
 int system(const char* command) {
     recorder.commands.emplace_back(command);
     return recorder.shell;
 }
-}
+
+} // extern "C"

@@ -16,6 +16,7 @@ struct Recorder {
     Answers finalize = {SQLITE_OK};
     Answers close = {SQLITE_OK};
     int shell = 0;
+    std::string message = "what SQLite says";
 
     // Each call as a line, such as "step(statement)".
     std::vector<std::string> calls;

@@ -1,5 +1,6 @@
 #include "Courses.h"
 #include "Recorder.h"
+#include "Tables.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -84,10 +85,17 @@ TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
                 Courses().size() * Courses().size());
 }
 
+TEST(RegistrationRun, KeepsThePositionOfItsProduct) {
+    recorder = {};
+    RunProgram({"Tamsel", "-r", "/Applications/Adobe InCopy 2020.app"});
+    EXPECT_EQ(prodIt, productLine.find("Adobe InCopy 2020"));
+}
+
 TEST(RegistrationRun, OnlyCopiesForAnApplicationThatIsNotSupported) {
     for (const char* path : {"/Applications/Adobe InDesign 2021.app", "Adobe InDesign 2020.app"}) {
         recorder = {};
         EXPECT_EQ(RunProgram({"/opt/tools/Tamsel", "-r", path}).status, 0);
+        EXPECT_EQ(prodIt, productLine.end()) << path;
         EXPECT_EQ(recorder.calls, Lines{}) << path;
         EXPECT_EQ(recorder.commands.size(), 1U) << path;
     }
@@ -107,6 +115,24 @@ TEST(EveryOtherForm, CallsNeitherSQLiteNorTheShell) {
         EXPECT_EQ(recorder.calls, Lines{}) << words.size();
         EXPECT_EQ(recorder.commands, Lines{}) << words.size();
     }
+}
+
+TEST(EveryForm, BuildsTheIndexUnlessThereIsNoArgument) {
+    const std::string path = "/Applications/Adobe InDesign 2020.app";
+    for (const Lines& words : std::vector<Lines>{{},
+                                                 {"Tamsel", "-h"},
+                                                 {"Tamsel", "-x"},
+                                                 {"Tamsel", "-r", path},
+                                                 {"Tamsel", path, "-r"},
+                                                 {"Tamsel", "-r", path, path}}) {
+        recorder = {};
+        productLine.clear();
+        RunProgram(words);
+        EXPECT_EQ(productLine.size(), 8U) << words.size();
+    }
+    productLine.clear();
+    RunProgram({"Tamsel"});
+    EXPECT_EQ(productLine.size(), 0U);
 }
 
 } // namespace

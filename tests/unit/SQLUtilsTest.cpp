@@ -53,13 +53,17 @@ TEST(ExecuteSQL, DoesNothingForEmptyText) {
 }
 
 TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
-    // A format directive in the text must not reach printf as a format.
+    // A format directive in the message must not reach printf as a format.
     recorder = {};
+    recorder.message = "%s%d%n";
     recorder.prepare = {SQLITE_ERROR};
-    EXPECT_EQ(Execute("%s%n").printed, "ERROR: while compiling sql: what SQLite says\n\n"
-                                       "Finalized statemant: 0\n\n"
-                                       "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.statements, Calls{"%s%n"});
+    EXPECT_EQ(Execute("%s%d%n").printed, "ERROR: while compiling sql: %s%d%n\n\n"
+                                         "Finalized statemant: 0\n\n"
+                                         "Closed database: 0\n\n");
+    recorder.open = {SQLITE_CANTOPEN};
+    EXPECT_EQ(Execute("%s%d%n").printed, "ERROR: can't open database: %s%d%n\n\n"
+                                         "Closed database: 0\n\n");
+    EXPECT_EQ(recorder.statements, Calls{"%s%d%n"});
 }
 
 // The two statements of one product, as they stand in its file, one a line.
@@ -147,6 +151,17 @@ TEST(InsertProductInfo, TakesTheFolderFromTheArgumentAndNeverFromTheRecord) {
     Capture(
         [&] { return SQLUtils::InsertProductInfo(record, "/Applications/Adobe InDesign 2020"); });
     EXPECT_EQ(recorder.statements, Calls{Expected("INDESIGNCC2020MAC").productInfo});
+}
+
+TEST(InsertXManConfig, SplicesARecordsValuesInAsTheyStand) {
+    // Each fragment becomes a dollar sign when the statement runs.
+    ProductRecord record = INCOPYCC2020MAC;
+    record["PreExtensionFolder"] = "a' || CHAR(36) || 'b' || CHAR(36) || 'c";
+    recorder = {};
+    Capture([&] { return SQLUtils::InsertXManConfig(record, "/a"); });
+    EXPECT_NE(
+        recorder.statements.at(0).find("CHAR(36) || 'a' || CHAR(36) || 'b' || CHAR(36) || 'c'),"),
+        std::string::npos);
 }
 
 TEST(Insert, SplicesTheFolderInAsItStands) {

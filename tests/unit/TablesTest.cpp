@@ -364,6 +364,20 @@ TEST(STRINGTABLE, HoldsItsSixMessagesAndNoOther) {
     static_assert(std::is_const_v<decltype(STRINGTABLE)>, "nothing changes a message");
 }
 
+TEST(STRINGTABLE, TellsUpperFromLowerCaseAndOrdersItsKeysByBytes) {
+    for (const char* key : {"Help", "HELP", "exmandbnotfound", "UnknownCommand"}) {
+        EXPECT_EQ(STRINGTABLE.count(key), 0U) << key;
+    }
+    const std::vector<std::string> expected = {
+        "exManDBNotFound",     "fileNotFound",   "help",
+        "registrationSuccess", "unknownCommand", "unsupportedApp"};
+    std::vector<std::string> keys;
+    for (const auto& message : STRINGTABLE) {
+        keys.push_back(message.first);
+    }
+    EXPECT_EQ(keys, expected);
+}
+
 TEST(EXMANDBPATH, IsTheExtensionManagersDatabase) {
     EXPECT_STREQ(EXMANDBPATH, "/Library/Application Support/Adobe/Extension Manager "
                               "CC/Configuration/DB/ExMan.db");
