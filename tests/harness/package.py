@@ -1,0 +1,21 @@
+"""What users get, put together from the build, for tests that install or deploy it."""
+
+import subprocess
+
+from harness.machine import BUILD, TESTS, MachineTest
+
+ROOT = TESTS.parent
+
+
+def run(*command, **how):
+    """Runs a command outside the sandbox and returns what it printed; it has to succeed."""
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, **how).stdout
+
+
+class PackageTest(MachineTest):
+    """A machine on which the folder from the archive has been unpacked."""
+
+    def setUp(self):
+        super().setUp()
+        self.package = self.folder / "unpacked" / "tamsel"
+        run(ROOT / "packaging" / "assemble", BUILD, self.package)

@@ -1,0 +1,88 @@
+"""The documents agree with the program, and with each other."""
+
+import re
+import shutil
+import subprocess
+
+from harness.machine import TESTS, MachineTest
+
+ROOT = TESTS.parent
+
+# What stands for a line's values in the manual page.
+VALUES = ((r"\A(File name found:).*", r"\1 name"),
+          (r"\A(Return code after executing SQL|Finalized statemant|Closed database): \d+\Z", r"\1: code"),
+          (r"\A(ERROR: can't open database|ERROR: while compiling sql): .+", r"\1: reason"))
+
+
+def read(name):
+    return (ROOT / name).read_text()
+
+
+def described(page):
+    """The lines that a manual page explains."""
+    return {line.strip('"') for line in re.findall(r"(?m)^\.It (.+)$", page)}
+
+
+class ManualPages(MachineTest):
+    def test_are_clean(self):
+        if not shutil.which("mandoc"):
+            self.cannot_run("mandoc is not installed")
+        finished = subprocess.run(["mandoc", "-Tlint", "-Wstyle", *sorted((ROOT / "man").iterdir())],
+                                  capture_output=True, text=True, check=False)
+        # Which other pages there are depends on the machine.
+        self.assertEqual([line for line in finished.stdout.splitlines()
+                          if "referenced manual not found" not in line], [])
+
+    def test_explain_every_line_that_the_program_prints(self):
+        page = described(read("man/Tamsel.8"))
+        outputs = sorted((TESTS / "cli" / "expected").glob("*.out"))
+        self.assertGreater(len(outputs), 20)
+        for output in outputs:
+            lines = output.read_text().splitlines()
+            if output.name == "help.out":
+                lines = lines[-2:]
+            for line in filter(None, lines):
+                for pattern, replacement in VALUES:
+                    line = re.sub(pattern, replacement, line)
+                self.assertIn(line.rstrip(), page, output.name)
+
+    def test_explain_every_line_in_the_sources(self):
+        page = described(read("man/Tamsel.8"))
+        for name, pattern, least in (("src/SQLUtils.cpp", r'printf\("(.*?)[%\\]', 7),
+                                     ("src/main.cpp", r'(?:printf\(|cout << )"(.*?)[%\\"]', 7)):
+            beginnings = re.findall(pattern, read(name))
+            self.assertGreaterEqual(len(beginnings), least)
+            for beginning in beginnings:
+                self.assertTrue(any(line.startswith(beginning.strip()) for line in page), beginning)
+
+    def test_explain_every_line_and_status_of_the_deployment_script(self):
+        script, page = read("packaging/tamsel-deploy"), described(read("man/tamsel-deploy.8"))
+        results = re.findall(r'(?m)(?:report |\breason=)"?([^"$]+?)"?(?: "\$path".*)?$', script)
+        self.assertGreaterEqual(len(results), 9)
+        for result in results:
+            self.assertIn(result + ": path", page)
+        statuses = set(re.findall(r"(?m)(?:\bleave |^#   )(\d+)", script))
+        self.assertEqual(len(statuses), 11)
+        self.assertLessEqual(statuses, page)
+
+    def test_list_the_supported_applications(self):
+        listed = re.findall(r"(?m)^\.It (Adobe .+) Ta (\d+)$", read("man/Tamsel.8"))
+        self.assertEqual(len(listed), 8)
+        for name, number in listed:
+            self.run_tamsel("-r", f"/{name}.app")
+            self.assertEqual(len(self.rows("SELECT * FROM Tb_ProductInfoV2 WHERE ProdID = ?", number)), 1)
+            self.change("DELETE FROM Tb_ProductInfoV2")
+
+
+class Version(MachineTest):
+    def test_is_the_same_everywhere(self):
+        version, = re.findall(r"(?m)^project\(Tamsel VERSION (\S+)", read("CMakeLists.txt"))
+        for name, pattern in (("CHANGELOG.md", r"\A# Changes\n[^#]*\n## (\S+) – \d{4}-\d\d-\d\d\n"),
+                              ("man/Tamsel.8", r"\nThis page describes version (\S+)\.\n"),
+                              ("man/tamsel-deploy.8", r"\nThis page describes version (\S+)\.\n"),
+                              ("packaging/tamsel-deploy", r"\nversion=(\S+)\n")):
+            self.assertEqual(re.findall(pattern, read(name)), [version], name)
+        result = self.run_tamsel("-h")
+        self.assertTrue(result.out.decode().startswith(f"\nTamsel version {version} build 0\n"))
+        result = self.run_inside(ROOT / "packaging" / "tamsel-deploy", "--version")
+        self.assertEqual(result.out.decode(), f"tamsel-deploy {version}\n")

@@ -1,0 +1,167 @@
+import os
+import stat
+import subprocess
+
+from harness.machine import BUILD, expected
+from harness.package import PackageTest, run
+
+INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
+
+TREE = """\
+drwxr-xr-x bin
+-rwxr-xr-x bin/Tamsel
+-rwxr-xr-x bin/tamsel-deploy
+drwxr-xr-x libexec
+drwxr-xr-x libexec/tamsel
+drwxr-xr-x libexec/tamsel/Resources
+-rw-r--r-- libexec/tamsel/Resources/XManConfigV2.xml
+-rwxr-xr-x libexec/tamsel/Tamsel
+-rwxr-xr-x libexec/tamsel/tamsel-deploy
+-rwxr-xr-x libexec/tamsel/uninstall
+drwxr-xr-x share
+drwxr-xr-x share/man
+drwxr-xr-x share/man/man8
+-rw-r--r-- share/man/man8/Tamsel.8
+-rw-r--r-- share/man/man8/tamsel-deploy.8
+"""
+
+
+def tree(folder):
+    """All that lies in a folder, with modes, a line each."""
+    return "".join(f"{stat.filemode(path.lstat().st_mode)} {path.relative_to(folder)}\n"
+                   for path in sorted(folder.rglob("*")))
+
+
+def contents(folder):
+    return {path.relative_to(folder): path.read_bytes() for path in folder.rglob("*") if path.is_file()}
+
+
+class InstallationTest(PackageTest):
+    def setUp(self):
+        super().setUp()
+        self.root = self.folder / "root"
+
+    def install(self, *arguments, **how):
+        return run(self.package / "install", *arguments, **how)
+
+    def assert_registers(self, program, **how):
+        """The program runs, and the file beside it arrives."""
+        result = self.run_inside(program, "-r", INDESIGN, **how)
+        self.assert_result(result, expected("adobe-indesign-2020.out"))
+        copied = self.configuration / "XManConfigV2.xml"
+        self.assertEqual(copied.read_bytes(), (BUILD / "Resources" / "XManConfigV2.xml").read_bytes())
+        copied.unlink()
+
+
+class InAnEmptyRoot(InstallationTest):
+    """Installed into the usual place of a root folder that is empty before."""
+
+    def setUp(self):
+        super().setUp()
+        self.local = self.root / "usr" / "local"
+        self.install("--root", self.root)
+        self.inside_root = ["--bind", self.local, "/usr/local"]
+
+    def test_the_tree(self):
+        self.assertEqual(tree(self.local), TREE)
+
+    def test_runs_through_the_search_path(self):
+        self.assert_registers("Tamsel", path="/usr/local/bin:/usr/bin:/bin", options=self.inside_root)
+
+    def test_runs_through_a_link(self):
+        (self.local / "link").symlink_to("/usr/local/bin/Tamsel")
+        self.assert_registers("/usr/local/link", options=self.inside_root)
+
+    def test_hands_arguments_and_status_on(self):
+        result = self.run_inside("/usr/local/bin/Tamsel", "", "a b", "*", options=self.inside_root)
+        self.assert_result(result, expected("unknown-command.out"))
+        self.database.unlink()
+        result = self.run_inside("/usr/local/bin/Tamsel", options=self.inside_root)
+        self.assert_result(result, expected("database-not-found.out"), status=1)
+
+    def test_the_deployment_script_finds_the_program(self):
+        result = self.run_inside("tamsel-deploy", "--verify", path="/usr/local/bin:/usr/bin:/bin",
+                                 options=self.inside_root)
+        self.assertEqual((result.out, result.status), (b"", 6))
+
+    def test_cmake_installs_the_same(self):
+        for prefix in (self.folder / "by cmake", self.folder / "staged" / "usr" / "local"):
+            staged = prefix.parent.name == "usr"
+            run("cmake", "--install", BUILD, "--prefix", "/usr/local" if staged else prefix,
+                env=dict(os.environ, **({"DESTDIR": str(self.folder / "staged")} if staged else {})))
+            self.assertEqual(tree(prefix), TREE)
+        self.assertEqual(contents(prefix), contents(self.local))
+        self.assert_registers(self.folder / "by cmake" / "bin" / "Tamsel")
+
+    def test_replaces_what_was_installed(self):
+        before = contents(self.local)
+        for path in self.local.rglob("*"):
+            if path.is_file():
+                path.write_text("old")
+                path.chmod(0o600)
+        self.install("--root", self.root)
+        self.assertEqual(tree(self.local), TREE)
+        self.assertEqual(contents(self.local), before)
+
+    def test_uninstalls_itself(self):
+        run(self.local / "libexec" / "tamsel" / "uninstall")
+        self.assertEqual(tree(self.local), "")
+
+    def test_the_archive_uninstalls_it_too(self):
+        run(self.package / "uninstall", "--prefix", self.local)
+        self.assertEqual(tree(self.local), "")
+
+    def test_uninstalling_leaves_what_belongs_to_others(self):
+        for name in ("bin/other", "libexec/tamsel-other", "share/man/man8/other.8"):
+            (self.local / name).write_text("other")
+        run(self.local / "libexec" / "tamsel" / "uninstall")
+        self.assertEqual(sorted(map(str, contents(self.local))),
+                         ["bin/other", "libexec/tamsel-other", "share/man/man8/other.8"])
+
+
+class WithAPrefix(InstallationTest):
+    def test_any_prefix(self):
+        for name in ("tools", "my tools", "a&b|c", "it's", "%s\t*"):
+            with self.subTest(name):
+                prefix = self.folder / name
+                self.install("--prefix", prefix)
+                self.assertEqual(tree(prefix), TREE)
+                self.assert_registers(prefix / "bin" / "Tamsel")
+                run(prefix / "libexec" / "tamsel" / "uninstall")
+                self.assertEqual(tree(prefix), "")
+
+    def test_a_relative_root_and_a_strict_umask(self):
+        self.install("--root", "here", "--prefix", "/opt/", cwd=self.folder,
+                     preexec_fn=lambda: os.umask(0o077))
+        self.assertEqual(tree(self.package / "here" / "opt"), "")
+        self.assertEqual(tree(self.folder / "here" / "opt"), TREE)
+        self.assertIn(b'exec "/opt/libexec/tamsel/Tamsel"',
+                      (self.folder / "here" / "opt" / "bin" / "Tamsel").read_bytes())
+
+
+class Refusals(InstallationTest):
+    def assert_refused(self, status, *command):
+        finished = subprocess.run(command, capture_output=True, text=True, check=False)
+        self.assertEqual((finished.stdout, finished.returncode), ("", status))
+        self.assertRegex(finished.stderr, r"\A(un)?install: .+\n\Z")
+
+    def test_installing(self):
+        for arguments in (["--prefix"], ["--root"], ["--prefix", "relative"], ["--prefix", '/a"b'],
+                          ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"], ["x"]):
+            with self.subTest(arguments):
+                self.assert_refused(2, self.package / "install", "--root", self.root, *arguments)
+                self.assertFalse(self.root.exists())
+
+    def test_uninstalling(self):
+        for arguments in (["x"], ["--prefix"], ["--prefix", "/a", "b"]):
+            self.assert_refused(2, self.package / "uninstall", *arguments)
+        self.assert_refused(1, self.package / "uninstall", "--prefix", self.folder)
+
+    def test_a_folder_that_is_not_whole(self):
+        (self.package / "Resources" / "XManConfigV2.xml").unlink()
+        with self.assertRaises(subprocess.CalledProcessError):
+            self.install("--root", self.root, stderr=subprocess.DEVNULL)
+
+    def test_help(self):
+        for name in ("install", "uninstall"):
+            self.assertIn("usage: ", run(self.package / name, "-h"))
