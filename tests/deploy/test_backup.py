@@ -1,0 +1,204 @@
+"""What tamsel-deploy saves before a registration, and how it brings it back."""
+
+import shutil
+import stat
+
+from harness.deploy import ALL_DONE, BACKUPS, INDESIGN, NO_BACKUP, NOT_RESTORED, DeployTest
+from harness.machine import CONFIGURATION, DATABASE
+
+OLD_FILE = b"<XManConfig>old</XManConfig>\n"
+
+
+class BackupTest(DeployTest):
+    def setUp(self):
+        super().setUp()
+        self.add_applications(INDESIGN)
+        self.copied.write_bytes(OLD_FILE)
+        self.content = self.dump()
+
+    def dump(self, database=None):
+        """All that is in a database, whatever its bytes are."""
+        connection = self.connect()
+        if database:
+            connection.execute("ATTACH ? AS saved", (str(database),))
+        schema = "saved" if database else "main"
+        rows = [connection.execute(f"SELECT * FROM {schema}.{table} ORDER BY 1, 2, 3").fetchall()
+                for table in ("sqlite_master", "Tb_ProductInfoV2", "Tb_XManConfig")]
+        connection.close()
+        return rows
+
+    def deploy_once(self):
+        """A registration; returns the folder with its backup."""
+        before = self.all_backups()
+        self.assert_deploys([], ALL_DONE, f"registered: {INDESIGN}\n", "saved to " + BACKUPS)
+        new, = set(self.all_backups()) - set(before)
+        return new
+
+    def all_backups(self):
+        return sorted(self.backups.iterdir()) if self.backups.exists() else []
+
+    def assert_restored(self, backup, arguments=()):
+        self.assert_deploys(["--restore", *arguments], ALL_DONE, f"restored: {backup.name}\n")
+        self.assertEqual(self.dump(), self.content)
+        self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
+        self.assertEqual(sorted(path.name for path in self.database.parent.iterdir()), ["ExMan.db"])
+
+
+class Backup(BackupTest):
+    def test_saves_the_database_and_the_file(self):
+        self.database.chmod(0o666)
+        backup = self.deploy_once()
+        self.assertRegex(backup.name, r"\A\d{4}-\d\d-\d\dT\d{6}Z\Z")
+        self.assertEqual(sorted(path.name for path in backup.iterdir()), ["ExMan.db", "XManConfigV2.xml"])
+        self.assertEqual(self.dump(backup / "ExMan.db"), self.content)
+        self.assertEqual(stat.S_IMODE((backup / "ExMan.db").stat().st_mode), 0o666)
+        self.assertEqual((backup / "XManConfigV2.xml").read_bytes(), OLD_FILE)
+
+    def test_saves_what_is_in_a_write_ahead_log(self):
+        connection = self.connect()
+        connection.execute("PRAGMA journal_mode = WAL")
+        connection.execute("PRAGMA wal_autocheckpoint = 0")
+        connection.execute("INSERT INTO Tb_XManConfig VALUES (12, 'late', 'row')")
+        self.content = self.dump()
+        backup = self.deploy_once()
+        connection.close()
+        self.assertEqual(self.dump(backup / "ExMan.db"), self.content)
+
+    def test_saves_once_for_all_applications(self):
+        self.add_applications("/Applications/Adobe InCopy 2020.app")
+        self.deploy()
+        self.assertEqual(len(self.all_backups()), 1)
+
+    def test_keeps_the_last_five(self):
+        self.backups.mkdir(parents=True)
+        for year in range(2001, 2008):
+            (self.backups / f"{year}-01-01T000000Z").mkdir()
+            (self.backups / f"{year}-01-01T000000Z" / "ExMan.db").write_text("x")
+        (self.backups / "notes").write_text("mine")
+        new = self.deploy_once()
+        self.assertEqual([path.name for path in self.all_backups()],
+                         [*(f"{year}-01-01T000000Z" for year in range(2004, 2008)), new.name, "notes"])
+
+    def test_never_replaces_a_backup(self):
+        # The clock of this machine stands still for the first two readings.
+        (self.folder / "clock").write_text("0")
+        clock = self.stand_in(f"""\
+            case $2 in *T%H%M%SZ) ;; *) echo 2026-01-01T00:00:00Z; exit ;; esac
+            read -r count < "{self.folder}/clock"
+            echo $((count + 1)) > "{self.folder}/clock"
+            echo 2026-01-01T00000$((count / 2))Z
+            """, "date")
+        self.deploy(options=clock)
+        (self.backups / "2026-01-01T000000Z" / "mark").write_text("")
+        result = self.deploy(options=[*clock, *self.stand_in("exit 0", "sleep")])
+        self.assertEqual(result.status, ALL_DONE)
+        self.assertEqual([path.name for path in self.all_backups()],
+                         ["2026-01-01T000000Z", "2026-01-01T000001Z"])
+        self.assertTrue((self.backups / "2026-01-01T000000Z" / "mark").exists())
+
+    def assert_no_backup(self, **how):
+        before = self.state()
+        self.assert_deploys([], NO_BACKUP, log="no backup could be made", **how)
+        self.assertEqual({path: data for path, data in self.state().items() if data is not None},
+                         {path: data for path, data in before.items() if data is not None})
+        self.assertEqual(self.all_backups(), [])
+
+    def test_a_folder_that_cannot_be_made(self):
+        self.inside("/Library/Application Support/Tamsel").write_text("in the way")
+        self.assert_deploys([], NO_BACKUP, log="no backup could be made")
+        self.assertEqual(self.copied.read_bytes(), OLD_FILE)
+
+    def test_a_folder_that_cannot_be_written(self):
+        self.backups.mkdir(parents=True)
+        self.assert_no_backup(options=["--read-only", BACKUPS])
+
+    def test_sqlite_that_cannot_save(self):
+        shutil.copy("/usr/bin/sqlite3", self.folder / "sqlite3")
+        for refused in (".backup", "integrity_check"):
+            tool = self.stand_in(f"""\
+                case $* in *{refused}*) echo "disk full"; exit 1 ;; esac
+                exec "{self.folder}/sqlite3" "$@"
+                """, "sqlite3")
+            self.assert_no_backup(options=tool)
+
+    def test_a_damaged_database(self):
+        page = 4096
+        self.change("CREATE INDEX Ix_Name ON Tb_XManConfig (KeyName, KeyValue)")
+        self.database.write_bytes(self.database.read_bytes()[:-page] + bytes(page))
+        self.assert_no_backup()
+
+
+class Restore(BackupTest):
+    def test_the_latest(self):
+        backup = self.deploy_once()
+        self.assertNotEqual(self.dump(), self.content)
+        self.assert_restored(backup)
+        self.assertEqual(self.copied.read_bytes(), OLD_FILE)
+
+    def test_a_named_one(self):
+        backup = self.deploy_once()
+        shutil.copytree(backup, self.backups / "2099-01-01T000000Z")
+        (self.backups / "2099-01-01T000000Z" / "ExMan.db").write_bytes(self.database.read_bytes())
+        self.assert_restored(backup, [backup.name])
+
+    def test_removes_a_file_that_was_not_there(self):
+        self.copied.unlink()
+        backup = self.deploy_once()
+        self.assertTrue(self.copied.exists())
+        self.assert_restored(backup)
+        self.assertFalse(self.copied.exists())
+
+    def test_a_database_that_has_gone(self):
+        self.database.chmod(0o666)
+        backup = self.deploy_once()
+        self.database.unlink()
+        self.assert_restored(backup)
+        self.assertEqual(stat.S_IMODE(self.database.stat().st_mode), 0o666)
+
+    def test_a_database_that_is_none_any_more(self):
+        backup = self.deploy_once()
+        for damage in (b"x" * 8192, b""):
+            self.database.write_bytes(damage)
+            self.assert_restored(backup)
+
+    def test_a_database_that_has_gone_in_a_crash(self):
+        backup = self.deploy_once()
+        connection = self.connect()
+        connection.execute("PRAGMA synchronous = OFF")
+        connection.execute("PRAGMA cache_size = 2")
+        connection.execute("BEGIN")
+        connection.execute("UPDATE Tb_XManConfig SET KeyName = hex(zeroblob(9999)) || KeyName")
+        journal = (self.database.parent / "ExMan.db-journal").read_bytes()
+        connection.execute("ROLLBACK")
+        connection.close()
+        self.database.unlink()
+        # SQLite would put what the journal holds into the next database of this name.
+        (self.database.parent / "ExMan.db-journal").write_bytes(journal)
+        self.assert_restored(backup)
+
+    def test_a_locked_database(self):
+        self.deploy_once()
+        self.hold("BEGIN EXCLUSIVE")
+        self.assert_refuses(["--restore"], NOT_RESTORED, "the database cannot be written: ")
+
+    def test_a_database_that_may_not_be_written(self):
+        self.deploy_once()
+        self.assert_refuses(["--restore"], NOT_RESTORED, "the database cannot be written: ",
+                            options=["--read-only", DATABASE])
+
+    def test_no_backup(self):
+        self.assert_refuses(["--restore"], NOT_RESTORED, "there is no backup")
+        self.deploy_once()
+        self.assert_refuses(["--restore", "2001-01-01T000000Z"], NOT_RESTORED, "there is no backup")
+        self.assert_refuses(["--restore", ""], NOT_RESTORED, "there is no backup")
+
+    def test_a_damaged_backup(self):
+        backup = self.deploy_once()
+        (backup / "ExMan.db").write_bytes(b"x" * 4096)
+        self.assert_refuses(["--restore"], NOT_RESTORED, "is damaged")
+
+    def test_a_file_that_cannot_be_written(self):
+        self.deploy_once()
+        self.copied.write_bytes(b"other")
+        self.assert_deploys(["--restore"], NOT_RESTORED, log="XManConfigV2.xml cannot be restored",
+                            options=["--read-only", CONFIGURATION + "/XManConfigV2.xml"])
