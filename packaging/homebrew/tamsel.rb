@@ -1,0 +1,25 @@
+# Builds and installs Tamsel from a clone of its repository. Homebrew takes formulae from taps only:
+#
+#   brew tap-new --no-git local/tamsel
+#   cp packaging/homebrew/tamsel.rb "$(brew --repository local/tamsel)/Formula"
+#   HOMEBREW_TAMSEL_CLONE=$PWD brew install --HEAD local/tamsel/tamsel
+class Tamsel < Formula
+  desc "Register Adobe InDesign and InCopy with the Adobe Extension Manager CC"
+  head "file://#{ENV.fetch("HOMEBREW_TAMSEL_CLONE", Dir.pwd)}", using: :git
+
+  depends_on "cmake" => :build
+  depends_on :macos
+  uses_from_macos "sqlite"
+
+  def install
+    system "cmake", "-S", ".", "-B", "build", "-DTAMSEL_TESTS=OFF", *std_cmake_args
+    system "cmake", "--build", "build"
+    system "cmake", "--install", "build"
+  end
+
+  test do
+    # Whether there is an Extension Manager or not, it is what the answer is about.
+    assert_match "Extension Manager", shell_output("#{bin}/Tamsel -h || true")
+    assert_match "tamsel-deploy", shell_output("#{bin}/tamsel-deploy --version")
+  end
+end

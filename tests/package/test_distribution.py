@@ -1,0 +1,95 @@
+"""The distribution package is made by macOS's own tools; here others take their place and write
+down how they are called."""
+
+import os
+import shutil
+import subprocess
+
+from harness.package import ROOT
+from package.archive import APPLE, INTEL, ArchiveTest
+from package.macho import universal
+
+TOOL = """\
+#!/bin/sh
+echo "${0##*/} $*" | sed "s|$TMPDIR/[^/ ]*|WORK|g" >> "$CALLS"
+case ${0##*/}-$1 in
+pkgbuild-*) (cd "$2" && find .) > "$9" ;;
+productbuild-*) for file; do :; done; cp "$2" "$file" ;;
+pkgutil---payload-files) cat "$2"; printf "$MORE_FILES" ;;
+esac
+"""
+IDENTITIES = {"TAMSEL_APPLICATION_IDENTITY": "Application: X", "TAMSEL_INSTALLER_IDENTITY": "Installer: X",
+              "TAMSEL_NOTARY_PROFILE": "profile"}
+PROGRAM = "WORK/root/usr/local/libexec/tamsel/Tamsel"
+PACKAGE = "pkgbuild --root WORK/root --identifier tamsel --version 1.0.2 --ownership recommended WORK/tamsel.pkg"
+LIST = "pkgutil --payload-files WORK/tamsel.pkg"
+
+
+class Distribution(ArchiveTest):
+    def setUp(self):
+        super().setUp()
+        self.tree = self.folder / "tree"
+        for name in ("packaging", "scripts"):
+            shutil.copytree(ROOT / name, self.tree / name)
+        shutil.copy(ROOT / "CMakeLists.txt", self.tree)
+        (self.tree / "dist").mkdir()
+        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
+        self.pack()
+        for name in (self.archive.name, "SHA256SUMS"):
+            shutil.move(self.folder / name, self.tree / "dist")
+        self.tools = self.folder / "tools"
+        self.tools.mkdir()
+        for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun"):
+            (self.tools / name).write_text(TOOL)
+            (self.tools / name).chmod(0o755)
+        (self.folder / "work").mkdir()
+
+    def make(self, **variables):
+        """The result, and the calls of macOS's tools."""
+        finished = subprocess.run(
+            [self.tree / "packaging" / "macos" / "make-distribution"], capture_output=True, text=True, check=False,
+            env={"PATH": f"{self.tools}:{os.environ['PATH']}", "TMPDIR": str(self.folder / "work"),
+                 "CALLS": str(self.folder / "calls"), "MORE_FILES": "", **variables})
+        self.assertEqual(list((self.folder / "work").iterdir()), [])
+        calls = self.folder / "calls"
+        return finished, calls.read_text().splitlines() if calls.exists() else []
+
+    def test_signed_and_notarized(self):
+        finished, calls = self.make(**IDENTITIES)
+        self.assertEqual((finished.stderr, finished.returncode), ("", 0))
+        self.assertEqual(calls, [
+            "codesign --force --options runtime --timestamp --sign Application: X " + PROGRAM,
+            "codesign --verify --strict --all-architectures " + PROGRAM,
+            PACKAGE, LIST,
+            "productbuild --package WORK/tamsel.pkg --sign Installer: X dist/tamsel-1.0.2.pkg",
+            "pkgutil --check-signature dist/tamsel-1.0.2.pkg",
+            "xcrun notarytool submit dist/tamsel-1.0.2.pkg --keychain-profile profile --wait",
+            "xcrun stapler staple dist/tamsel-1.0.2.pkg"])
+        self.assertTrue((self.tree / "dist" / "tamsel-1.0.2.pkg").exists())
+
+    def test_says_loudly_when_anything_is_unsigned(self):
+        for name in IDENTITIES:
+            finished, _ = self.make(**{**IDENTITIES, name: ""})
+            self.assertEqual(finished.returncode, 0)
+            self.assertIn("THIS PACKAGE IS NOT SIGNED AND NOTARIZED", finished.stderr)
+
+    def test_unsigned(self):
+        finished, calls = self.make()
+        self.assertEqual(finished.returncode, 0)
+        self.assertEqual(calls, [PACKAGE, LIST, "productbuild --package WORK/tamsel.pkg dist/tamsel-1.0.2.pkg"])
+
+    def test_refuses_other_files(self):
+        finished, calls = self.make(MORE_FILES="./usr/local/bin/other\\n")
+        self.assertEqual((calls, finished.returncode), ([PACKAGE, LIST], 1))
+        self.assertIn("the package has other files", finished.stderr)
+
+    def test_refuses_another_version(self):
+        lists = (self.tree / "CMakeLists.txt").read_text()
+        (self.tree / "CMakeLists.txt").write_text(lists.replace("VERSION 1.0.2", "VERSION 9.9.9"))
+        self.unpacked = self.unpacked.rename(self.folder / "tamsel-9.9.9-macos-universal")
+        self.archive = self.tree / "dist" / "tamsel-9.9.9-macos-universal.tar.gz"
+        self.pack()
+        shutil.copy(self.folder / "SHA256SUMS", self.tree / "dist")
+        finished, calls = self.make()
+        self.assertEqual((calls, finished.returncode), ([], 1))
+        self.assertIn("the program is not of version 9.9.9", finished.stderr)
