@@ -1,5 +1,5 @@
-"""The distribution package is made by macOS's own tools; here others take their place and write
-down how they are called."""
+"""The distribution package is made by macOS's own tools, and a release by the hosting site's; here
+others take their place and write down how they are called."""
 
 import os
 import shutil
@@ -16,6 +16,7 @@ case ${0##*/}-$1 in
 pkgbuild-*) (cd "$2" && find .) > "$9" ;;
 productbuild-*) for file; do :; done; cp "$2" "$file" ;;
 pkgutil---payload-files) cat "$2"; printf "$MORE_FILES" ;;
+gh-*) cat > "$NOTES" ;;
 esac
 """
 IDENTITIES = {"TAMSEL_APPLICATION_IDENTITY": "Application: X", "TAMSEL_INSTALLER_IDENTITY": "Installer: X",
@@ -25,13 +26,16 @@ PACKAGE = "pkgbuild --root WORK/root --identifier tamsel --version 1.0.2 --owner
 LIST = "pkgutil --payload-files WORK/tamsel.pkg"
 
 
-class Distribution(ArchiveTest):
+class TreeTest(ArchiveTest):
+    """A tree of its own, with an archive in dist."""
+
     def setUp(self):
         super().setUp()
         self.tree = self.folder / "tree"
         for name in ("packaging", "scripts"):
             shutil.copytree(ROOT / name, self.tree / name)
-        shutil.copy(ROOT / "CMakeLists.txt", self.tree)
+        for name in ("CMakeLists.txt", "CHANGELOG.md"):
+            shutil.copy(ROOT / name, self.tree)
         (self.tree / "dist").mkdir()
         (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
         self.pack()
@@ -39,20 +43,26 @@ class Distribution(ArchiveTest):
             shutil.move(self.folder / name, self.tree / "dist")
         self.tools = self.folder / "tools"
         self.tools.mkdir()
-        for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun"):
+        for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "gh"):
             (self.tools / name).write_text(TOOL)
             (self.tools / name).chmod(0o755)
         (self.folder / "work").mkdir()
 
-    def make(self, **variables):
-        """The result, and the calls of macOS's tools."""
+    def call(self, script, *arguments, **variables):
+        """The result of a script, and its calls of the tools."""
         finished = subprocess.run(
-            [self.tree / "packaging" / "macos" / "make-distribution"], capture_output=True, text=True, check=False,
+            [self.tree / script, *arguments], capture_output=True, text=True, check=False,
             env={"PATH": f"{self.tools}:{os.environ['PATH']}", "TMPDIR": str(self.folder / "work"),
-                 "CALLS": str(self.folder / "calls"), "MORE_FILES": "", **variables})
+                 "CALLS": str(self.folder / "calls"), "NOTES": str(self.folder / "notes"),
+                 "MORE_FILES": "", **variables})
         self.assertEqual(list((self.folder / "work").iterdir()), [])
         calls = self.folder / "calls"
         return finished, calls.read_text().splitlines() if calls.exists() else []
+
+
+class Distribution(TreeTest):
+    def make(self, **variables):
+        return self.call("packaging/macos/make-distribution", **variables)
 
     def test_signed_and_notarized(self):
         finished, calls = self.make(**IDENTITIES)
@@ -93,3 +103,25 @@ class Distribution(ArchiveTest):
         finished, calls = self.make()
         self.assertEqual((calls, finished.returncode), ([], 1))
         self.assertIn("the program is not of version 9.9.9", finished.stderr)
+
+
+class Release(TreeTest):
+    def test_publishes_the_archive_with_its_changes(self):
+        finished, calls = self.call("scripts/release", "v1.0.2")
+        self.assertEqual((finished.stderr, finished.returncode), ("", 0))
+        self.assertEqual(calls, ["gh release create v1.0.2 --verify-tag --title Tamsel 1.0.2 --notes-file -"
+                                 " dist/tamsel-1.0.2-macos-universal.tar.gz dist/SHA256SUMS"])
+        notes = (self.folder / "notes").read_text()
+        self.assertIn("\n- Registers InCopy and InDesign", notes)
+        self.assertNotIn("# ", notes)
+
+    def test_refuses_the_tag_of_another_version(self):
+        for tag in ("v1.0.3", "1.0.2", "main"):
+            finished, calls = self.call("scripts/release", tag)
+            self.assertEqual((calls, finished.returncode), ([], 1))
+            self.assertIn("the tree is of version 1.0.2", finished.stderr)
+
+    def test_refuses_a_wrong_archive(self):
+        (self.tree / "dist" / "SHA256SUMS").write_text("")
+        finished, calls = self.call("scripts/release", "v1.0.2")
+        self.assertEqual((calls, finished.returncode), ([], 1))
