@@ -1,0 +1,115 @@
+"""The commands of the documents: a stranger takes the archive to a machine where /usr/local is empty,
+and does what the README says, from top to bottom."""
+
+import re
+import subprocess
+import sys
+
+from harness.deploy import BACKUPS, INDESIGN, DeployTest
+from harness.package import ROOT, run
+
+NAME = "tamsel-1.0.2-macos-universal"
+# Commands for developers, which continuous integration runs, alone or inside of others.
+FOR_DEVELOPERS = {"scripts/demo", "scripts/test", "cmake -S . -B build && cmake --build build",
+                  "scripts/test dev", "scripts/test sanitize", "scripts/check", "scripts/package"}
+
+
+def commands(document):
+    """The blocks of commands in a document, by the heading above them, and without those that say
+    that they are for macOS only."""
+    blocks = {}
+    heading = ""
+    for title, block in re.findall(r"(?ms)^## (.+?)$|^```sh\n(.*?)^```$", (ROOT / document).read_text()):
+        heading = title or heading
+        if block and not block.startswith("# macOS only\n"):
+            blocks.setdefault(heading, []).append(block)
+    return blocks
+
+
+class Stranger(DeployTest):
+    """What a shell does with commands of the README, after each other, on one machine."""
+
+    def setUp(self):
+        super().setUp()
+        self.add_applications(INDESIGN)
+        self.blocks = commands("README.md")
+        self.local = self.folder / "local"
+        self.downloads = self.folder / "downloads"
+        tools = self.folder / "tools"
+        for folder in (self.local, self.downloads, tools):
+            folder.mkdir()
+        # In the sandbox everybody is root.
+        (tools / "sudo").write_text('#!/bin/sh\nexec "$@"\n')
+        (tools / "sudo").chmod(0o755)
+        self.path = f"{tools}:/usr/local/bin:/usr/bin:/bin"
+        self.package.rename(self.folder / NAME)
+        archive = self.downloads / (NAME + ".tar.gz")
+        run(sys.executable, "-B", ROOT / "packaging" / "archive.py", self.folder / NAME, archive, "0")
+        (self.downloads / "SHA256SUMS").write_text(
+            run("sha256sum", archive.name, cwd=self.downloads))
+
+    def follow(self, *headings):
+        script = "set -e\n" + "".join(block for heading in headings for block in self.blocks[heading])
+        return self.run_inside("/bin/sh", "-c", script, cwd=self.downloads, path=self.path, options=[
+            "--own-processes", "--bind", self.applications, "/Applications", "--bind", self.local, "/usr/local"])
+
+    def test_installs_registers_verifies_restores_and_uninstalls(self):
+        before = self.rows("SELECT * FROM Tb_XManConfig")
+        result = self.follow("Install", "On many Macs", "Did it work?")
+        self.assertEqual(result.status, 0, result.err)
+        out = result.out.decode()
+        for line in (f"{NAME}.tar.gz: OK", f"would register: {INDESIGN}", f"registered: {INDESIGN}",
+                     "190|suite|CC"):
+            self.assertIn(line + "\n", out)
+        self.assertEqual(len(self.rows("SELECT * FROM Tb_XManConfig WHERE ProdID = 190")), 14)
+        result = self.follow("Back up and restore", "Uninstall")
+        self.assertEqual(result.status, 0, result.err)
+        backup, = self.inside(BACKUPS).iterdir()
+        self.assertIn(f"{backup.name}\nrestored: {backup.name}\n", result.out.decode())
+        self.assertEqual(self.rows("SELECT * FROM Tb_XManConfig"), before)
+        self.assertEqual(list(self.local.iterdir()), [])
+
+    def test_scripts_for_management_tools(self):
+        self.follow("Install")
+        jamf, munki = self.blocks.pop("Jamf and Munki")
+        for registered, answer, status in ((False, b"status 1", 0), (True, b"registered", 1)):
+            if registered:
+                self.follow("On many Macs")
+            self.blocks["Jamf"], self.blocks["Munki"] = [jamf], [munki]
+            result = self.follow("Jamf")
+            self.assertEqual((result.out, result.status), (b"<result>" + answer + b"</result>\n", 0))
+            self.assertEqual(self.follow("Munki").status, status)
+
+
+class EveryCommand(DeployTest):
+    def test_is_run_by_a_test_or_marked(self):
+        followed = {"Install", "On many Macs", "Did it work?", "Back up and restore", "Uninstall",
+                    "Jamf and Munki"}
+        lines = {line for heading, blocks in commands("README.md").items() if heading not in followed
+                 for block in blocks for line in block.splitlines()}
+        lines |= {re.sub(" +#.*", "", line) for line in re.findall(
+            r"(?m)^    (\S.*)$", (ROOT / "CONTRIBUTING.md").read_text())}
+        self.assertGreater(len(lines), 3)
+        self.assertEqual(lines - FOR_DEVELOPERS, set())
+
+    def test_in_the_manual_pages_does_what_they_say(self):
+        self.add_applications(INDESIGN, "/Applications/Design/Adobe InCopy 2020.app")
+        run(self.package / "install", "--prefix", self.folder / "local")
+        for name in ("Tamsel", "tamsel-deploy"):
+            rendered = subprocess.run(["mandoc", "-Tascii", "-Owidth=200", ROOT / "man" / (name + ".8")],
+                                      capture_output=True, text=True, check=True).stdout
+            text = re.sub(".\b", "", rendered)
+            examples = re.search(r"(?s)\nEXAMPLES\n(.*?)\nDIAGNOSTICS\n|\nEXAMPLES\n(.*?)\n[A-Z]", text)[1]
+            script = "".join(line.strip() + "\n" for line in examples.splitlines() if line.startswith(" " * 10))
+            self.assertGreater(script.count("\n"), 3)
+            script = script.replace("sudo ", "")
+            result = self.run_inside("/bin/sh", "-ec", script, path=f"{self.folder}/local/bin:/usr/bin:/bin",
+                                     options=["--own-processes", "--bind", self.applications, "/Applications"])
+            self.assertEqual((result.status, b"cp:" in result.err), (0, False), result.err)
+            if name == "Tamsel":
+                self.assertIn(b"InsertXManConfig true\n", result.out)
+                self.assertIn(b"190|suite|CC\n", result.out)
+            else:
+                self.assertIn(f"registered: {INDESIGN}\n".encode(), result.out)
+                self.assertIn(b"registered: /Applications/Design/Adobe InCopy 2020.app\n", result.out)
+                self.assertIn(b"restored: ", result.out)
