@@ -147,7 +147,7 @@ class OrderOfOutput(MachineTest):
     def test_on_a_terminal_the_programs_lines_come_first(self):
         for arguments, lines in ((REGISTER, REGISTERED), (UNSUPPORTED, expected("unsupported.out"))):
             outside, terminal = pty.openpty()
-            subprocess.run([SANDBOX, self.library, "Tamsel", *arguments], stdout=terminal,
+            subprocess.run([SANDBOX, self.private_library, "Tamsel", *arguments], stdout=terminal,
                            stderr=terminal, env=dict(os.environ, PATH=self.path), check=True)
             os.close(terminal)
             shown = b""

@@ -44,7 +44,7 @@ class DeployTest(PackageTest):
 
     def state(self):
         """Everything that a run could change."""
-        return {path: path.read_bytes() if path.is_file() else None for path in self.library.rglob("*")}
+        return {path: path.read_bytes() if path.is_file() else None for path in self.private_library.rglob("*")}
 
     def assert_deploys(self, arguments, status, out="", log="", **how):
         """The result is this; the log has nothing but lines with times, and this text in it."""

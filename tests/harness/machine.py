@@ -40,7 +40,7 @@ class MachineTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-"))
         self.addCleanup(shutil.rmtree, self.folder)
-        self.library = self.folder / "Library"
+        self.private_library = self.folder / "Library"
         self.configuration = self.inside(CONFIGURATION)
         self.database = self.inside(DATABASE)
         self.database.parent.mkdir(parents=True)
@@ -79,7 +79,7 @@ class MachineTest(unittest.TestCase):
         """Runs a command in the sandbox, to which options go as well, and returns its Result."""
         environment = dict(os.environ, **({"PATH": path} if path else {}))
         finished = subprocess.run(
-            [SANDBOX, *options, self.library, *command],
+            [SANDBOX, *options, self.private_library, *command],
             input=stdin, capture_output=True, cwd=cwd or self.folder, env=environment, check=False)
         if finished.returncode == NO_SANDBOX:
             self.cannot_run(finished.stderr.decode().strip())
