@@ -16,4 +16,5 @@ std::string GetParentDirectory(const std::string& path);
 
 // The name of the folder that stands before the first occurrence of "/" + GetFileName(path) in
 // path: "/Volumes/Apps/Adobe InCopy 2020.app" gives "Apps". Empty when there is none.
+// It completes the set; a run of the program does not call it.
 std::string GetAppNameFromFilePath(const std::string& path);

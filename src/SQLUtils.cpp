@@ -13,7 +13,7 @@ bool ExecuteSQL(std::string sql) {
     bool succeeded = false;
     sqlite3* database = nullptr;
     if (sqlite3_open(EXMANDBPATH, &database) != SQLITE_OK) {
-        // Intended: without a connection there is nothing to finalize, but still one to close.
+        // Intended: a failed open leaves a connection to close, but no statement to finalize.
         std::printf("ERROR: can't open database: %s\n\n", sqlite3_errmsg(database));
     } else {
         sqlite3_stmt* statement = nullptr;

@@ -5,8 +5,8 @@
 
 namespace {
 
-// The three ways in which products differ. These are constants of the compiler's: nothing of them
-// is built at start-up, so the tables below may use them.
+// The three ways in which products differ. They are compile-time constants, so the tables below may
+// use them whatever the order of start-up.
 
 struct Family {
     const char* name;
@@ -32,8 +32,6 @@ struct Platform {
 };
 constexpr Platform WIN64{"64", " 64", "UserDataFolder/Adobe/"};
 constexpr Platform MAC{"", "", "UserLibraryFolder/Preferences/Adobe "};
-
-using Table = std::map<std::string, std::string>;
 
 // Adds an entry to a table that is being written down. A key keeps its first value.
 void Add(Table& table, const char* key, std::string value) {

@@ -7,16 +7,19 @@
 // application name to product, and the messages. All texts are UTF-8 byte strings, and all keys
 // are compared byte by byte.
 
+// Texts by name.
+using Table = std::map<std::string, std::string>;
+
 // One product as the Extension Manager describes it: field name to value. Every record of the
 // catalogue holds the same twenty fields. A value is spliced between single quotes into SQL, so
 // where a dollar sign is to be stored inside it, it holds "' || CHAR(36) || '" instead.
-using ProductRecord = std::map<std::string, std::string>;
+using ProductRecord = Table;
 
 // Application name, as GetFileName takes it from a path, to that application's record.
 using ProductLine = std::map<std::string, ProductRecord>;
 
 // Message key to the complete message, its own line breaks included.
-using StringTable = std::map<std::string, std::string>;
+using StringTable = Table;
 
 // The Extension Manager's database. It cannot be changed at run time.
 inline constexpr char EXMANDBPATH[] =
@@ -50,4 +53,4 @@ void SetupAdobeApplicationList();
 
 // The value under key in a record or in the message table. The key must be there; nothing is ever
 // inserted. The reference is valid as long as the table is.
-const std::string& ValueOf(const std::map<std::string, std::string>& table, const char* key);
+const std::string& ValueOf(const Table& table, const char* key);
