@@ -3,8 +3,8 @@ import shutil
 from typing import NamedTuple
 
 from harness.machine import BUILD, CONFIGURATION, DATABASE, MachineTest
+from harness.registration import INDESIGN
 
-INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
 PHOTOSHOP = "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app"
 
 
@@ -29,8 +29,7 @@ class SystemCalls(MachineTest):
 
         The program is started by the command before, where there is one.
         """
-        if not shutil.which("strace"):
-            self.cannot_run("there is no strace on this machine")
+        self.need("strace")
         trace = self.folder / "trace"
         result = self.run_inside(
             "strace", "-f", "-q", "-s", "4096", "-o", trace, "-e", "signal=none", "-e",
@@ -83,7 +82,8 @@ class SystemCalls(MachineTest):
         for arguments in (["-r", INDESIGN], ["-h"]):
             calls = self.trace(*arguments)
             [probe] = self.opened(calls, "O_RDONLY")
-            used = [call.name for call in calls[probe:] if call.arguments.split(",")[0] == calls[probe].result]
+            used = [call.name for call in calls[probe:]
+                    if call.arguments.split(",")[0] == calls[probe].result]
             self.assertEqual(used, ["close"])
 
     def test_the_shell_is_given_exactly_one_command(self):

@@ -1,6 +1,5 @@
 from harness.machine import BUILD, MachineTest, expected
-
-INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
+from harness.registration import INDESIGN
 
 
 class Arguments(MachineTest):

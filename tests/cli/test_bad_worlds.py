@@ -1,6 +1,7 @@
 from harness.machine import CONFIGURATION, MachineTest, expected
+from harness.registration import INDESIGN
 
-REGISTER = ("-r", "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app")
+REGISTER = ("-r", INDESIGN)
 
 
 class BadWorlds(MachineTest):

@@ -5,8 +5,9 @@ import shutil
 import subprocess
 
 from harness.machine import BUILD, CONFIGURATION, SANDBOX, MachineTest, expected
+from harness.registration import INDESIGN
 
-REGISTER = ("-r", "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app")
+REGISTER = ("-r", INDESIGN)
 UNSUPPORTED = ("-r", "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app")
 REGISTERED = expected("adobe-indesign-2020.out")
 
@@ -97,8 +98,8 @@ class CopyOfTheConfigurationFile(MachineTest):
         (tools / "cp").write_text('#!/bin/sh\nprintf "%s\\n" "$#" "$@" >&2\n')
         (tools / "cp").chmod(0o755)
         program = self.install(self.folder / "opt")
-        self.assert_started(program, path=f"{tools}:{os.environ['PATH']}",
-                            err=f"2\n{self.folder}/opt/Resources/XManConfigV2.xml\n{CONFIGURATION}\n".encode())
+        arguments = f"2\n{self.folder}/opt/Resources/XManConfigV2.xml\n{CONFIGURATION}\n"
+        self.assert_started(program, path=f"{tools}:{os.environ['PATH']}", err=arguments.encode())
 
     def test_a_missing_file_changes_neither_output_nor_status(self):
         program = self.install(self.folder / "opt")
