@@ -82,33 +82,21 @@ std::string QuotedWithoutDollars(const std::string& text) {
     return Replaced(Quoted(text), "$", "' || CHAR(36) || '");
 }
 
-// Whatever the texts are, they come out of the database as they were.
-void DemandThatTextsAreStored(const std::string& folder, std::map<std::string, std::string> texts) {
-    ProductRecord record;
-    for (const auto& [field, text] : texts) {
-        record[field] = QuotedWithoutDollars(text);
-    }
-    Run("BEGIN");
-    Demand(SQLUtils::InsertProductInfo(record, Quoted(folder)), "the product's row is written");
-    Demand(SQLUtils::InsertXManConfig(record, Quoted(folder)), "the fourteen rows are written");
-    Demand(statements.size() == 2, "each operation runs one statement");
-    for (const std::string& statement : statements) {
-        Demand(folder.find('$') != std::string::npos || statement.find('$') == std::string::npos,
-               "only the folder brings a dollar sign into a statement");
-    }
+// The rows that have to come out of the database, in the order of their columns.
+Row InfoRow(const std::string& folder, std::map<std::string, std::string>& texts) {
+    return {texts["ProdId"],
+            texts["ProdName"],
+            texts["DisplayName"],
+            texts["FamilyName"],
+            texts["ProdVersion"],
+            texts["PCDEntryName"],
+            folder,
+            texts["LocaleInfo"],
+            texts["SuiteID"]};
+}
 
-    const Row info = {texts["ProdId"],
-                      texts["ProdName"],
-                      texts["DisplayName"],
-                      texts["FamilyName"],
-                      texts["ProdVersion"],
-                      texts["PCDEntryName"],
-                      folder,
-                      texts["LocaleInfo"],
-                      texts["SuiteID"]};
-    Demand(Query("SELECT * FROM Tb_ProductInfoV2 ORDER BY rowid LIMIT -1 OFFSET 2") == Rows{info},
-           "the product's row holds the texts");
-    Rows configuration = {
+Rows ConfigurationRows(const std::string& folder, std::map<std::string, std::string>& texts) {
+    Rows rows = {
         {"$iconpath", "$" + texts["IconPath"]},
         {"$" + texts["ProdNameLowCase"], "$" + texts["AppInstallFolder"]},
         {"$" + texts["AppUser"], "$" + texts["AppUserDataFolder"]},
@@ -124,10 +112,31 @@ void DemandThatTextsAreStored(const std::string& folder, std::map<std::string, s
         {"productname", texts["ProdName"]},
         {"suite", texts["suite"]},
     };
-    for (Row& row : configuration) {
+    for (Row& row : rows) {
         row.insert(row.begin(), texts["ProdId"]);
     }
-    Demand(Query("SELECT * FROM Tb_XManConfig ORDER BY rowid LIMIT -1 OFFSET 4") == configuration,
+    return rows;
+}
+
+// Whatever the texts are, they come out of the database as they were.
+void DemandThatTextsAreStored(const std::string& folder, std::map<std::string, std::string> texts) {
+    ProductRecord record;
+    for (const auto& [field, text] : texts) {
+        record[field] = QuotedWithoutDollars(text);
+    }
+    Run("BEGIN");
+    Demand(SQLUtils::InsertProductInfo(record, Quoted(folder)), "the product's row is written");
+    Demand(SQLUtils::InsertXManConfig(record, Quoted(folder)), "the fourteen rows are written");
+    Demand(statements.size() == 2, "each operation runs one statement");
+    for (const std::string& statement : statements) {
+        Demand(folder.find('$') != std::string::npos || statement.find('$') == std::string::npos,
+               "only the folder brings a dollar sign into a statement");
+    }
+    Demand(Query("SELECT * FROM Tb_ProductInfoV2 ORDER BY rowid LIMIT -1 OFFSET 2")
+               == Rows{InfoRow(folder, texts)},
+           "the product's row holds the texts");
+    Demand(Query("SELECT * FROM Tb_XManConfig ORDER BY rowid LIMIT -1 OFFSET 4")
+               == ConfigurationRows(folder, texts),
            "the fourteen rows hold the texts");
     Run("ROLLBACK");
 }
@@ -208,4 +217,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     DemandThatTheFolderIsSplicedIn(texts[0]);
     return 0;
 }
-}
+
+} // extern "C"

@@ -352,13 +352,25 @@ TEST(STRINGTABLE, HoldsItsSixMessagesAndNoOther) {
                             "check if Adobe Extension Manager is installed\n\n"},
         {"unknownCommand",
          "\nNo command not found.\nPlease use the help page for usage hints (-h) \n\n"},
-        {"unsupportedApp",
-         "\nThis application is not supported by Tamsel.\nPlease check the path or use the help page for usage hints (-h)\n\n"},
-        {"fileNotFound",
-         "\nCould not resolve a file name from the given path.\nPlease check the path or use the help page for usage hints (-h)\n\n"},
+        {"unsupportedApp", "\nThis application is not supported by Tamsel.\n"
+                           "Please check the path or use the help page for usage hints (-h)\n\n"},
+        {"fileNotFound", "\nCould not resolve a file name from the given path.\n"
+                         "Please check the path or use the help page for usage hints (-h)\n\n"},
         {"registrationSuccess", "\nThe application was successfully registrated\n\n"},
         {"help",
-         "\nTamsel version 1.0.2 build 0\nSupports: InCopy CC 2019, InDesign CC 2019, InCopy 2020, InDesign 2020\n\nNAME\n\n        Tamsel -- Registration and/or repair of the Adobe Extension Manager for Adobe products\n\nSYNOPSIS\n\n        Tamsel [-r] file_path\n\nDESCRIPTION\n\n        Registers and/or repairs the registration of Adobe applications within the Adobe Extension Manager\n        by specifying the path to the application to repair.\n\nOPTIONS\n\n        -r\tRegisters or repairs the application registration on the given path\n\n"},
+         "\nTamsel version 1.0.2 build 0\n"
+         "Supports: InCopy CC 2019, InDesign CC 2019, InCopy 2020, InDesign 2020\n\n"
+         "NAME\n\n"
+         "        Tamsel -- Registration and/or repair of the Adobe Extension Manager for Adobe "
+         "products\n\n"
+         "SYNOPSIS\n\n"
+         "        Tamsel [-r] file_path\n\n"
+         "DESCRIPTION\n\n"
+         "        Registers and/or repairs the registration of Adobe applications within the Adobe "
+         "Extension Manager\n"
+         "        by specifying the path to the application to repair.\n\n"
+         "OPTIONS\n\n"
+         "        -r\tRegisters or repairs the application registration on the given path\n\n"},
     };
     EXPECT_EQ(STRINGTABLE, expected);
     static_assert(std::is_const_v<decltype(STRINGTABLE)>, "nothing changes a message");

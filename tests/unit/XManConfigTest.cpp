@@ -8,31 +8,25 @@
 
 namespace {
 
+// How each command ends.
+const std::string TO =
+    R"( "/Library/Application Support/Adobe/Extension Manager CC/Configuration")";
+
 struct Row {
     const char* programPath;
-    const char* command;
+    std::string command;
 };
 
 const Row ROWS[] = {
-    {"/opt/tools/Tamsel",
-     R"(cp "/opt/tools/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"./Tamsel",
-     R"(cp "./Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"Tamsel",
-     R"(cp "/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"/Tamsel",
-     R"(cp "/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"",
-     R"(cp "/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"/opt/my tools/Tamsel",
-     R"(cp "/opt/my tools/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {R"(/a"b$c`d\e/Tamsel)",
-     R"(cp "/a"b$c`d\e/Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"../a/./b//Tamsel",
-     R"(cp "../a/./b//Resources/XManConfigV2.xml" "/Library/Application Support/Adobe/Extension Manager CC/Configuration")"},
-    {"/a%s\n\xFF/Tamsel",
-     "cp \"/a%s\n\xFF/Resources/XManConfigV2.xml\" \"/Library/Application Support/Adobe/Extension "
-     "Manager CC/Configuration\""},
+    {"/opt/tools/Tamsel", R"(cp "/opt/tools/Resources/XManConfigV2.xml")" + TO},
+    {"./Tamsel", R"(cp "./Resources/XManConfigV2.xml")" + TO},
+    {"Tamsel", R"(cp "/Resources/XManConfigV2.xml")" + TO},
+    {"/Tamsel", R"(cp "/Resources/XManConfigV2.xml")" + TO},
+    {"", R"(cp "/Resources/XManConfigV2.xml")" + TO},
+    {"/opt/my tools/Tamsel", R"(cp "/opt/my tools/Resources/XManConfigV2.xml")" + TO},
+    {R"(/a"b$c`d\e/Tamsel)", R"(cp "/a"b$c`d\e/Resources/XManConfigV2.xml")" + TO},
+    {"../a/./b//Tamsel", R"(cp "../a/./b//Resources/XManConfigV2.xml")" + TO},
+    {"/a%s\n\xFF/Tamsel", "cp \"/a%s\n\xFF/Resources/XManConfigV2.xml\"" + TO},
 };
 
 TEST(CopyXManConfig, HandsTheShellOneCommandWithTheSourceBesideTheProgram) {
