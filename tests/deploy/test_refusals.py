@@ -77,8 +77,14 @@ class Refusals(DeployTest):
                 self.assert_refuses(arguments, INCOMPLETE, f"{self.package / name} is missing")
 
     def test_wrong_usage(self):
-        for arguments, log in ((["--no"], "unknown option --no"), (["-x"], "unknown option -x"),
-                               (["--verify", "--dry-run"], "unknown option --dry-run"),
-                               (["--restore", "--verify"], "unknown option --verify"),
+        for arguments, log in ((["--no"], "option --no is unknown"), (["-x"], "option -x is unknown"),
+                               (["--verify", "--dry-run"], "option --dry-run is unknown or not the first"),
+                               (["--restore", "--verify"], "option --verify is unknown or not the first"),
+                               ([INDESIGN, "--dry-run"], "option --dry-run is unknown or not the first"),
+                               ([INDESIGN, "-h"], "option -h is unknown or not the first"),
+                               (["--version", "--help"], "option --help is unknown or not the first"),
+                               (["--help", "x"], "--help takes no argument"),
+                               (["-h", "x"], "--help takes no argument"),
+                               (["--version", ""], "--version takes no argument"),
                                (["--restore", "a", "b"], "only one backup")):
             self.assert_refuses(arguments, USAGE, log)
