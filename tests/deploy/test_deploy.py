@@ -36,9 +36,12 @@ class Registration(DeployTest):
     def test_every_spelling_of_a_path(self):
         self.add_applications(INDESIGN)
         folder = self.applications / "Adobe InDesign 2020"
-        for path in (INDESIGN + "/", "./Adobe InDesign 2020.app", "Adobe InDesign 2020.app//"):
-            self.assert_deploys([path], ALL_DONE, log="saved to", cwd=folder, out="registered: "
-                                + str(INDESIGN if path[0] == "/" else folder / "Adobe InDesign 2020.app") + "\n")
+        (folder / "-x" / "Adobe InDesign 2020.app").mkdir(parents=True)
+        for path, registered in ((INDESIGN + "/", INDESIGN),
+                                 ("./Adobe InDesign 2020.app", folder / "Adobe InDesign 2020.app"),
+                                 ("./-x/Adobe InDesign 2020.app//", folder / "-x" / "Adobe InDesign 2020.app"),
+                                 ("Adobe InDesign 2020.app//", folder / "Adobe InDesign 2020.app")):
+            self.assert_deploys([path], ALL_DONE, f"registered: {registered}\n", "saved to", cwd=folder)
 
     def test_everybody_may_read_what_arrives(self):
         self.add_applications(INDESIGN)
@@ -60,15 +63,16 @@ class Failures(DeployTest):
 
     def test_a_path_that_cannot_be_registered(self):
         quoted = str(self.folder / "it's" / "Adobe InDesign 2020.app")
-        broken = str(self.folder / "a\nb" / "Adobe InDesign 2020.app")
+        broken = [str(self.folder / name) for name in (
+            "a\nb/Adobe InDesign 2020.app", "a\n/Adobe InDesign 2020.app", "Adobe InDesign 2020.app\n")]
         self.add_applications("/Applications/Adobe Photoshop 2020.app")
-        os.makedirs(quoted)
-        os.makedirs(broken)
-        reason = "Tamsel cannot register below a folder with a quote or a line break in its name"
+        for path in (quoted, *broken):
+            os.makedirs(path)
+        reason = "Tamsel cannot register a path with a quote or a line break"
         for path, why in ((INDESIGN.replace("2020", "2021"), "not found"), ("", "not found"),
                           ("/Applications/Adobe Photoshop 2020.app", "not supported"),
                           ("/Applications/Adobe InDesign 2020", "not an application bundle"),
-                          (quoted, reason), (broken, reason)):
+                          (quoted, reason), *((path, reason) for path in broken)):
             for command in ([], ["--dry-run"], ["--verify"]):
                 before = self.state()
                 self.assert_deploys([*command, path], NO_APPLICATION, f"{why}: {path}\n")
