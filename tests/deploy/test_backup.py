@@ -3,7 +3,8 @@
 import shutil
 import stat
 
-from harness.deploy import ALL_DONE, BACKUPS, INDESIGN, NO_BACKUP, NOT_RESTORED, DeployTest
+from harness.deploy import (ALL_DONE, BACKUPS, INDESIGN, NO_BACKUP, NO_DATABASE, NOT_RESTORED,
+                            DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
 OLD_FILE = b"<XManConfig>old</XManConfig>\n"
@@ -26,6 +27,20 @@ class BackupTest(DeployTest):
                 for table in ("sqlite_master", "Tb_ProductInfoV2", "Tb_XManConfig")]
         connection.close()
         return rows
+
+    def break_down(self):
+        """What a program leaves that breaks down while it is writing the database."""
+        journal = self.database.parent / "ExMan.db-journal"
+        connection = self.connect()
+        connection.execute("PRAGMA synchronous = OFF")
+        connection.execute("PRAGMA cache_size = 2")
+        connection.execute("BEGIN")
+        connection.execute("UPDATE Tb_XManConfig SET KeyName = hex(zeroblob(9999)) || KeyName")
+        left = self.database.read_bytes(), journal.read_bytes()
+        connection.execute("ROLLBACK")
+        connection.close()
+        self.database.write_bytes(left[0])
+        journal.write_bytes(left[1])
 
     def deploy_once(self):
         """A registration; returns the folder with its backup."""
@@ -63,6 +78,14 @@ class Backup(BackupTest):
         backup = self.deploy_once()
         connection.close()
         self.assertEqual(self.dump(backup / "ExMan.db"), self.content)
+
+    def test_takes_back_what_a_crash_left(self):
+        self.break_down()
+        for arguments in (["--dry-run"], ["--verify"]):
+            self.assert_refuses(arguments, NO_DATABASE, "the database cannot be read: ")
+        backup = self.deploy_once()
+        self.assertEqual(self.dump(backup / "ExMan.db"), self.content)
+        self.assertEqual(len(self.rows("SELECT * FROM Tb_XManConfig WHERE ProdID = 190")), 14)
 
     def test_saves_once_for_all_applications(self):
         self.add_applications("/Applications/Adobe InCopy 2020.app")
@@ -163,17 +186,14 @@ class Restore(BackupTest):
 
     def test_a_database_that_has_gone_in_a_crash(self):
         backup = self.deploy_once()
-        connection = self.connect()
-        connection.execute("PRAGMA synchronous = OFF")
-        connection.execute("PRAGMA cache_size = 2")
-        connection.execute("BEGIN")
-        connection.execute("UPDATE Tb_XManConfig SET KeyName = hex(zeroblob(9999)) || KeyName")
-        journal = (self.database.parent / "ExMan.db-journal").read_bytes()
-        connection.execute("ROLLBACK")
-        connection.close()
-        self.database.unlink()
+        self.break_down()
         # SQLite would put what the journal holds into the next database of this name.
-        (self.database.parent / "ExMan.db-journal").write_bytes(journal)
+        self.database.unlink()
+        self.assert_restored(backup)
+
+    def test_a_database_with_what_a_crash_left(self):
+        backup = self.deploy_once()
+        self.break_down()
         self.assert_restored(backup)
 
     def test_a_locked_database(self):
