@@ -92,6 +92,19 @@ class Backup(BackupTest):
         self.deploy()
         self.assertEqual(len(self.all_backups()), 1)
 
+    def test_saves_nothing_where_everything_is_registered(self):
+        registered = f"registered: {INDESIGN}\n"
+        self.deploy_once()
+        before = self.state()
+        for arguments in ([], ["--dry-run"], [INDESIGN, INDESIGN]):
+            self.assert_deploys(arguments, ALL_DONE, registered * max(1, arguments.count(INDESIGN)))
+            self.assertEqual(self.state(), before)
+        for undo in (lambda: self.change("DELETE FROM Tb_XManConfig WHERE KeyName = 'suite'"),
+                     lambda: self.copied.write_bytes(OLD_FILE), self.copied.unlink):
+            undo()
+            self.assert_deploys(["--dry-run"], ALL_DONE, "would register: " + INDESIGN + "\n")
+            self.deploy_once()
+
     def test_keeps_the_last_five(self):
         self.backups.mkdir(parents=True)
         for year in range(2001, 2008):
@@ -113,6 +126,7 @@ class Backup(BackupTest):
             """, "date")
         self.deploy(options=clock)
         (self.backups / "2026-01-01T000000Z" / "mark").write_text("")
+        self.change("DELETE FROM Tb_ProductInfoV2")
         result = self.deploy(options=[*clock, *self.stand_in("exit 0", "sleep")])
         self.assertEqual(result.status, ALL_DONE)
         self.assertEqual([path.name for path in self.all_backups()],
