@@ -115,23 +115,46 @@ class Backup(BackupTest):
         self.assertEqual([path.name for path in self.all_backups()],
                          [*(f"{year}-01-01T000000Z" for year in range(2004, 2008)), new.name, "notes"])
 
-    def test_never_replaces_a_backup(self):
-        # The clock of this machine stands still for the first two readings.
+    def slow_clock(self):
+        """What makes the machine's clock stand still for the first two readings."""
         (self.folder / "clock").write_text("0")
-        clock = self.stand_in(f"""\
+        return self.stand_in(f"""\
             case $2 in *T%H%M%SZ) ;; *) echo 2026-01-01T00:00:00Z; exit ;; esac
             read -r count < "{self.folder}/clock"
             echo $((count + 1)) > "{self.folder}/clock"
             echo 2026-01-01T00000$((count / 2))Z
-            """, "date")
+            """, "date") + self.stand_in("exit 0", "sleep")
+
+    def test_never_replaces_a_backup(self):
+        clock = self.slow_clock()
         self.deploy(options=clock)
         (self.backups / "2026-01-01T000000Z" / "mark").write_text("")
         self.change("DELETE FROM Tb_ProductInfoV2")
-        result = self.deploy(options=[*clock, *self.stand_in("exit 0", "sleep")])
+        result = self.deploy(options=clock)
         self.assertEqual(result.status, ALL_DONE)
         self.assertEqual([path.name for path in self.all_backups()],
                          ["2026-01-01T000000Z", "2026-01-01T000001Z"])
         self.assertTrue((self.backups / "2026-01-01T000000Z" / "mark").exists())
+
+    def test_leaves_the_backup_of_another_run_alone(self):
+        # The other one makes its folder just before this one does.
+        shutil.copy("/usr/bin/mkdir", self.folder / "mkdir")
+        another = self.stand_in(f"""\
+            case $* in
+            *T000000Z) [ -e "{self.folder}/once" ] || {{
+                : > "{self.folder}/once"
+                for path; do :; done
+                "{self.folder}/mkdir" "$path" && echo mine > "$path/ExMan.db"
+            }} ;;
+            esac
+            exec "{self.folder}/mkdir" "$@"
+            """, "mkdir")
+        self.backups.mkdir(parents=True)
+        self.deploy(options=self.slow_clock() + another)
+        self.assertEqual([path.name for path in self.all_backups()],
+                         ["2026-01-01T000000Z", "2026-01-01T000001Z"])
+        self.assertEqual((self.backups / "2026-01-01T000000Z" / "ExMan.db").read_text(), "mine\n")
+        self.assertEqual(self.dump(self.backups / "2026-01-01T000001Z" / "ExMan.db"), self.content)
 
     def assert_no_backup(self, **how):
         before = self.state()
