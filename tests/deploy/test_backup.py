@@ -215,7 +215,18 @@ class Restore(BackupTest):
         self.assert_restored(backup)
         self.assertEqual(stat.S_IMODE(self.database.stat().st_mode), 0o666)
 
-    def test_a_database_that_is_none_any_more(self):
+    def test_does_not_follow_links(self):
+        backup = self.deploy_once()
+        targets = [self.folder / "somebody's", self.folder / "somebody else's"]
+        for target, path in zip(targets, (self.copied, self.database)):
+            target.write_bytes(b"theirs")
+            path.unlink()
+            path.symlink_to(target)
+        self.assert_restored(backup)
+        self.assertEqual(self.copied.read_bytes(), OLD_FILE)
+        self.assertEqual([target.read_bytes() for target in targets], [b"theirs", b"theirs"])
+
+    def test_a_database_that_is_no_longer_one(self):
         backup = self.deploy_once()
         for damage in (b"x" * 8192, b""):
             self.database.write_bytes(damage)
