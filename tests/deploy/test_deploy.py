@@ -127,10 +127,10 @@ class Failures(DeployTest):
     def test_a_copy_that_fails(self):
         self.copied.write_text("old")
         self.assert_deploys([INCOPY], NO_FILE, f"without XManConfigV2.xml: {INCOPY}\n",
-                            "XManConfigV2.xml is missing or different",
+                            "XManConfigV2.xml in the configuration folder is not the one",
                             options=["--read-only", CONFIGURATION + "/XManConfigV2.xml"])
         self.assert_verified(f"without XManConfigV2.xml: {INCOPY}\n", NO_FILE,
-                             "XManConfigV2.xml is missing or different", [INCOPY])
+                             "XManConfigV2.xml in the configuration folder is not the one", [INCOPY])
 
 
 class Verification(DeployTest):
