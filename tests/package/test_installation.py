@@ -1,4 +1,5 @@
 import os
+import pathlib
 import stat
 import subprocess
 
@@ -147,7 +148,7 @@ class Refusals(InstallationTest):
 
     def test_installing(self):
         for arguments in (["--prefix"], ["--root"], ["--prefix", "relative"], ["--prefix", '/a"b'],
-                          ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"], ["x"]):
+                          ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"], ["--prefix", "/a\nb"], ["x"]):
             with self.subTest(arguments):
                 self.assert_refused(2, self.package / "install", "--root", self.root, *arguments)
                 self.assertFalse(self.root.exists())
@@ -158,9 +159,14 @@ class Refusals(InstallationTest):
         self.assert_refused(1, self.package / "uninstall", "--prefix", self.folder)
 
     def test_a_folder_that_is_not_whole(self):
-        (self.package / "Resources" / "XManConfigV2.xml").unlink()
-        with self.assertRaises(subprocess.CalledProcessError):
-            self.install("--root", self.root, stderr=subprocess.DEVNULL)
+        needed = sorted(set(contents(self.package)) - set(map(pathlib.Path, ("README.md", "CHANGELOG.md", "install"))))
+        self.assertEqual(len(needed), 7)
+        for path in needed:
+            with self.subTest(path):
+                kept = (self.package / path).rename(self.folder / "kept")
+                with self.assertRaises(subprocess.CalledProcessError):
+                    self.install("--root", self.root, stderr=subprocess.DEVNULL)
+                kept.rename(self.package / path)
 
     def test_help(self):
         for name in ("install", "uninstall"):
