@@ -104,6 +104,30 @@ class InAnEmptyRoot(InstallationTest):
         self.assertEqual(tree(self.local), TREE)
         self.assertEqual(contents(self.local), before)
 
+    def test_writes_through_no_link(self):
+        target = self.folder / "somebody's"
+        target.write_text("theirs")
+        planted = self.local / "bin" / "Tamsel.new"
+        planted.symlink_to(target)
+        self.install("--root", self.root)
+        self.assertEqual(tree(self.local), TREE)
+        self.assertEqual(target.read_text(), "theirs")
+
+    def test_writes_into_no_folder_in_the_place_of_a_file(self):
+        launcher = self.local / "bin" / "Tamsel"
+        launcher.unlink()
+        folder = self.folder / "somebody's"
+        folder.mkdir()
+        for put in (launcher.mkdir, lambda: launcher.symlink_to(folder)):
+            put()
+            finished = subprocess.run([self.package / "install", "--root", self.root],
+                                      capture_output=True, text=True, check=False)
+            self.assertEqual((finished.stdout, finished.stderr, finished.returncode),
+                             ("", f"install: {launcher} is a folder\n", 2))
+            self.assertEqual(list(launcher.iterdir()), [])
+            if not launcher.is_symlink():
+                launcher.rmdir()
+
     def test_uninstalls_itself(self):
         run(self.local / "libexec" / "tamsel" / "uninstall")
         self.assertEqual(tree(self.local), "")
