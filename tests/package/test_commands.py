@@ -2,6 +2,7 @@
 and does what the README says, from top to bottom."""
 
 import re
+import shutil
 import subprocess
 import sys
 
@@ -70,15 +71,19 @@ class Stranger(DeployTest):
         self.assertEqual(list(self.local.iterdir()), [])
 
     def test_scripts_for_management_tools(self):
-        self.follow("Install")
         jamf, munki = self.blocks.pop("Jamf and Munki")
-        for registered, answer, status in ((False, b"status 1", 0), (True, b"registered", 1)):
-            if registered:
-                self.follow("On many Macs")
-            self.blocks["Jamf"], self.blocks["Munki"] = [jamf], [munki]
+        # These are scripts of their own.
+        self.blocks["Jamf"], self.blocks["Munki"] = ["set +e\n" + jamf], ["set +e\n" + munki]
+        for prepare, answer, status in (
+                (lambda: self.follow("Install"), b"status 1", 0),
+                (lambda: self.follow("On many Macs"), b"registered", 1),
+                (lambda: self.copied.write_text("other"), b"status 8", 0),
+                (lambda: shutil.rmtree(self.inside(INDESIGN)), b"status 6", 1),
+                (self.database.unlink, b"status 5", 1)):
+            prepare()
             result = self.follow("Jamf")
             self.assertEqual((result.out, result.status), (b"<result>" + answer + b"</result>\n", 0))
-            self.assertEqual(self.follow("Munki").status, status)
+            self.assertEqual(self.follow("Munki").status, status, answer)
 
 
 class EveryCommand(DeployTest):
