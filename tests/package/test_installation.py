@@ -136,6 +136,12 @@ class InAnEmptyRoot(InstallationTest):
         run(self.package / "uninstall", "--prefix", self.local)
         self.assertEqual(tree(self.local), "")
 
+    def test_completes_an_uninstallation_that_was_interrupted(self):
+        (self.local / "bin" / "Tamsel").unlink()
+        (self.local / "libexec" / "tamsel" / "Tamsel").unlink()
+        run(self.local / "libexec" / "tamsel" / "uninstall")
+        self.assertEqual(tree(self.local), "")
+
     def test_uninstalling_leaves_what_belongs_to_others(self):
         for name in ("bin/other", "libexec/tamsel-other", "share/man/man8/other.8"):
             (self.local / name).write_text("other")
@@ -162,6 +168,19 @@ class WithAPrefix(InstallationTest):
         self.assertEqual(tree(self.folder / "here" / "opt"), TREE)
         self.assertIn(b'exec "/opt/libexec/tamsel/Tamsel"',
                       (self.folder / "here" / "opt" / "bin" / "Tamsel").read_bytes())
+
+
+    def test_a_search_path_for_folders(self):
+        for name in ("unpacked/tamsel", "root/opt/libexec/tamsel"):
+            (self.folder / "elsewhere" / name).mkdir(parents=True)
+        how = {"cwd": self.folder, "env": dict(os.environ, CDPATH=str(self.folder / "elsewhere"))}
+        run("unpacked/tamsel/install", "--root", "root", "--prefix", "/opt", **how)
+        self.assertEqual(tree(self.root / "opt"), TREE)
+        run("unpacked/tamsel/uninstall", "--prefix", "root/opt", **how)
+        self.assertEqual(tree(self.root / "opt"), "")
+        run("unpacked/tamsel/install", "--root", "root", "--prefix", "/opt", **how)
+        run("root/opt/libexec/tamsel/uninstall", **how)
+        self.assertEqual(tree(self.root / "opt"), "")
 
 
 class Refusals(InstallationTest):
