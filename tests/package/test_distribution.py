@@ -88,6 +88,11 @@ class Distribution(TreeTest):
         self.assertEqual(finished.returncode, 0)
         self.assertEqual(calls, [PACKAGE, LIST, "productbuild --package WORK/tamsel.pkg dist/tamsel-1.0.2.pkg"])
 
+    def test_refuses_arguments(self):
+        finished, calls = self.call("packaging/macos/make-distribution", "--sign")
+        self.assertEqual((calls, finished.returncode), ([], 2))
+        self.assertIn("unknown argument --sign", finished.stderr)
+
     def test_refuses_other_files(self):
         finished, calls = self.make(MORE_FILES="./usr/local/bin/other\\n")
         self.assertEqual((calls, finished.returncode), ([PACKAGE, LIST], 1))
@@ -131,6 +136,12 @@ class Release(TreeTest):
             finished, calls = self.call("scripts/release", tag)
             self.assertEqual((calls, finished.returncode), ([], 1))
             self.assertIn("the tree is of version 1.0.2", finished.stderr)
+
+    def test_refuses_to_guess_the_tag(self):
+        for arguments in ([], [""]):
+            finished, calls = self.call("scripts/release", *arguments)
+            self.assertEqual((calls, finished.stdout, finished.returncode), ([], "", 2))
+            self.assertIn("a tag is missing", finished.stderr)
 
     def test_refuses_a_wrong_archive(self):
         (self.tree / "dist" / "SHA256SUMS").write_text("")
