@@ -5,6 +5,7 @@ import os
 import shutil
 import subprocess
 
+from harness.machine import BUILD
 from harness.package import ROOT
 from package.archive import APPLE, INTEL, ArchiveTest
 from package.macho import universal
@@ -38,15 +39,18 @@ class TreeTest(ArchiveTest):
             shutil.copy(ROOT / name, self.tree)
         (self.tree / "dist").mkdir()
         (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
-        self.pack()
-        for name in (self.archive.name, "SHA256SUMS"):
-            shutil.move(self.folder / name, self.tree / "dist")
+        self.pack_into_dist()
         self.tools = self.folder / "tools"
         self.tools.mkdir()
         for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "gh"):
             (self.tools / name).write_text(TOOL)
             (self.tools / name).chmod(0o755)
         (self.folder / "work").mkdir()
+
+    def pack_into_dist(self):
+        self.pack()
+        for name in (self.archive.name, "SHA256SUMS"):
+            shutil.copy(self.folder / name, self.tree / "dist")
 
     def call(self, script, *arguments, **variables):
         """The result of a script, and its calls of the tools."""
@@ -108,6 +112,37 @@ class Distribution(TreeTest):
         finished, calls = self.make()
         self.assertEqual((calls, finished.returncode), ([], 1))
         self.assertIn("the program is not of version 9.9.9", finished.stderr)
+
+
+class Trial(TreeTest):
+    """The archive as it is started on a Mac, here with the program of this system in it."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copy(BUILD / "Tamsel", self.unpacked)
+        self.pack_into_dist()
+
+    def start(self):
+        return self.run_inside(self.tree / "scripts" / "try-archive")
+
+    def test_expects_a_program_that_misses_the_database(self):
+        self.assertNotEqual(self.start().status, 0)
+        self.database.unlink()
+        result = self.start()
+        self.assertEqual((result.err, result.status), (b"", 0))
+
+    def test_notices_a_program_that_does_not_start(self):
+        self.database.unlink()
+        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
+        self.pack_into_dist()
+        self.assertNotEqual(self.start().status, 0)
+
+    def test_notices_a_wrong_checksum(self):
+        self.database.unlink()
+        (self.tree / "dist" / "SHA256SUMS").write_text("0" * 64 + f"  {self.archive.name}\n")
+        result = self.start()
+        self.assertIn(b"FAILED", result.out)
+        self.assertNotEqual(result.status, 0)
 
 
 class Help(TreeTest):
