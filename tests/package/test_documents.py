@@ -1,7 +1,6 @@
 """The documents agree with the program, and with each other."""
 
 import re
-import shutil
 import subprocess
 
 from harness.machine import TESTS, MachineTest
@@ -25,8 +24,7 @@ def described(page):
 
 class ManualPages(MachineTest):
     def test_are_clean(self):
-        if not shutil.which("mandoc"):
-            self.cannot_run("mandoc is not installed")
+        self.need("mandoc")
         finished = subprocess.run(["mandoc", "-Tlint", "-Wstyle", *sorted((ROOT / "man").iterdir())],
                                   capture_output=True, text=True, check=False)
         # Which other pages there are depends on the machine.
@@ -80,8 +78,10 @@ class Version(MachineTest):
         for name, pattern in (("CHANGELOG.md", r"\A# Changes\n[^#]*\n## (\S+) – \d{4}-\d\d-\d\d\n"),
                               ("man/Tamsel.8", r"\nThis page describes version (\S+)\.\n"),
                               ("man/tamsel-deploy.8", r"\nThis page describes version (\S+)\.\n"),
-                              ("packaging/tamsel-deploy", r"\nversion=(\S+)\n")):
+                              ("packaging/tamsel-deploy", r"\nversion=(\S+)\n"),
+                              ("README.md", r"\nTamsel version (\S+) build 0\n")):
             self.assertEqual(re.findall(pattern, read(name)), [version], name)
+        self.assertEqual(set(re.findall(r"tamsel-(\d[\d.]*)-macos", read("README.md"))), {version})
         result = self.run_tamsel("-h")
         self.assertTrue(result.out.decode().startswith(f"\nTamsel version {version} build 0\n"))
         result = self.run_inside(ROOT / "packaging" / "tamsel-deploy", "--version")
