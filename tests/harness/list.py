@@ -1,5 +1,5 @@
 """Prints the names of all tests in a folder, one a line, as python3 -m unittest takes them, and
-behind the name of a slow one the word slow."""
+after the name of a slow one the word slow."""
 
 import pathlib
 import sys
