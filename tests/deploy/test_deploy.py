@@ -39,7 +39,8 @@ class Registration(DeployTest):
         (folder / "-x" / "Adobe InDesign 2020.app").mkdir(parents=True)
         for path, registered in ((INDESIGN + "/", INDESIGN),
                                  ("./Adobe InDesign 2020.app", folder / "Adobe InDesign 2020.app"),
-                                 ("./-x/Adobe InDesign 2020.app//", folder / "-x" / "Adobe InDesign 2020.app"),
+                                 ("./-x/Adobe InDesign 2020.app//",
+                                  folder / "-x" / "Adobe InDesign 2020.app"),
                                  ("Adobe InDesign 2020.app//", folder / "Adobe InDesign 2020.app")):
             self.assert_deploys([path], ALL_DONE, f"registered: {registered}\n", "saved to", cwd=folder)
 

@@ -7,8 +7,8 @@ import subprocess
 import textwrap
 
 from harness.package import PackageTest
+from harness.registration import INDESIGN
 
-INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
 INCOPY = "/Applications/Adobe InCopy CC 2019.app"
 APPLICATIONS = ("Adobe InCopy CC 2019", "Adobe InCopy CC 2019 Win64", "Adobe InDesign CC 2019",
                 "Adobe InDesign CC 2019 Win64", "Adobe InCopy 2020", "Adobe InCopy 2020 Win64",
@@ -44,7 +44,8 @@ class DeployTest(PackageTest):
 
     def state(self):
         """Everything that a run could change."""
-        return {path: path.read_bytes() if path.is_file() else None for path in self.private_library.rglob("*")}
+        return {path: path.read_bytes() if path.is_file() else None
+                for path in self.private_library.rglob("*")}
 
     def assert_deploys(self, arguments, status, out="", log="", **how):
         """The result is this; the log has nothing but lines with times, and this text in it."""
@@ -64,7 +65,6 @@ class DeployTest(PackageTest):
         before = self.state()
         self.assert_deploys(["--verify", *arguments], status, out, log)
         self.assertEqual(self.state(), before)
-
 
     def hold(self, sql):
         """Another program that has done this with the database and does not let it go."""

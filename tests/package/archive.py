@@ -27,7 +27,8 @@ class ArchiveTest(PackageTest):
         self.archive = self.folder / (NAME + ".tar.gz")
 
     def pack(self, seconds=NOON):
-        run(sys.executable, "-B", ROOT / "packaging" / "archive.py", self.unpacked, self.archive, str(seconds))
+        run(sys.executable, "-B", ROOT / "packaging" / "archive.py", self.unpacked, self.archive,
+            str(seconds))
         self.write_sums()
 
     def write_sums(self):

@@ -52,7 +52,8 @@ class Stranger(DeployTest):
     def follow(self, *headings):
         script = "set -e\n" + "".join(block for heading in headings for block in self.blocks[heading])
         return self.run_inside("/bin/sh", "-c", script, cwd=self.downloads, path=self.path, options=[
-            "--own-processes", "--bind", self.applications, "/Applications", "--bind", self.local, "/usr/local"])
+            "--own-processes", "--bind", self.applications, "/Applications",
+            "--bind", self.local, "/usr/local"])
 
     def test_installs_registers_verifies_restores_and_uninstalls(self):
         before = self.rows("SELECT * FROM Tb_XManConfig")
@@ -105,11 +106,13 @@ class EveryCommand(DeployTest):
                                       capture_output=True, text=True, check=True).stdout
             text = re.sub(".\b", "", rendered)
             examples = re.search(r"(?s)\nEXAMPLES\n(.*?)\nDIAGNOSTICS\n|\nEXAMPLES\n(.*?)\n[A-Z]", text)[1]
-            script = "".join(line.strip() + "\n" for line in examples.splitlines() if line.startswith(" " * 10))
+            script = "".join(line.strip() + "\n" for line in examples.splitlines()
+                             if line.startswith(" " * 10))
             self.assertGreater(script.count("\n"), 3)
             script = script.replace("sudo ", "")
             result = self.run_inside("/bin/sh", "-ec", script, path=f"{self.folder}/local/bin:/usr/bin:/bin",
-                                     options=["--own-processes", "--bind", self.applications, "/Applications"])
+                                     options=["--own-processes", "--bind", self.applications,
+                                              "/Applications"])
             self.assertEqual((result.status, b"cp:" in result.err), (0, False), result.err)
             if name == "Tamsel":
                 self.assertIn(b"InsertXManConfig true\n", result.out)

@@ -23,7 +23,8 @@ esac
 IDENTITIES = {"TAMSEL_APPLICATION_IDENTITY": "Application: X", "TAMSEL_INSTALLER_IDENTITY": "Installer: X",
               "TAMSEL_NOTARY_PROFILE": "profile"}
 PROGRAM = "WORK/root/usr/local/libexec/tamsel/Tamsel"
-PACKAGE = "pkgbuild --root WORK/root --identifier tamsel --version 1.0.2 --ownership recommended WORK/tamsel.pkg"
+PACKAGE = ("pkgbuild --root WORK/root --identifier tamsel --version 1.0.2 --ownership recommended"
+           " WORK/tamsel.pkg")
 LIST = "pkgutil --payload-files WORK/tamsel.pkg"
 
 
@@ -90,7 +91,8 @@ class Distribution(TreeTest):
     def test_unsigned(self):
         finished, calls = self.make()
         self.assertEqual(finished.returncode, 0)
-        self.assertEqual(calls, [PACKAGE, LIST, "productbuild --package WORK/tamsel.pkg dist/tamsel-1.0.2.pkg"])
+        self.assertEqual(calls, [
+            PACKAGE, LIST, "productbuild --package WORK/tamsel.pkg dist/tamsel-1.0.2.pkg"])
 
     def test_refuses_arguments(self):
         finished, calls = self.call("packaging/macos/make-distribution", "--sign")

@@ -5,8 +5,7 @@ import subprocess
 
 from harness.machine import BUILD, expected
 from harness.package import PackageTest, run
-
-INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
+from harness.registration import INDESIGN
 
 TREE = """\
 drwxr-xr-x bin
@@ -191,7 +190,8 @@ class Refusals(InstallationTest):
 
     def test_installing(self):
         for arguments in (["--prefix"], ["--root"], ["--prefix", "relative"], ["--prefix", '/a"b'],
-                          ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"], ["--prefix", "/a\nb"], ["x"]):
+                          ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"],
+                          ["--prefix", "/a\nb"], ["x"]):
             with self.subTest(arguments):
                 self.assert_refused(2, self.package / "install", "--root", self.root, *arguments)
                 self.assertFalse(self.root.exists())
@@ -202,7 +202,8 @@ class Refusals(InstallationTest):
         self.assert_refused(1, self.package / "uninstall", "--prefix", self.folder)
 
     def test_a_folder_that_is_not_whole(self):
-        needed = sorted(set(contents(self.package)) - set(map(pathlib.Path, ("README.md", "CHANGELOG.md", "install"))))
+        others = map(pathlib.Path, ("README.md", "CHANGELOG.md", "install"))
+        needed = sorted(set(contents(self.package)) - set(others))
         self.assertEqual(len(needed), 7)
         for path in needed:
             with self.subTest(path):

@@ -4,8 +4,7 @@ import xml.etree.ElementTree
 
 from harness.machine import MachineTest
 from harness.package import ROOT
-
-INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
+from harness.registration import INDESIGN
 
 
 class Picture(MachineTest):
