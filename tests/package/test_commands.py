@@ -57,7 +57,8 @@ class Stranger(DeployTest):
 
     def test_installs_registers_verifies_restores_and_uninstalls(self):
         before = self.rows("SELECT * FROM Tb_XManConfig")
-        result = self.follow("Install", "On many Macs", "Did it work?")
+        self.copied.write_text("the vendor's")
+        result = self.follow("Install", "Register with a backup and a check", "Did it work?")
         self.assertEqual(result.status, 0, result.err)
         out = result.out.decode()
         for line in (f"{NAME}.tar.gz: OK", f"would register: {INDESIGN}", f"registered: {INDESIGN}",
@@ -69,6 +70,7 @@ class Stranger(DeployTest):
         backup, = self.inside(BACKUPS).iterdir()
         self.assertIn(f"{backup.name}\nrestored: {backup.name}\n", result.out.decode())
         self.assertEqual(self.rows("SELECT * FROM Tb_XManConfig"), before)
+        self.assertEqual(self.copied.read_text(), "the vendor's")
         self.assertEqual(list(self.local.iterdir()), [])
 
     def test_scripts_for_management_tools(self):
@@ -77,7 +79,7 @@ class Stranger(DeployTest):
         self.blocks["Jamf"], self.blocks["Munki"] = ["set +e\n" + jamf], ["set +e\n" + munki]
         for prepare, answer, status in (
                 (lambda: self.follow("Install"), b"status 1", 0),
-                (lambda: self.follow("On many Macs"), b"registered", 1),
+                (lambda: self.follow("Register with a backup and a check"), b"registered", 1),
                 (lambda: self.copied.write_text("other"), b"status 8", 0),
                 (lambda: shutil.rmtree(self.inside(INDESIGN)), b"status 6", 1),
                 (self.database.unlink, b"status 5", 1)):
@@ -89,8 +91,8 @@ class Stranger(DeployTest):
 
 class EveryCommand(DeployTest):
     def test_is_run_by_a_test_or_marked(self):
-        followed = {"Install", "On many Macs", "Did it work?", "Back up and restore", "Uninstall",
-                    "Jamf and Munki"}
+        followed = {"Install", "Register with a backup and a check", "Did it work?", "Back up and restore",
+                    "Uninstall", "Jamf and Munki"}
         lines = {line for heading, blocks in commands("README.md").items() if heading not in followed
                  for block in blocks for line in block.splitlines()}
         lines |= {re.sub(" +#.*", "", line) for line in re.findall(
