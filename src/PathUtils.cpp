@@ -18,11 +18,11 @@ std::string GetParentDirectory(const std::string& path) {
 std::string GetAppNameFromFilePath(const std::string& path) {
     // Intended: the first occurrence counts, also where it only begins a longer component, so a
     // bundle in a folder of its own name yields the folder above that folder.
-    const auto needle = path.find("/" + GetFileName(path));
-    if (needle == std::string::npos) {
+    const auto position = path.find("/" + GetFileName(path));
+    if (position == std::string::npos) {
         return {};
     }
-    const std::string prefix = path.substr(0, needle);
+    const std::string prefix = path.substr(0, position);
     const auto slash = prefix.rfind('/');
     return slash == std::string::npos ? std::string() : prefix.substr(slash + 1);
 }

@@ -36,59 +36,94 @@ bool ExecuteSQL(std::string sql) {
     return succeeded;
 }
 
-// Intended, in both statements below: values are spliced in as they stand. A record's values are
-// the contents of SQL string literals, and escaping their quotes would store the CHAR(36)
-// fragments that some of them carry instead of the dollar signs that these stand for.
+namespace {
+
+// Two SQL expressions, each for a text that is given as the contents of an SQL string literal.
+// Intended: it is spliced in as it stands. Escaping the quotes in a record's values would store
+// the CHAR(36) fragments that some of them carry instead of the dollar signs these stand for.
+
+std::string Text(const std::string& text) {
+    return "'" + text + "'";
+}
+
+// A dollar sign and the text. A statement's own text never holds a dollar sign.
+std::string Dollar(const std::string& text) {
+    return "CHAR(36) || " + Text(text);
+}
+
+} // namespace
+
+std::string ProductInfoStatement(const ProductRecord& record, const std::string& appFolder) {
+    const auto value = [&record](const char* field) { return Text(ValueOf(record, field)); };
+    // Braces look the fields up in the order of the columns.
+    const struct {
+        const char* column;
+        std::string value;
+    } entries[] = {
+        {"ProdID", value("ProdId")},           {"ProdName", value("ProdName")},
+        {"DisplayName", value("DisplayName")}, {"FamilyName", value("FamilyName")},
+        {"ProdVersion", value("ProdVersion")}, {"PCDEntryName", value("PCDEntryName")},
+        {"AppPath", Text(appFolder)},          {"LocaleInfo", value("LocaleInfo")},
+        {"SuiteID", value("SuiteID")},
+    };
+
+    std::string columns;
+    std::string values;
+    const char* separator = "";
+    for (const auto& entry : entries) {
+        columns += separator + Text(entry.column);
+        values += separator + entry.value;
+        separator = ", ";
+    }
+    return "INSERT OR REPLACE INTO Tb_ProductInfoV2 (" + columns + ") VALUES (" + values + ");";
+}
+
+std::string XManConfigStatement(const ProductRecord& record, const std::string& appFolder) {
+    const auto value = [&record](const char* field) -> const std::string& {
+        return ValueOf(record, field);
+    };
+    const std::string id = Text(value("ProdId"));
+    const struct {
+        std::string key;
+        std::string value;
+    } rows[] = {
+        {Dollar("iconpath"), Dollar(value("IconPath"))},
+        {Dollar(value("ProdNameLowCase")), Dollar(value("AppInstallFolder"))},
+        {Dollar(value("AppUser")), Dollar(value("AppUserDataFolder"))},
+        {Dollar("installfolder"), Text(appFolder)},
+        {Dollar("pluginconfigfile"), Dollar(value("PluginConfigFile"))},
+        {Dollar("preextensionfolder"), Dollar(value("PreExtensionFolder"))},
+        // Intended: constants, whatever the record's Bit, LocaleInfo and MinExManVersion say.
+        {Text("bit"), Text("64")},
+        {Text("defaultlocale"), Text("en_US")},
+        {Text("displayname"), Text(value("DisplayName"))},
+        {Text("familyname"), Text(value("FamilyName"))},
+        {Text("hostnameforcsxs"), Text(value("HostNameForCSXS"))},
+        {Text("minexmanversion"), Text("7.5.0")},
+        {Text("productname"), Text(value("ProdName"))},
+        {Text("suite"), Text(value("suite"))},
+    };
+
+    std::string sql =
+        "INSERT OR REPLACE INTO Tb_XManConfig ('ProdID', 'KeyName', 'KeyValue') VALUES";
+    const char* separator = "";
+    for (const auto& row : rows) {
+        sql += separator;
+        // Intended: exactly 13 blanks before each of the fourteen rows.
+        sql += "             (" + id + ", " + row.key + ", " + row.value + ")";
+        separator = ",";
+    }
+    return sql + ";";
+}
 
 bool InsertProductInfo(ProductRecord record, std::string appFolder) {
-    const std::string sql =
-        "INSERT OR REPLACE INTO Tb_ProductInfoV2 ('ProdID', 'ProdName', 'DisplayName', "
-        "'FamilyName', 'ProdVersion', 'PCDEntryName', 'AppPath', 'LocaleInfo', 'SuiteID') VALUES ('"
-        + ValueOf(record, "ProdId") + "', '" + ValueOf(record, "ProdName") + "', '"
-        + ValueOf(record, "DisplayName") + "', '" + ValueOf(record, "FamilyName") + "', '"
-        + ValueOf(record, "ProdVersion") + "', '" + ValueOf(record, "PCDEntryName") + "', '"
-        + appFolder + "', '" + ValueOf(record, "LocaleInfo") + "', '" + ValueOf(record, "SuiteID")
-        + "');";
-
-    const bool succeeded = ExecuteSQL(sql);
+    const bool succeeded = ExecuteSQL(ProductInfoStatement(record, appFolder));
     std::printf("InsertProductInfo execution: %s\n\n", succeeded ? "succeeded" : "failed");
     return succeeded;
 }
 
 bool InsertXManConfig(ProductRecord record, std::string appFolder) {
-    const std::string id = ValueOf(record, "ProdId");
-    const auto value = [&record](const char* field) -> const std::string& {
-        return ValueOf(record, field);
-    };
-
-    // A dollar sign is stored by CHAR(36), so that the statement's own text never holds one: this
-    // ends a column, and the next column's value is a dollar sign and the text that follows.
-    const std::string dollar = "', CHAR(36) || '";
-
-    // Ends a row and begins the next one.
-    // Intended: exactly 13 blanks before each of the fourteen rows.
-    const std::string nextRow = "'),             ('" + id;
-
-    std::string sql = "INSERT OR REPLACE INTO Tb_XManConfig ('ProdID', 'KeyName', 'KeyValue') "
-                      "VALUES             ('"
-                      + id;
-    sql += "', CHAR(36) || 'iconpath" + dollar + value("IconPath") + nextRow;
-    sql += dollar + value("ProdNameLowCase") + dollar + value("AppInstallFolder") + nextRow;
-    sql += dollar + value("AppUser") + dollar + value("AppUserDataFolder") + nextRow;
-    sql += "', CHAR(36) || 'installfolder', '" + appFolder + nextRow;
-    sql += "', CHAR(36) || 'pluginconfigfile" + dollar + value("PluginConfigFile") + nextRow;
-    sql += "', CHAR(36) || 'preextensionfolder" + dollar + value("PreExtensionFolder") + nextRow;
-    // Intended: constants, whatever the record's Bit, LocaleInfo and MinExManVersion say.
-    sql += "', 'bit', '64" + nextRow;
-    sql += "', 'defaultlocale', 'en_US" + nextRow;
-    sql += "', 'displayname', '" + value("DisplayName") + nextRow;
-    sql += "', 'familyname', '" + value("FamilyName") + nextRow;
-    sql += "', 'hostnameforcsxs', '" + value("HostNameForCSXS") + nextRow;
-    sql += "', 'minexmanversion', '7.5.0" + nextRow;
-    sql += "', 'productname', '" + value("ProdName") + nextRow;
-    sql += "', 'suite', '" + value("suite") + "');";
-
-    const bool succeeded = ExecuteSQL(sql);
+    const bool succeeded = ExecuteSQL(XManConfigStatement(record, appFolder));
     std::printf("InsertXManConfig execution: %s\n\n", succeeded ? "succeeded" : "failed");
     return succeeded;
 }
