@@ -1,3 +1,300 @@
-int main() {
-    return 0;
+// One run of tamsel-deploy, from top to bottom: what was asked for, what could stand in the way,
+// the work, the result. What fails is thrown as a Failure, whose status the run ends with.
+
+#include "Applications.h"
+#include "Backups.h"
+#include "ConfigurationFile.h"
+#include "Database.h"
+#include "Inspection.h"
+#include "Options.h"
+#include "Registrar.h"
+#include "Report.h"
+#include "Requirements.h"
+#include "Restoring.h"
+#include "RunLock.h"
+#include "Status.h"
+#include "Waiting.h"
+
+#include <fcntl.h>
+#include <optional>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace {
+
+std::vector<Application> Asked(const Options& options) {
+    SetupAdobeApplicationList();
+    std::vector<Application> applications =
+        options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
+    if (applications.empty()) {
+        throw Failure(Status::NoApplication, "no supported application was found in /Applications");
+    }
+    return applications;
+}
+
+// Takes back what a run that was killed has left half done.
+void LeadBack(Registrar& registrar, const Patience& patience) {
+    for (const Backup& backup : AllBackups()) {
+        if (backup.why != Why::Registering) {
+            continue;
+        }
+        std::vector<Application> applications;
+        for (const std::string& path : backup.what) {
+            Application application = ApplicationOnceAt(path);
+            if (application.record != nullptr) {
+                applications.push_back(application);
+            }
+        }
+        if (!registrar.IsExplained(applications, backup)) {
+            Log("saved to " + Save(Why::Restoring, {backup.name}, patience).Folder());
+        }
+        OrFail(Status::NotRestored, "what a run left half done could not be put back", [&] {
+            registrar.LeadBack(applications, backup);
+            End(backup);
+        });
+        Log("led back to " + backup.name + " what a run left half done");
+    }
+}
+
+void RemoveLeftovers() {
+    RemoveUnfinished();
+    RemoveUnfinishedRegistration();
+    RemoveUnfinishedFiles();
+    RemoveUnfinishedDatabases();
+}
+
+void FailIfNotRegistered(const Application& application, Report& report) {
+    if (!application.IsRegistered()) {
+        report.Fail(application.status, application.path + ": " + application.reason);
+    }
+}
+
+// Registers the applications that have not been settled yet.
+void Register(std::vector<Application*> waiting, Registrar& registrar, const Patience& patience,
+              Report& report) {
+    std::vector<std::string> paths;
+    for (const Application* application : waiting) {
+        paths.push_back(application->path);
+    }
+    const Backup backup = Save(Why::Registering, paths, patience);
+    report.backup = backup.name;
+    Log("saved to " + backup.Folder());
+    for (Application* application : waiting) {
+        if (IsInterrupted()) {
+            application->Settle("failed", Status::NotRegistered, "a signal has ended the run");
+        } else {
+            registrar.Register(*application, backup);
+        }
+        FailIfNotRegistered(*application, report);
+    }
+    for (Application* application : waiting) {
+        // One that came later can have displaced it.
+        if (application->IsRegistered()) {
+            registrar.Verify(*application);
+            FailIfNotRegistered(*application, report);
+        }
+    }
+    End(backup);
+    RemoveOld();
+}
+
+// What an error means for a run that it ends.
+Failure Refused(const std::exception& exception) {
+    if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
+        return *failure;
+    }
+    const auto* error = dynamic_cast<const DatabaseError*>(&exception);
+    if (error == nullptr) {
+        return {Status::NotRegistered, exception.what()};
+    }
+    const std::string why = std::string("the database cannot be read: ") + error->what();
+    switch (error->Code()) {
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+        return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
+    case SQLITE_NOMEM:
+    case SQLITE_IOERR:
+    case SQLITE_FULL:
+        return {Status::NotRegistered, why};
+    default:
+        return {Status::NotTheDatabase, why};
+    }
+}
+
+// The work of --verify, --dry-run and a registration, when it is known which applications to look
+// at.
+void Work(const Options& options, const std::string& folder, const Patience& patience,
+          Report& report) {
+    const bool registers = options.command == Command::Register;
+    std::optional<RunLock> lock;
+    if (registers) {
+        CheckBackups(true);
+        lock.emplace(patience);
+    } else if (options.command == Command::DryRun) {
+        CheckBackups(false);
+    }
+    CheckFile();
+    if (registers) {
+        RequireWritable(patience);
+    }
+    Inspection inspection(registers ? "mode=rw" : "mode=ro", patience);
+    Registrar registrar(folder, options, patience, inspection);
+    if (registers) {
+        LeadBack(registrar, patience);
+        RemoveLeftovers();
+    }
+    std::vector<Application*> waiting;
+    for (Application& application : report.applications) {
+        if (application.record == nullptr) {
+            continue;
+        }
+        registrar.Verify(application);
+        if (application.IsRegistered()) {
+            continue;
+        }
+        if (options.command == Command::Verify) {
+            FailIfNotRegistered(application, report);
+        } else {
+            // What is registered already is left alone.
+            application.Settle("");
+            waiting.push_back(&application);
+        }
+    }
+    if (!waiting.empty() && registers) {
+        Register(waiting, registrar, patience, report);
+    } else if (!waiting.empty()) {
+        RequireWritable(patience);
+        RequireRoom();
+        for (Application* application : waiting) {
+            application->Settle("would register");
+        }
+    }
+}
+
+void RunForApplications(const Options& options, const Patience& patience, Report& report) {
+    if (options.command != Command::Verify) {
+        RequireRoot();
+    }
+    const std::string folder = RequireTamsel();
+    if (options.command != Command::Verify) {
+        RequireNoManager(patience);
+    }
+    RequireDatabase(true);
+    report.applications = Asked(options);
+    for (const Application& application : report.applications) {
+        if (application.record == nullptr) {
+            FailIfNotRegistered(application, report);
+        }
+    }
+    try {
+        Work(options, folder, patience, report);
+    } catch (const std::exception& exception) {
+        const Failure failure = Refused(exception);
+        report.Fail(failure.GetStatus(), failure.what());
+        // Every application gets its line even so.
+        for (Application& application : report.applications) {
+            if (application.state.empty()) {
+                application.Settle("failed", failure.GetStatus(), failure.what());
+            }
+        }
+    }
+}
+
+void RunRestore(const Options& options, const Patience& patience, Report& report) {
+    RequireRoot();
+    RequireNoManager(patience);
+    RequireDatabase(false);
+    CheckBackups(false);
+    CheckFile();
+    // There may be nothing to restore, nor a place for a lock.
+    FindBackup(options.words, patience);
+    const RunLock lock(patience);
+    RemoveLeftovers();
+    const Backup backup = FindBackup(options.words, patience);
+    const Backup present = Save(Why::Restoring, {backup.name}, patience);
+    Log("saved to " + present.Folder());
+    Restore(backup, patience);
+    report.backup = backup.name;
+    // Whatever registration was begun, its state has gone.
+    for (const Backup& begun : AllBackups()) {
+        End(begun);
+    }
+    RemoveOld();
+}
+
+void RunList(Report& report) {
+    RequireRoot();
+    CheckBackups(false);
+    report.backups = AllBackups();
+}
+
+void Run(const Options& options, Report& report) {
+    try {
+        const Patience patience(options.wait);
+        switch (options.command) {
+        case Command::List:
+            RunList(report);
+            break;
+        case Command::Restore:
+            RunRestore(options, patience, report);
+            break;
+        default:
+            RunForApplications(options, patience, report);
+        }
+    } catch (const std::exception& exception) {
+        const Failure failure = Refused(exception);
+        report.Fail(failure.GetStatus(), failure.what());
+    }
+    if (report.status != Status::Done && !report.backup.empty()) {
+        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
+    }
+}
+
+// A file that is opened must not become the standard output.
+void FillStandardStreams() {
+    int file = 0;
+    while (file >= 0 && file <= STDERR_FILENO) {
+        file = open("/dev/null", O_RDONLY);
+    }
+    close(file);
+}
+
+// What a command of its own prints, or nothing.
+std::string Text(Command command) {
+    switch (command) {
+    case Command::Help:
+        return Help();
+    case Command::Version:
+        return "tamsel-deploy " TAMSEL_VERSION "\n";
+    default:
+        return "";
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    FillStandardStreams();
+    HoldSignals();
+    umask(022);
+    openlog("tamsel-deploy", LOG_PID, LOG_USER);
+    Report report;
+    std::string output;
+    try {
+        const Options options = ReadOptions(argc, argv);
+        output = Text(options.command);
+        if (output.empty()) {
+            Run(options, report);
+            output = options.json ? Json(report, options.command == Command::List)
+                                  : Lines(report, options.command == Command::Restore);
+        }
+    } catch (const Failure& failure) {
+        report.Fail(failure.GetStatus(), failure.what());
+    }
+    if (!WriteOut(output)) {
+        report.status = Status::NotWritten;
+        Log("the result could not be written");
+    }
+    ReleaseSignals();
+    return static_cast<int>(report.status);
 }

@@ -1,0 +1,129 @@
+#include "Applications.h"
+
+#include "PathUtils.h"
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool IsSame(const char* one, const char* other) {
+    struct stat first {};
+    struct stat second {};
+    return stat(one, &first) == 0 && stat(other, &second) == 0 && first.st_dev == second.st_dev
+           && first.st_ino == second.st_ino;
+}
+
+// The working folder, by the name under which the shell knows it.
+std::string WorkingFolder() {
+    const char* shells = std::getenv("PWD");
+    if (shells != nullptr && *shells == '/' && IsSame(shells, ".")) {
+        return shells;
+    }
+    std::array<char, PATH_MAX> buffer{};
+    return getcwd(buffer.data(), buffer.size()) == nullptr ? "" : buffer.data();
+}
+
+// The path as the shell's cd and pwd give it: absolute, with links as they are.
+std::string Normalised(const std::string& path) {
+    std::istringstream rest(path.rfind('/', 0) == 0 ? path : WorkingFolder() + "/" + path);
+    std::string result;
+    std::string name;
+    while (std::getline(rest, name, '/')) {
+        if (name == "..") {
+            result = GetParentDirectory(result);
+        } else if (!name.empty() && name != ".") {
+            result += "/" + name;
+        }
+    }
+    return result;
+}
+
+bool IsFolder(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool IsBundle(const std::string& path) {
+    struct stat status {};
+    const std::string extension = ".app";
+    return path.size() > extension.size()
+           && path.compare(path.size() - extension.size(), extension.size(), extension) == 0
+           && stat((path + "/Contents/Info.plist").c_str(), &status) == 0
+           && S_ISREG(status.st_mode);
+}
+
+Application ApplicationAt(const std::string& given) {
+    Application application;
+    application.path = given;
+    const std::string path = Normalised(given);
+    const auto refuse = [&application](const char* state) {
+        application.Settle(state, Status::NoApplication, state);
+    };
+    if ((given + path).find_first_of("'\n") != std::string::npos) {
+        // Tamsel splices the path into SQL, and its output would hold another line.
+        refuse("Tamsel cannot register a path with a quote or a line break");
+    } else if (given.empty() || !IsFolder(path)) {
+        refuse("not found");
+    } else if (!IsBundle(path)) {
+        refuse("not an application bundle");
+    } else if (const auto entry = productLine.find(GetFileName(path)); entry == productLine.end()) {
+        refuse("not supported");
+    } else {
+        application.path = path;
+        application.record = &entry->second;
+    }
+    return application;
+}
+
+} // namespace
+
+std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
+    std::vector<Application> applications;
+    std::map<const ProductRecord*, int> times;
+    for (const std::string& path : paths) {
+        applications.push_back(ApplicationAt(path));
+        ++times[applications.back().record];
+    }
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        // Only one copy of a product can be registered, and nobody knows which one is meant.
+        if (applications[i].record != nullptr && times[applications[i].record] > 1) {
+            applications[i].path = paths[i];
+            applications[i].record = nullptr;
+            applications[i].Settle("given twice", Status::NoApplication, "given twice");
+        }
+    }
+    return applications;
+}
+
+std::vector<Application> InstalledApplications() {
+    std::map<std::array<std::string, 3>, std::string> names;
+    for (const auto& [name, record] : productLine) {
+        names[{ValueOf(record, "ProdVersion"), ValueOf(record, "FamilyName"),
+               ValueOf(record, "ProdName")}] = name;
+    }
+    std::vector<std::string> paths;
+    for (const auto& [order, name] : names) {
+        const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
+        const std::string alone = "/Applications/" + name + ".app";
+        if (IsBundle(inFolder)) {
+            paths.push_back(inFolder);
+        } else if (IsBundle(alone)) {
+            paths.push_back(alone);
+        }
+    }
+    return ApplicationsAt(paths);
+}
+
+Application ApplicationOnceAt(const std::string& path) {
+    Application application;
+    application.path = path;
+    const auto entry = productLine.find(GetFileName(path));
+    application.record = entry == productLine.end() ? nullptr : &entry->second;
+    return application;
+}

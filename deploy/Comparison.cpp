@@ -1,0 +1,60 @@
+#include "Comparison.h"
+
+#include "Database.h"
+#include "Files.h"
+#include "Places.h"
+
+namespace {
+
+bool IsSameFile(const std::string& one, const std::string& other) {
+    const Kind kind = KindOf(one);
+    return kind == KindOf(other) && (kind == Kind::Nothing || ReadFile(one) == ReadFile(other));
+}
+
+bool YieldSame(Database& one, Database& other, const std::string& query) {
+    Statement rows(one, query);
+    Statement others(other, query);
+    return ::YieldSame(rows, others);
+}
+
+bool HoldSame(const std::string& one, const std::string& other, const Patience& patience) {
+    Database first(one, IMMUTABLE, patience);
+    Database second(other, IMMUTABLE, patience);
+    for (const char* query :
+         {"PRAGMA user_version", "PRAGMA application_id",
+          "SELECT type, name, tbl_name, sql FROM sqlite_master ORDER BY type, name"}) {
+        if (!YieldSame(first, second, query)) {
+            return false;
+        }
+    }
+    Statement tables(first, "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' FROM sqlite_master"
+                            " WHERE type = 'table'");
+    while (tables.Next()) {
+        if (!YieldSame(first, second, "SELECT * FROM " + tables.Text(0))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool IsSameDatabase(const std::string& one, const std::string& other, const Patience& patience) {
+    try {
+        return KindOf(one) == Kind::File && KindOf(other) == Kind::File
+               && HoldSame(one, other, patience);
+    } catch (const DatabaseError&) {
+        return false;
+    }
+}
+
+} // namespace
+
+bool IsSameState(const std::string& one, const std::string& other, const Patience& patience) {
+    for (const std::string side : SIDEFILES) {
+        if (!IsSameFile(one + "/ExMan.db" + side, other + "/ExMan.db" + side)) {
+            return false;
+        }
+    }
+    return IsSameFile(one + "/" + FILENAME, other + "/" + FILENAME)
+           && (IsSameDatabase(one + "/ExMan.db", other + "/ExMan.db", patience)
+               || IsSameFile(one + "/ExMan.db", other + "/ExMan.db"));
+}

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "Waiting.h"
+
+#include <string>
+
+// Whether two backups, given by their folders, hold the same: the same rows in the same tables,
+// whatever the bytes of the databases are, the same plain files, the same XManConfigV2.xml.
+bool IsSameState(const std::string& one, const std::string& other, const Patience& patience);

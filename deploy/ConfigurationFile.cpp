@@ -1,0 +1,91 @@
+#include "ConfigurationFile.h"
+
+#include "Files.h"
+#include "Places.h"
+#include "Status.h"
+
+#include <unistd.h>
+
+namespace {
+
+const std::string NEWFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-new";
+const std::string OLDFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-old";
+
+} // namespace
+
+void CheckFile() {
+    const Kind kind = OrFail(Status::NoFile, "XManConfigV2.xml cannot be looked at",
+                             [] { return KindOf(INSTALLEDFILE); });
+    if (kind != Kind::Nothing && kind != Kind::File) {
+        throw Failure(Status::NoFile, INSTALLEDFILE + " is not a plain file");
+    }
+}
+
+bool HasFile() {
+    return KindOf(INSTALLEDFILE) == Kind::File;
+}
+
+bool IsFileLike(const std::string& path) {
+    return HasFile() && KindOf(path) == Kind::File && ReadFile(INSTALLEDFILE) == ReadFile(path);
+}
+
+void FileChange::SetAside() {
+    RemoveUnfinishedFiles();
+    wasThere = HasFile();
+    if (wasThere) {
+        // A second name, which takes no room and keeps all that the file has.
+        Checked(link(INSTALLEDFILE.c_str(), OLDFILE.c_str()), OLDFILE);
+    }
+}
+
+void FileChange::PutInPlace(const std::string& path, const struct stat& like) {
+    CopyFile(path, NEWFILE, like);
+    isChanged = true;
+    Rename(NEWFILE, INSTALLEDFILE);
+}
+
+void FileChange::Replace(const std::string& path) {
+    SetAside();
+    struct stat like {};
+    like.st_uid = geteuid();
+    like.st_gid = getegid();
+    like.st_mode = 0644;
+    PutInPlace(path, wasThere ? StatusOf(INSTALLEDFILE) : like);
+}
+
+void FileChange::Restore(const std::string& path) {
+    if (KindOf(path) == Kind::File) {
+        if (!IsFileLike(path)) {
+            SetAside();
+            PutInPlace(path, StatusOf(path));
+        }
+    } else if (HasFile()) {
+        SetAside();
+        isChanged = true;
+        RemoveFile(INSTALLEDFILE);
+        Sync(CONFIGURATION);
+    }
+}
+
+void FileChange::TakeBack() {
+    if (isChanged && wasThere) {
+        // The change itself may be what failed.
+        if (!HasFile() || StatusOf(OLDFILE).st_ino != StatusOf(INSTALLEDFILE).st_ino) {
+            Rename(OLDFILE, INSTALLEDFILE);
+        }
+    } else if (isChanged) {
+        RemoveFile(INSTALLEDFILE);
+        Sync(CONFIGURATION);
+    }
+    Keep();
+}
+
+void FileChange::Keep() {
+    isChanged = false;
+    RemoveUnfinishedFiles();
+}
+
+void RemoveUnfinishedFiles() {
+    RemoveFile(NEWFILE);
+    RemoveFile(OLDFILE);
+}

@@ -1,0 +1,183 @@
+#include "Database.h"
+
+#include "Status.h"
+
+#include <cstring>
+#include <new>
+
+namespace {
+
+int WaitForLock(void* patience, int /*times*/) {
+    return static_cast<const Patience*>(patience)->Wait() ? 1 : 0;
+}
+
+// SQLite gives no address where it has no memory left.
+template <typename Pointer>
+Pointer Allocated(Pointer pointer) {
+    if (pointer == nullptr) {
+        throw std::bad_alloc();
+    }
+    return pointer;
+}
+
+bool IsSame(sqlite3_stmt* one, sqlite3_stmt* other, int column) {
+    const int type = sqlite3_column_type(one, column);
+    if (type != sqlite3_column_type(other, column)) {
+        return false;
+    }
+    switch (type) {
+    case SQLITE_INTEGER:
+        return sqlite3_column_int64(one, column) == sqlite3_column_int64(other, column);
+    case SQLITE_FLOAT:
+        return sqlite3_column_double(one, column) == sqlite3_column_double(other, column);
+    default:
+        // Asked for before their size, as bytes without any conversion.
+        const void* bytes = sqlite3_column_blob(one, column);
+        const void* others = sqlite3_column_blob(other, column);
+        const int size = sqlite3_column_bytes(one, column);
+        return size == sqlite3_column_bytes(other, column)
+               && (size == 0 || std::memcmp(bytes, others, static_cast<std::size_t>(size)) == 0);
+    }
+}
+
+std::string Name(const std::string& path, const char* how) {
+    return "file:" + path + "?" + how;
+}
+
+} // namespace
+
+Database::Database(const std::string& path, const char* how, const Patience& patience)
+    : itsPatience(patience) {
+    Open(Name(path, how));
+}
+
+Database::Database(const Patience& patience) : itsPatience(patience) {
+    Open(":memory:");
+}
+
+void Database::Open(const std::string& name) {
+    constexpr int FLAGS = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
+    try {
+        Check(sqlite3_open_v2(name.c_str(), &handle, FLAGS, nullptr));
+    } catch (...) {
+        sqlite3_close(handle);
+        throw;
+    }
+    // SQLite takes the handler's argument as one that may be written.
+    sqlite3_busy_handler(handle, WaitForLock, const_cast<Patience*>(&itsPatience)); // NOLINT
+}
+
+Database::~Database() {
+    sqlite3_close(handle);
+}
+
+void Database::Check(int code) {
+    constexpr int PRIMARY = 0xFF;
+    switch (code & PRIMARY) {
+    case SQLITE_OK:
+        return;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        throw Failure(Status::DatabaseInUse, "the database is in use");
+    default:
+        throw DatabaseError(code & PRIMARY, sqlite3_errmsg(handle));
+    }
+}
+
+void Database::Execute(const std::string& sql) {
+    Check(sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, nullptr));
+}
+
+std::string Database::Value(const std::string& sql) {
+    Statement statement(*this, sql);
+    return statement.Next() ? statement.Text(0) : "";
+}
+
+void Database::Attach(const std::string& path, const char* how, const std::string& name) {
+    Statement(*this, "ATTACH ? AS " + name, {Name(path, how)}).Next();
+}
+
+void Database::CopyFrom(Database& source) {
+    sqlite3_backup* backup = sqlite3_backup_init(handle, "main", source.handle, "main");
+    if (backup == nullptr) {
+        Check(sqlite3_errcode(handle));
+    }
+    int code = SQLITE_BUSY;
+    while (code == SQLITE_BUSY) {
+        code = sqlite3_backup_step(backup, -1);
+        if (code == SQLITE_BUSY && !itsPatience.Wait()) {
+            break;
+        }
+    }
+    sqlite3_backup_finish(backup);
+    Check(code == SQLITE_DONE ? SQLITE_OK : code);
+}
+
+Statement::Statement(Database& database, const std::string& sql) : itsDatabase(database) {
+    database.Check(sqlite3_prepare_v2(database.Handle(), sql.c_str(), -1, &handle, nullptr));
+}
+
+Statement::Statement(Database& database, const std::string& sql,
+                     std::initializer_list<std::string> texts)
+    : Statement(database, sql) {
+    int number = 0;
+    for (const std::string& text : texts) {
+        database.Check(sqlite3_bind_text(handle, ++number, text.data(),
+                                         static_cast<int>(text.size()), SQLITE_TRANSIENT));
+    }
+}
+
+Statement::Statement(Database& database, const std::string& sql, const Row& row)
+    : Statement(database, sql) {
+    int number = 0;
+    for (const auto& value : row) {
+        database.Check(sqlite3_bind_value(handle, ++number, value.get()));
+    }
+}
+
+Statement::~Statement() {
+    sqlite3_finalize(handle);
+}
+
+bool Statement::Next() {
+    const int code = sqlite3_step(handle);
+    if (code == SQLITE_ROW) {
+        return true;
+    }
+    itsDatabase.Check(code == SQLITE_DONE ? SQLITE_OK : code);
+    return false;
+}
+
+std::string Statement::Text(int column) {
+    if (sqlite3_column_type(handle, column) == SQLITE_NULL) {
+        return {};
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, column)); // NOLINT
+    return {Allocated(text), static_cast<std::size_t>(sqlite3_column_bytes(handle, column))};
+}
+
+bool Statement::IsSameRow(const Statement& other) const {
+    const int columns = sqlite3_column_count(handle);
+    bool same = columns == sqlite3_column_count(other.handle);
+    for (int column = 0; same && column < columns; ++column) {
+        same = IsSame(handle, other.handle, column);
+    }
+    return same;
+}
+
+Row Statement::Values() {
+    Row row;
+    for (int column = 0; column < sqlite3_column_count(handle); ++column) {
+        row.emplace_back(Allocated(sqlite3_value_dup(sqlite3_column_value(handle, column))));
+    }
+    return row;
+}
+
+bool YieldSame(Statement& one, Statement& other) {
+    while (one.Next()) {
+        if (!other.Next() || !one.IsSameRow(other)) {
+            return false;
+        }
+    }
+    return !other.Next();
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "Waiting.h"
+
+#include <initializer_list>
+#include <memory>
+#include <sqlite3.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// SQLite, with connections and statements that end with their scope. What fails throws: a Failure
+// with Status::DatabaseInUse where another program has locked the database and patience is over,
+// otherwise a DatabaseError.
+
+class DatabaseError : public std::runtime_error {
+public:
+    DatabaseError(int code, const std::string& message)
+        : std::runtime_error(message), itsCode(code) {}
+    // SQLite's result code, the primary one.
+    int Code() const { return itsCode; }
+
+private:
+    int itsCode;
+};
+
+inline constexpr const char* IMMUTABLE = "mode=ro&immutable=1";
+
+class Database {
+public:
+    // Opens the database at an absolute path. How is mode=ro, mode=rw, mode=rwc, or IMMUTABLE for
+    // one that nobody writes, beside which no other file is then made. patience must outlive the
+    // connection.
+    Database(const std::string& path, const char* how, const Patience& patience);
+    // Opens an empty database in memory.
+    explicit Database(const Patience& patience);
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database();
+
+    // Runs statements; rows that they yield are skipped.
+    void Execute(const std::string& sql);
+    // The first value of the first row that a statement yields, or "" where it yields none.
+    std::string Value(const std::string& sql);
+    // Lets this connection see another database, too, under a name.
+    void Attach(const std::string& path, const char* how, const std::string& name);
+    // Makes this database the same as another one, in one transaction.
+    void CopyFrom(Database& source);
+    sqlite3* Handle() { return handle; }
+    // Throws unless a result code means success.
+    void Check(int code);
+
+private:
+    void Open(const std::string& name);
+
+    sqlite3* handle = nullptr;
+    const Patience& itsPatience;
+};
+
+struct FreeValue {
+    void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
+};
+// The values of a row, independent of the statement that yielded it.
+using Row = std::vector<std::unique_ptr<sqlite3_value, FreeValue>>;
+
+class Statement {
+public:
+    // Compiles a statement.
+    Statement(Database& database, const std::string& sql);
+    // The same, and binds texts, or the values of a row, to its parameters.
+    Statement(Database& database, const std::string& sql, std::initializer_list<std::string> texts);
+    Statement(Database& database, const std::string& sql, const Row& row);
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
+
+    // Goes to the next row. Returns false where there is none.
+    bool Next();
+    // A value of the present row, as text.
+    std::string Text(int column);
+    // All values of the present row.
+    Row Values();
+    // Whether the present row holds the same values as another statement's, types included.
+    bool IsSameRow(const Statement& other) const;
+
+private:
+    Database& itsDatabase;
+    sqlite3_stmt* handle = nullptr;
+};
+
+// Whether two statements yield the same rows in the same order.
+bool YieldSame(Statement& one, Statement& other);

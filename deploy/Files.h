@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <sys/stat.h>
+
+// Files as a careful program handles them. No function here follows a link in the last component
+// of a path; what fails throws std::system_error with the path in its words, unless it says
+// otherwise. Paths are absolute.
+
+// Returns the result of a system call, or throws where it is -1.
+int Checked(int result, const std::string& path);
+
+// An open file, closed at the end of its scope.
+class Descriptor {
+public:
+    explicit Descriptor(int number) : itsNumber(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
+    int Get() const { return itsNumber; }
+
+private:
+    int itsNumber;
+};
+
+enum class Kind : unsigned char { Nothing, File, Folder, Other };
+
+// What is at the path; a link is something other, wherever it leads.
+Kind KindOf(const std::string& path);
+
+// The whole of a plain file.
+std::string ReadFile(const std::string& path);
+
+// Makes a file that must not be there yet, readable by its owner alone, and has it on the disk.
+void WriteFile(const std::string& path, const std::string& content);
+
+// Makes a copy, which must not be there yet, and has it on the disk. Its owner and mode are those
+// of the file like.
+void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
+
+// The owner, mode and size of a plain file.
+struct stat StatusOf(const std::string& path);
+
+// Moves a file or folder to another name in its folder, in whose place it is at once, and has that
+// on the disk.
+void Rename(const std::string& from, const std::string& to);
+
+// Removes a file, where there is one.
+void RemoveFile(const std::string& path);
+
+// Removes a folder with all that is in it, where there is one.
+void RemoveFolder(const std::string& path);
+
+// Has the contents of a file, or the names in a folder, on the disk.
+void Sync(const std::string& path);

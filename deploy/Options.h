@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+enum class Command : unsigned char { Register, DryRun, Verify, List, Restore, Help, Version };
+
+// What was asked for on the command line.
+struct Options {
+    Command command = Command::Register;
+    std::chrono::seconds wait{10};
+    bool replaceFile = false;
+    bool json = false;
+    // The applications, as they were given; with Command::Restore the backup, or nothing.
+    std::vector<std::string> words;
+};
+
+// Throws a Failure with Status::WrongUsage; prints nothing.
+Options ReadOptions(int argc, char* argv[]);
+
+// What -h prints.
+std::string Help();

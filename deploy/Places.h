@@ -1,0 +1,24 @@
+#pragma once
+
+#include "PathUtils.h"
+#include "Tables.h"
+
+#include <string>
+
+// Where everything lies. The places of the Extension Manager follow from that of its database.
+
+inline const std::string DATABASE = EXMANDBPATH;
+inline const std::string DATABASEFOLDER = GetParentDirectory(DATABASE);
+inline const std::string CONFIGURATION = GetParentDirectory(DATABASEFOLDER);
+inline const std::string FILENAME = "XManConfigV2.xml";
+inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
+
+// tamsel-deploy's own places.
+inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
+inline const std::string LOCKFILE = OWNFOLDER + "/lock";
+inline const std::string BACKUPS = OWNFOLDER + "/Backups";
+inline const std::string STAGING = OWNFOLDER + "/staging";
+
+// What lies beside a database while it is in use, or after a program broke down: its name and one
+// of these.
+inline constexpr const char* SIDEFILES[] = {"-journal", "-wal", "-shm"};

@@ -1,0 +1,209 @@
+#include "Registrar.h"
+
+#include "ConfigurationFile.h"
+#include "Files.h"
+#include "Places.h"
+#include "Processes.h"
+#include "PutBack.h"
+#include "Report.h"
+#include "Status.h"
+
+#include <algorithm>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+const std::string RESERVE = DATABASEFOLDER + "/.tamsel-reserve";
+
+// Room on the disk for what putting back takes: the pages of a few rows in SQLite's journal, which
+// can have 64 KiB each.
+constexpr std::size_t ROOM = 2U << 20U;
+
+// How long putting back waits for a lock, whatever the run was told.
+constexpr std::chrono::seconds GRACE{10};
+
+// The folder from which Tamsel seems to be started. There it looks for the file that it copies, and
+// a link leads it to the very file that it would write: the copy changes nothing, since cp sees
+// that both are the same.
+class Staging {
+public:
+    Staging() {
+        const std::string resources = STAGING + "/Resources";
+        RemoveFolder(STAGING);
+        for (const std::string& folder : {STAGING, resources}) {
+            Checked(mkdir(folder.c_str(), 0700), folder);
+        }
+        Checked(symlink(INSTALLEDFILE.c_str(), (resources + "/" + FILENAME).c_str()), resources);
+    }
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+    ~Staging() {
+        OrLog([] { RemoveFolder(STAGING); });
+    }
+};
+
+bool HasLine(const std::string& output, const std::string& line) {
+    return ("\n" + output).find("\n" + line + "\n") != std::string::npos;
+}
+
+bool IsWritten(const Outcome& outcome) {
+    return outcome.status == 0 && HasLine(outcome.output, "InsertProductInfo true")
+           && HasLine(outcome.output, "InsertXManConfig true");
+}
+
+// What Tamsel says where another program's lock is in its way.
+bool IsLocked(const Outcome& outcome) {
+    return HasLine(outcome.output, "Return code after executing SQL: 5")
+           || HasLine(outcome.output, "ERROR: while compiling sql: database is locked");
+}
+
+void LogOutput(const std::string& output) {
+    std::istringstream rest(output);
+    for (std::string line; std::getline(rest, line);) {
+        // cp has nothing to do, and complains of it.
+        if (!line.empty() && line.rfind("cp: ", 0) != 0) {
+            Log("Tamsel: " + line);
+        }
+    }
+}
+
+const std::string& NumberOf(const Application& application) {
+    return ValueOf(*application.record, "ProdId");
+}
+
+} // namespace
+
+Registrar::Registrar(const std::string& folder, const Options& options, const Patience& patience,
+                     Inspection& inspection)
+    : program(folder + "/Tamsel"), shipped(folder + "/Resources/" + FILENAME), itsOptions(options),
+      itsPatience(patience), itsInspection(inspection) {}
+
+bool Registrar::HasRightFile() const {
+    return itsOptions.replaceFile ? IsFileLike(shipped) : HasFile();
+}
+
+void Registrar::Verify(Application& application) {
+    application.missing = itsInspection.Missing(application);
+    if (!application.missing.empty()) {
+        std::string keys;
+        for (const std::string& key : application.missing) {
+            keys += " " + key;
+        }
+        application.Settle("not registered", Status::NotRegistered, "missing or different:" + keys);
+    } else if (!HasRightFile()) {
+        application.Settle("without XManConfigV2.xml", Status::NoFile,
+                           itsOptions.replaceFile
+                               ? "XManConfigV2.xml is not the one that comes with Tamsel"
+                               : "XManConfigV2.xml is missing in the configuration folder");
+    } else {
+        application.Settle("registered");
+    }
+}
+
+bool Registrar::Judge(Application& application, const Backup& backup) {
+    const Outcome outcome = [this, &application] {
+        const Staging staging;
+        return Start(program, {STAGING + "/Tamsel", "-r", application.path});
+    }();
+    if (!IsWritten(outcome)) {
+        LogOutput(outcome.output);
+        application.Settle("failed",
+                           IsLocked(outcome) ? Status::DatabaseInUse : Status::NotRegistered,
+                           "Tamsel could not write the rows");
+    } else if (HasDisplaced(NumberOf(application), backup.Database(), itsPatience)) {
+        application.Settle("failed", Status::NotRegistered, "rows of other products had to go");
+    } else {
+        Verify(application);
+    }
+    return HasLine(outcome.output, "InsertProductInfo false")
+           && HasLine(outcome.output, "InsertXManConfig false");
+}
+
+void Registrar::PutBack(const Application& application, const Backup& backup, bool wroteNothing) {
+    try {
+        PutBackRows(NumberOf(application), backup.Database(), itsPatience);
+    } catch (const Failure&) {
+        // Somebody else's lock is in the way, as it was in Tamsel's, unless Tamsel has written.
+        if (!wroteNothing) {
+            PutBackRows(NumberOf(application), backup.Database(), Patience::Unshaken(GRACE));
+        }
+    }
+}
+
+void Registrar::Try(Application& application, const Backup& backup) {
+    FileChange file;
+    bool wasStarted = false;
+    bool wroteNothing = false;
+    try {
+        OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [&] {
+            if (!HasRightFile()) {
+                file.Replace(shipped);
+            }
+        });
+        OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
+            RemoveFile(RESERVE);
+            WriteFile(RESERVE, std::string(ROOM, '\0'));
+        });
+        wasStarted = true;
+        wroteNothing = Judge(application, backup);
+    } catch (const std::exception& exception) {
+        const auto* failure = dynamic_cast<const Failure*>(&exception);
+        application.Settle("failed",
+                           failure == nullptr ? Status::NotRegistered : failure->GetStatus(),
+                           exception.what());
+    }
+    OrLog([] { RemoveFile(RESERVE); });
+    if (application.IsRegistered()) {
+        OrLog([&file] { file.Keep(); });
+        return;
+    }
+    try {
+        if (wasStarted) {
+            PutBack(application, backup, wroteNothing);
+        }
+        file.TakeBack();
+    } catch (const std::exception& exception) {
+        throw Failure(Status::NotRestored, application.path + ": " + application.reason
+                                               + "; and not put back: " + exception.what());
+    }
+}
+
+void Registrar::Register(Application& application, const Backup& backup) {
+    do {
+        Try(application, backup);
+    } while (application.status == Status::DatabaseInUse && itsPatience.Wait());
+}
+
+bool Registrar::IsComplete(const Application& application) {
+    return itsInspection.Missing(application).empty() && HasFile();
+}
+
+bool Registrar::IsExplained(const std::vector<Application>& applications, const Backup& backup) {
+    return std::all_of(
+        applications.begin(), applications.end(), [&](const Application& application) {
+            return IsComplete(application) || itsInspection.IsExplained(application, backup);
+        });
+}
+
+void Registrar::LeadBack(const std::vector<Application>& applications, const Backup& backup) {
+    bool isAnyComplete = false;
+    for (const Application& application : applications) {
+        if (IsComplete(application)) {
+            isAnyComplete = true;
+        } else {
+            PutBackRows(NumberOf(application), backup.Database(), itsPatience);
+        }
+    }
+    // Only a file that comes with Tamsel can be of that registration.
+    if (!isAnyComplete && IsFileLike(shipped)) {
+        FileChange file;
+        file.Restore(backup.File());
+        file.Keep();
+    }
+}
+
+void RemoveUnfinishedRegistration() {
+    RemoveFolder(STAGING);
+    RemoveFile(RESERVE);
+}

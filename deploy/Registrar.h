@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Applications.h"
+#include "Backups.h"
+#include "Inspection.h"
+#include "Options.h"
+#include "Waiting.h"
+
+#include <string>
+#include <vector>
+
+// Has Tamsel register applications, judges what came of it, and puts back what did not.
+class Registrar {
+public:
+    // folder holds Tamsel and Resources/XManConfigV2.xml. All references must outlive this.
+    Registrar(const std::string& folder, const Options& options, const Patience& patience,
+              Inspection& inspection);
+
+    // Settles an application by what is in the database and in the configuration folder.
+    void Verify(Application& application);
+
+    // Registers the application, or leaves its rows and XManConfigV2.xml as they were, and settles
+    // it. Where another program's lock stops Tamsel, tries again as long as patience lasts. Throws
+    // a Failure with Status::NotRestored where something could not be put back.
+    void Register(Application& application, const Backup& backup);
+
+    // Whether everything of these applications that is there comes from the backup or from Tamsel,
+    // so that LeadBack loses nothing.
+    bool IsExplained(const std::vector<Application>& applications, const Backup& backup);
+
+    // Makes the applications' rows, and XManConfigV2.xml, what they are in the backup that was made
+    // before their registration, which did not come to its end. Those that are registered stay so.
+    void LeadBack(const std::vector<Application>& applications, const Backup& backup);
+
+private:
+    bool HasRightFile() const;
+    bool IsComplete(const Application& application);
+    // Returns whether Tamsel said that it has written nothing.
+    bool Judge(Application& application, const Backup& backup);
+    void PutBack(const Application& application, const Backup& backup, bool wroteNothing);
+    void Try(Application& application, const Backup& backup);
+
+    std::string program;
+    std::string shipped;
+    const Options& itsOptions;
+    const Patience& itsPatience;
+    Inspection& itsInspection;
+};
+
+// Removes what a run leaves that is killed while Tamsel runs.
+void RemoveUnfinishedRegistration();

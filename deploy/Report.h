@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Applications.h"
+#include "Backups.h"
+#include "Status.h"
+
+#include <string>
+#include <vector>
+
+// What a run says: the log while it goes on, and its result at the end.
+struct Report {
+    // Of the first failure.
+    Status status = Status::Done;
+    // What the log said of the last failure, or empty.
+    std::string reason;
+    // The name of the backup that the run made, or that was restored, or empty.
+    std::string backup;
+    std::vector<Application> applications;
+    // With --list, the backups, the oldest first.
+    std::vector<Backup> backups;
+
+    // Logs a failure. The first one gives the status.
+    void Fail(Status failure, const std::string& why);
+};
+
+// Writes a line with the time to standard error, and the text to the system's log.
+void Log(const std::string& text);
+
+// Carries out what only tidies up. What fails is logged and left to the next run.
+template <typename Action>
+void OrLog(Action action) {
+    try {
+        action();
+    } catch (const std::exception& exception) {
+        Log(std::string("left behind: ") + exception.what());
+    }
+}
+
+// The text as one line of UTF-8 that can be read back: a line break as \n, a backslash as \\, other
+// control characters and bytes that are no UTF-8 as \xHH.
+std::string Escaped(const std::string& text);
+
+// Whether all of a text could be written to standard output.
+bool WriteOut(const std::string& text);
+
+// The result as lines.
+std::string Lines(const Report& report, bool isRestore);
+
+// The result as one line of JSON, with the backups where they were asked for.
+std::string Json(const Report& report, bool isList);

@@ -1,0 +1,130 @@
+#include "Requirements.h"
+
+#include "ConfigurationFile.h"
+#include "Database.h"
+#include "Files.h"
+#include "Places.h"
+#include "Processes.h"
+#include "Status.h"
+
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
+
+namespace {
+
+// The path of this program, without links.
+std::string OwnPath() {
+#ifdef __APPLE__
+    std::array<char, PATH_MAX> started{};
+    auto size = static_cast<std::uint32_t>(started.size());
+    const std::string path = _NSGetExecutablePath(started.data(), &size) == 0 ? started.data() : "";
+#else
+    const std::string path = "/proc/self/exe";
+#endif
+    std::array<char, PATH_MAX> resolved{};
+    return realpath(path.c_str(), resolved.data()) == nullptr ? "" : resolved.data();
+}
+
+} // namespace
+
+void RequireRoot() {
+    if (geteuid() != 0) {
+        throw Failure(Status::NotRoot, "please start this as root, with sudo for example");
+    }
+}
+
+std::string RequireTamsel() {
+    const std::string folder = GetParentDirectory(OwnPath());
+    const std::string program = folder + "/Tamsel";
+    const std::string file = folder + "/Resources/" + FILENAME;
+    if (KindOf(program) != Kind::File || access(program.c_str(), X_OK) == -1) {
+        throw Failure(Status::Incomplete, program + " is missing");
+    }
+    if (KindOf(file) != Kind::File || access(file.c_str(), R_OK) == -1) {
+        throw Failure(Status::Incomplete, file + " is missing");
+    }
+    return folder;
+}
+
+void RequireNoManager(const Patience& patience) {
+    constexpr int FOUND = 0;
+    constexpr int NONE = 1;
+    int status = FOUND;
+    do {
+        // The whole command line, since pgrep cuts the names of processes off.
+        status = OrFail(
+            Status::ManagerRunning, "it cannot be told whether the Extension Manager is running",
+            [] {
+                return Start("/usr/bin/pgrep",
+                             {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
+                    .status;
+            });
+    } while (status == FOUND && patience.Wait());
+    if (status == FOUND) {
+        throw Failure(Status::ManagerRunning,
+                      "the Extension Manager is running; please quit it and try again");
+    }
+    if (status != NONE) {
+        throw Failure(Status::ManagerRunning,
+                      "it cannot be told whether the Extension Manager is running");
+    }
+}
+
+void RequireDatabase(bool mustBeThere) {
+    const Kind kind = OrFail(Status::NotRoot, "the database cannot be looked at",
+                             [] { return KindOf(DATABASE); });
+    if (kind == Kind::Nothing && mustBeThere) {
+        throw Failure(Status::NoDatabase,
+                      "there is no database " + DATABASE + "; is the Extension Manager installed?");
+    }
+    if (kind != Kind::Nothing && kind != Kind::File) {
+        throw Failure(Status::NotTheDatabase, DATABASE + " is not a plain file");
+    }
+}
+
+void RequireWritable(const Patience& patience) {
+    const std::string what = "the database cannot be written";
+    try {
+        Database database(DATABASE, "mode=rw", patience);
+        sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
+                          nullptr); // NOLINT
+        database.Execute("BEGIN IMMEDIATE; ROLLBACK");
+    } catch (const DatabaseError& error) {
+        if (error.Code() == SQLITE_READONLY) {
+            throw Failure(Status::NotRegistered, what + ": " + error.what());
+        }
+        throw;
+    }
+    OrFail(Status::NotRegistered, what,
+           [] { return Checked(access(DATABASEFOLDER.c_str(), W_OK), DATABASEFOLDER); });
+}
+
+void RequireRoom() {
+    OrFail(Status::NoBackup, "no backup could be made", [] {
+        // The folder of the backups, or the nearest one above that is there.
+        std::string folder = BACKUPS;
+        while (KindOf(folder) == Kind::Nothing) {
+            folder = GetParentDirectory(folder);
+        }
+        Checked(access(folder.c_str(), W_OK), folder);
+        struct statvfs disk {};
+        Checked(statvfs(folder.c_str(), &disk), folder);
+        constexpr std::uintmax_t BESIDES = 4U << 20U;
+        std::uintmax_t needed = BESIDES;
+        for (const std::string& path : {DATABASE, DATABASE + "-wal", INSTALLEDFILE}) {
+            needed += KindOf(path) == Kind::File
+                          ? static_cast<std::uintmax_t>(StatusOf(path).st_size)
+                          : 0;
+        }
+        if (std::uintmax_t{disk.f_bavail} * disk.f_frsize < needed) {
+            throw Failure(Status::NoBackup, "no backup could be made: no room in " + folder);
+        }
+    });
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Waiting.h"
+
+#include <string>
+
+// What has to be so before a run may do anything. Each function changes nothing, and throws a
+// Failure with the status that says what is not so.
+
+void RequireRoot();
+
+// Returns the folder of this program, in which Tamsel and its file have to be.
+std::string RequireTamsel();
+
+// The Extension Manager must not run, or has to quit while patience lasts.
+void RequireNoManager(const Patience& patience);
+
+// The database has to be a plain file. A restore does without one, but not with something else in
+// its place.
+void RequireDatabase(bool mustBeThere);
+
+// It can be written, and nobody has locked it. Also throws a DatabaseError where it cannot be read.
+void RequireWritable(const Patience& patience);
+
+// There is room for a backup.
+void RequireRoom();

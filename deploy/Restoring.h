@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Backups.h"
+#include "Waiting.h"
+
+#include <string>
+#include <vector>
+
+// Finds the backup that is meant by a word, its name or path, or by none: the one before the last
+// registration. Makes sure that it can be restored. Throws a Failure with Status::NotRestored.
+Backup FindBackup(const std::vector<std::string>& words, const Patience& patience);
+
+// Makes database and XManConfigV2.xml what they are in the backup. What fails throws and leaves
+// both as they were.
+void Restore(const Backup& backup, const Patience& patience);
+
+// Removes what a run leaves that is killed while it restores.
+void RemoveUnfinishedDatabases();

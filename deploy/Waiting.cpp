@@ -1,0 +1,60 @@
+#include "Waiting.h"
+
+#include <csignal>
+#include <ctime>
+#include <initializer_list>
+
+namespace {
+
+constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP};
+
+// Those of them that the caller had not ignored.
+sigset_t held;
+
+} // namespace
+
+Patience Patience::Unshaken(std::chrono::seconds time) {
+    Patience patience(time);
+    patience.minds = false;
+    return patience;
+}
+
+bool Patience::Wait() const {
+    if ((minds && IsInterrupted()) || std::chrono::steady_clock::now() >= end) {
+        return false;
+    }
+    constexpr timespec MOMENT{0, 10'000'000};
+    nanosleep(&MOMENT, nullptr);
+    return true;
+}
+
+void HoldSignals() {
+    sigemptyset(&held);
+    for (const int number : ENDING) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
+            sigaddset(&held, number);
+        }
+    }
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        std::signal(number, SIG_IGN);
+    }
+}
+
+bool IsInterrupted() {
+    sigset_t waiting;
+    sigemptyset(&waiting);
+    sigpending(&waiting);
+    for (const int number : ENDING) {
+        if (sigismember(&waiting, number) == 1 && sigismember(&held, number) == 1) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void ReleaseSignals() {
+    sigprocmask(SIG_UNBLOCK, &held, nullptr);
+}
