@@ -97,10 +97,10 @@ std::string NextName() {
 }
 
 // Copies a database by SQLite, all that is in its journal included.
-void CopyDatabase(const char* how, const std::string& to, const Patience& patience) {
+void CopyDatabase(std::string_view how, const std::string& to, const Patience& patience) {
     {
         Database source(DATABASE, how, patience);
-        Database copy(to, "mode=rwc", patience);
+        Database copy(to, CREATED, patience);
         // The copy counts when it is whole and on the disk, which is seen to later.
         copy.Execute("PRAGMA synchronous = OFF");
         copy.CopyFrom(source);
@@ -128,7 +128,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
         return true;
     }
     try {
-        CopyDatabase("mode=ro", folder + "/ExMan.db", patience);
+        CopyDatabase(READONLY, folder + "/ExMan.db", patience);
         if (IsSound(folder + "/ExMan.db", patience)) {
             return false;
         }
@@ -140,7 +140,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
 }
 
 void SaveSound(const std::string& folder, const Patience& patience) {
-    CopyDatabase("mode=rw", folder + "/ExMan.db", patience);
+    CopyDatabase(READWRITE, folder + "/ExMan.db", patience);
     if (!IsSound(folder + "/ExMan.db", patience)) {
         throw Failure(Status::NotTheDatabase,
                       "the database is damaged, or not the Extension Manager's");

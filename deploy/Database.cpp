@@ -40,13 +40,13 @@ bool IsSame(sqlite3_stmt* one, sqlite3_stmt* other, int column) {
     }
 }
 
-std::string Name(const std::string& path, const char* how) {
-    return "file:" + path + "?" + how;
+std::string Name(const std::string& path, std::string_view how) {
+    return "file:" + path + "?" + std::string(how);
 }
 
 } // namespace
 
-Database::Database(const std::string& path, const char* how, const Patience& patience)
+Database::Database(const std::string& path, std::string_view how, const Patience& patience)
     : itsPatience(patience) {
     Open(Name(path, how));
 }
@@ -56,7 +56,8 @@ Database::Database(const Patience& patience) : itsPatience(patience) {
 }
 
 void Database::Open(const std::string& name) {
-    constexpr int FLAGS = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
+    constexpr int FLAGS =
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     try {
         Check(sqlite3_open_v2(name.c_str(), &handle, FLAGS, nullptr));
     } catch (...) {
@@ -93,7 +94,7 @@ std::string Database::Value(const std::string& sql) {
     return statement.Next() ? statement.Text(0) : "";
 }
 
-void Database::Attach(const std::string& path, const char* how, const std::string& name) {
+void Database::Attach(const std::string& path, std::string_view how, const std::string& name) {
     Statement(*this, "ATTACH ? AS " + name, {Name(path, how)}).Next();
 }
 

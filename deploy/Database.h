@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // SQLite, with connections and statements that end with their scope. What fails throws: a Failure
@@ -24,14 +25,17 @@ private:
     int itsCode;
 };
 
-inline constexpr const char* IMMUTABLE = "mode=ro&immutable=1";
+// How a database is opened.
+inline constexpr std::string_view READONLY = "mode=ro";
+inline constexpr std::string_view READWRITE = "mode=rw";
+inline constexpr std::string_view CREATED = "mode=rwc";
+// It is not written by anybody, so no lock is taken and no other file made beside it.
+inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
 
 class Database {
 public:
-    // Opens the database at an absolute path. How is mode=ro, mode=rw, mode=rwc, or IMMUTABLE for
-    // one that nobody writes, beside which no other file is then made. patience must outlive the
-    // connection.
-    Database(const std::string& path, const char* how, const Patience& patience);
+    // Opens the database at an absolute path. patience must outlive the connection.
+    Database(const std::string& path, std::string_view how, const Patience& patience);
     // Opens an empty database in memory.
     explicit Database(const Patience& patience);
     Database(const Database&) = delete;
@@ -43,7 +47,7 @@ public:
     // The first value of the first row that a statement yields, or "" where it yields none.
     std::string Value(const std::string& sql);
     // Lets this connection see another database, too, under a name.
-    void Attach(const std::string& path, const char* how, const std::string& name);
+    void Attach(const std::string& path, std::string_view how, const std::string& name);
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
     sqlite3* Handle() { return handle; }
@@ -74,6 +78,8 @@ public:
     Statement& operator=(const Statement&) = delete;
     ~Statement();
 
+    // Begins anew.
+    void Reset() { sqlite3_reset(handle); }
     // Goes to the next row. Returns false where there is none.
     bool Next();
     // A value of the present row, as text.

@@ -5,28 +5,36 @@
 #include "Database.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What is in the Extension Manager's database, held against what Tamsel's own statements leave in
-// an empty one in memory.
+// an empty one in memory. productLine must have been filled.
 class Inspection {
 public:
-    // Looks into the database as how says: mode=ro, or mode=rw, which first takes back what a
-    // program left that broke down. Throws a DatabaseError where it cannot be read.
-    Inspection(const char* how, const Patience& patience);
+    // Looks into the database as how says: READONLY, at one moment for all applications, or
+    // READWRITE, which first takes back what a program left that broke down. Throws a DatabaseError
+    // where it cannot be read, or where the tables or their columns are not those that Tamsel
+    // writes.
+    Inspection(std::string_view how, const Patience& patience);
 
     // The keys of the application's rows that are missing, or beside which there is another value;
-    // "the product's row" stands for the one without a key. Empty means registered. Throws a
-    // DatabaseError, also where the tables or their columns are not those that Tamsel writes.
+    // "the product's row" stands for the one without a key. Empty means registered.
     std::vector<std::string> Missing(const Application& application);
 
     // Whether all rows of the application's product come from the backup or from Tamsel, so that
     // nothing is lost when the backup's rows take their place.
     bool IsExplained(const Application& application, const Backup& backup);
 
+    // Whether the tables have a key that rows of two products can share, so that one product's rows
+    // can displace another's.
+    bool CanDisplace();
+
 private:
-    // Makes the memory hold just what a statement of Tamsel's writes. Returns the table's name.
-    std::string Expect(const std::string& statement);
+    // Makes the memory hold just what Tamsel writes for the application.
+    void Expect(const Application& application);
 
     Database memory;
+    // Yield the names of the rows that are expected and not there.
+    std::vector<std::unique_ptr<Statement>> unlike;
 };

@@ -12,8 +12,8 @@ constexpr const char* TABLES[] = {"Tb_ProductInfoV2", "Tb_XManConfig"};
 // One of the two tables, in the database (main) and in the backup (saved).
 class RowsOfProduct {
 public:
-    RowsOfProduct(Database& database, const std::string& name, const std::string& number)
-        : itsDatabase(database), itsName(name), itsNumber(number) {
+    RowsOfProduct(Database& database, const char* name, std::string number)
+        : itsDatabase(database), itsName(name), itsNumber(std::move(number)) {
         Statement column(database,
                          "SELECT '\"' || replace(name, '\"', '\"\"') || '\"'"
                          " FROM pragma_table_info(?)",
@@ -58,24 +58,16 @@ public:
     }
 
 private:
-    // The rows of others that are in the backup and no longer in the database. There are none where
-    // no key can be the same for two products.
+    // The rows of others that are in the backup and no longer in the database.
     std::vector<Row> Lost() {
+        const std::string select = "SELECT " + columns + " FROM ";
+        const std::string where = itsName + " WHERE ProdID IS NOT ?1";
+        Statement rows(itsDatabase,
+                       select + "saved." + where + " EXCEPT " + select + "main." + where,
+                       {itsNumber});
         std::vector<Row> lost;
-        if (itsDatabase.Value("SELECT COUNT(*) FROM pragma_index_list('" + itsName
-                              + "') AS list"
-                                " WHERE \"unique\" AND NOT EXISTS (SELECT 1 FROM"
-                                " pragma_index_info(list.name) AS info"
-                                " WHERE info.name = 'ProdID' COLLATE NOCASE)")
-            != "0") {
-            const std::string select = "SELECT " + columns + " FROM ";
-            const std::string where = itsName + " WHERE ProdID IS NOT ?1";
-            Statement rows(itsDatabase,
-                           select + "saved." + where + " EXCEPT " + select + "main." + where,
-                           {itsNumber});
-            while (rows.Next()) {
-                lost.push_back(rows.Values());
-            }
+        while (rows.Next()) {
+            lost.push_back(rows.Values());
         }
         return lost;
     }
@@ -123,7 +115,7 @@ private:
 class Transaction {
 public:
     Transaction(const char* begin, const std::string& saved, const Patience& patience)
-        : database(DATABASE, "mode=rw", patience) {
+        : database(DATABASE, READWRITE, patience) {
         sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr); // NOLINT
         database.Execute("PRAGMA temp_store = MEMORY; PRAGMA fullfsync = ON");
         database.Attach(saved, IMMUTABLE, "saved");

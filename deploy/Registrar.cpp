@@ -18,7 +18,7 @@ const std::string RESERVE = DATABASEFOLDER + "/.tamsel-reserve";
 
 // Room on the disk for what putting back takes: the pages of a few rows in SQLite's journal, which
 // can have 64 KiB each.
-constexpr std::size_t ROOM = 2U << 20U;
+constexpr std::size_t ROOM = 1U << 20U;
 
 // How long putting back waits for a lock, whatever the run was told.
 constexpr std::chrono::seconds GRACE{10};
@@ -111,7 +111,8 @@ bool Registrar::Judge(Application& application, const Backup& backup) {
         application.Settle("failed",
                            IsLocked(outcome) ? Status::DatabaseInUse : Status::NotRegistered,
                            "Tamsel could not write the rows");
-    } else if (HasDisplaced(NumberOf(application), backup.Database(), itsPatience)) {
+    } else if (itsInspection.CanDisplace()
+               && HasDisplaced(NumberOf(application), backup.Database(), itsPatience)) {
         application.Settle("failed", Status::NotRegistered, "rows of other products had to go");
     } else {
         Verify(application);
@@ -142,8 +143,9 @@ void Registrar::Try(Application& application, const Backup& backup) {
             }
         });
         OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
-            RemoveFile(RESERVE);
-            WriteFile(RESERVE, std::string(ROOM, '\0'));
+            if (KindOf(RESERVE) == Kind::Nothing) {
+                WriteFile(RESERVE, std::string(ROOM, '\0'));
+            }
         });
         wasStarted = true;
         wroteNothing = Judge(application, backup);
@@ -153,12 +155,12 @@ void Registrar::Try(Application& application, const Backup& backup) {
                            failure == nullptr ? Status::NotRegistered : failure->GetStatus(),
                            exception.what());
     }
-    OrLog([] { RemoveFile(RESERVE); });
     if (application.IsRegistered()) {
         OrLog([&file] { file.Keep(); });
         return;
     }
     try {
+        OrLog([] { RemoveFile(RESERVE); });
         if (wasStarted) {
             PutBack(application, backup, wroteNothing);
         }

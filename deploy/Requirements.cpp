@@ -41,7 +41,7 @@ void RequireRoot() {
 }
 
 std::string RequireTamsel() {
-    const std::string folder = GetParentDirectory(OwnPath());
+    std::string folder = GetParentDirectory(OwnPath());
     const std::string program = folder + "/Tamsel";
     const std::string file = folder + "/Resources/" + FILENAME;
     if (KindOf(program) != Kind::File || access(program.c_str(), X_OK) == -1) {
@@ -92,7 +92,7 @@ void RequireDatabase(bool mustBeThere) {
 void RequireWritable(const Patience& patience) {
     const std::string what = "the database cannot be written";
     try {
-        Database database(DATABASE, "mode=rw", patience);
+        Database database(DATABASE, READWRITE, patience);
         sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
                           nullptr); // NOLINT
         database.Execute("BEGIN IMMEDIATE; ROLLBACK");

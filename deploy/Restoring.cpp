@@ -27,7 +27,7 @@ std::string Successor(const std::string& side) {
 bool WriteInto(const std::string& saved, const Patience& patience) {
     try {
         Database source(saved, IMMUTABLE, patience);
-        Database target(DATABASE, "mode=rw", patience);
+        Database target(DATABASE, READWRITE, patience);
         target.Execute("PRAGMA fullfsync = ON");
         try {
             target.CopyFrom(source);
@@ -98,8 +98,7 @@ void RestoreDatabase(const Backup& backup, const Patience& patience) {
 // The name in a word that may be a path into the folder of the backups.
 std::string NameIn(const std::string& word) {
     const auto isSlash = [](char byte) { return byte == '/'; };
-    const std::string path(word.begin(),
-                           std::find_if_not(word.rbegin(), word.rend(), isSlash).base());
+    std::string path(word.begin(), std::find_if_not(word.rbegin(), word.rend(), isSlash).base());
     const auto slash = path.rfind('/');
     if (slash == std::string::npos) {
         return path;

@@ -73,6 +73,7 @@ void FailIfNotRegistered(const Application& application, Report& report) {
 void Register(std::vector<Application*> waiting, Registrar& registrar, const Patience& patience,
               Report& report) {
     std::vector<std::string> paths;
+    paths.reserve(waiting.size());
     for (const Application* application : waiting) {
         paths.push_back(application->path);
     }
@@ -94,6 +95,7 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
             FailIfNotRegistered(*application, report);
         }
     }
+    OrLog(RemoveUnfinishedRegistration);
     End(backup);
     RemoveOld();
 }
@@ -137,7 +139,7 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
     if (registers) {
         RequireWritable(patience);
     }
-    Inspection inspection(registers ? "mode=rw" : "mode=ro", patience);
+    Inspection inspection(registers ? READWRITE : READONLY, patience);
     Registrar registrar(folder, options, patience, inspection);
     if (registers) {
         LeadBack(registrar, patience);
