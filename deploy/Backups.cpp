@@ -147,16 +147,15 @@ void SaveSound(const std::string& folder, const Patience& patience) {
     }
 }
 
-// The newest backup serves once more.
+// The newest backup serves once more, for what is wanted now.
 Backup Renew(Backup newest, const Backup& wanted) {
     if (wanted.why == Why::Registering) {
-        const std::string renewed = newest.Folder() + "/.note";
         const std::string former = NoteOf(newest);
         newest.why = wanted.why;
         newest.what = wanted.what;
-        RemoveFile(renewed);
-        WriteNote(newest, renewed);
-        Rename(renewed, NoteOf(newest));
+        const std::string note = UNFINISHED + "/note";
+        WriteNote(newest, note);
+        Rename(note, NoteOf(newest));
         if (former != NoteOf(newest)) {
             RemoveFile(former);
         }
@@ -177,8 +176,9 @@ Backup SaveAs(Backup backup, const Patience& patience) {
     }
     const std::vector<Backup> all = AllBackups();
     if (!all.empty() && IsSameState(UNFINISHED, all.back().Folder(), patience)) {
+        backup = Renew(all.back(), backup);
         RemoveUnfinished();
-        return Renew(all.back(), backup);
+        return backup;
     }
     WriteNote(backup, UNFINISHED + "/" + NOTES[static_cast<std::size_t>(backup.why)]);
     Sync(UNFINISHED);

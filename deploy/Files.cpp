@@ -120,6 +120,6 @@ void RemoveFolder(const std::string& path) {
 }
 
 void Sync(const std::string& path) {
-    const Descriptor file(Checked(open(path.c_str(), READING), path));
+    const Descriptor file(Checked(open(path.c_str(), O_RDONLY | O_CLOEXEC), path));
     Sync(file.Get(), path);
 }

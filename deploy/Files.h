@@ -51,5 +51,6 @@ void RemoveFile(const std::string& path);
 // Removes a folder with all that is in it, where there is one.
 void RemoveFolder(const std::string& path);
 
-// Has the contents of a file, or the names in a folder, on the disk.
+// Has the contents of a file, or the names in a folder, on the disk. A link is followed: only what
+// has been looked at before is given to it.
 void Sync(const std::string& path);

@@ -66,7 +66,7 @@ void RequireNoManager(const Patience& patience) {
                              {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
                     .status;
             });
-    } while (status == FOUND && patience.Wait());
+    } while (status == FOUND && patience.Wait(std::chrono::milliseconds(200)));
     if (status == FOUND) {
         throw Failure(Status::ManagerRunning,
                       "the Extension Manager is running; please quit it and try again");

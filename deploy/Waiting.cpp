@@ -1,8 +1,8 @@
 #include "Waiting.h"
 
 #include <csignal>
-#include <ctime>
 #include <initializer_list>
+#include <thread>
 
 namespace {
 
@@ -19,12 +19,11 @@ Patience Patience::Unshaken(std::chrono::seconds time) {
     return patience;
 }
 
-bool Patience::Wait() const {
+bool Patience::Wait(std::chrono::milliseconds moment) const {
     if ((minds && IsInterrupted()) || std::chrono::steady_clock::now() >= end) {
         return false;
     }
-    constexpr timespec MOMENT{0, 10'000'000};
-    nanosleep(&MOMENT, nullptr);
+    std::this_thread::sleep_for(moment);
     return true;
 }
 

@@ -11,7 +11,7 @@ public:
     static Patience Unshaken(std::chrono::seconds time);
 
     // Waits for a moment. Returns false, at once, when the time is over or a signal has come.
-    bool Wait() const;
+    bool Wait(std::chrono::milliseconds moment = std::chrono::milliseconds(10)) const;
 
 private:
     bool minds = true;

@@ -96,8 +96,8 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
         }
     }
     OrLog(RemoveUnfinishedRegistration);
-    End(backup);
-    RemoveOld();
+    OrLog([&backup] { End(backup); });
+    OrLog(RemoveOld);
 }
 
 // What an error means for a run that it ends.
@@ -183,10 +183,16 @@ void RunForApplications(const Options& options, const Patience& patience, Report
     }
     RequireDatabase(true);
     report.applications = Asked(options);
+    bool isAnyLeft = false;
     for (const Application& application : report.applications) {
         if (application.record == nullptr) {
             FailIfNotRegistered(application, report);
+        } else {
+            isAnyLeft = true;
         }
+    }
+    if (!isAnyLeft) {
+        return;
     }
     try {
         Work(options, folder, patience, report);
@@ -218,10 +224,12 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     Restore(backup, patience);
     report.backup = backup.name;
     // Whatever registration was begun, its state has gone.
-    for (const Backup& begun : AllBackups()) {
-        End(begun);
-    }
-    RemoveOld();
+    OrLog([] {
+        for (const Backup& begun : AllBackups()) {
+            End(begun);
+        }
+    });
+    OrLog(RemoveOld);
 }
 
 void RunList(Report& report) {
