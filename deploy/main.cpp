@@ -262,11 +262,11 @@ void Run(const Options& options, Report& report) {
 
 // A file that is opened must not become the standard output.
 void FillStandardStreams() {
-    int file = 0;
-    while (file >= 0 && file <= STDERR_FILENO) {
-        file = open("/dev/null", O_RDONLY);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            open("/dev/null", O_RDONLY);
+        }
     }
-    close(file);
 }
 
 // What a command of its own prints, or nothing.
