@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Waiting.h"
-
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,14 +19,18 @@ struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
     Why why = Why::Registering;
-    // The paths of the applications to be registered; or the name of the backup to be restored, and
-    // PLAINFILES where the files were saved as they were, since they are no sound database.
+    // The paths of the applications to be registered, SETTLED before those whose registration has
+    // come to its end when another one could not be put back; or the name of the backup to be
+    // restored, and PLAINFILES where the files were saved as they were, since they are no sound
+    // database.
     std::vector<std::string> what;
 
     std::string Folder() const;
     std::string Database() const;
     std::string File() const;
+    std::string Note() const;
     bool IsPlain() const;
+    bool HasSettled() const;
     // When it was made, such as 2026-01-31T23:59:59Z.
     std::string Made() const;
     // Such as "before registering /Applications/Adobe InCopy 2020.app".
@@ -36,6 +38,7 @@ struct Backup {
 };
 
 inline constexpr const char* PLAINFILES = "plain files";
+inline constexpr char SETTLED = '+';
 
 // Makes sure that the folder of the backups is one that only root can have filled: 0700, and made
 // if make says so. Throws a Failure with Status::NoBackup.
@@ -48,11 +51,8 @@ std::vector<Backup> AllBackups();
 // end, otherwise that of the last registration. Nothing where there was none.
 std::optional<Backup> BeforeLastRegistration();
 
-// Saves the present state before something is done, and returns the backup; where that state is the
-// newest backup's, that one. A registration saves a sound database only; before a restore, others
-// are saved as the files that they are. Throws Failures with Status::NoBackup, NotTheDatabase and
-// DatabaseInUse.
-Backup Save(Why why, const std::vector<std::string>& what, const Patience& patience);
+// The name of the next backup. Its number counts; the time is there for people.
+std::string NextName();
 
 // Takes down that the registration before which the backup was made has come to its end.
 void End(const Backup& backup);
@@ -63,6 +63,3 @@ void RemoveUnfinished();
 // Removes all but the first backup, the one before the last registration, and the five newest of
 // the others.
 void RemoveOld();
-
-// Whether the database at the path is sound and has the tables that Tamsel writes.
-bool IsSound(const std::string& path, const Patience& patience);

@@ -17,6 +17,8 @@ inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
 inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
 inline const std::string LOCKFILE = OWNFOLDER + "/lock";
 inline const std::string BACKUPS = OWNFOLDER + "/Backups";
+// A backup while it is made or removed.
+inline const std::string UNFINISHEDBACKUP = BACKUPS + "/.incomplete";
 inline const std::string STAGING = OWNFOLDER + "/staging";
 
 // What lies beside a database while it is in use, or after a program broke down: its name and one

@@ -8,7 +8,6 @@
 #include "Report.h"
 #include "Status.h"
 
-#include <algorithm>
 #include <sstream>
 #include <unistd.h>
 
@@ -159,15 +158,23 @@ void Registrar::Try(Application& application, const Backup& backup) {
         OrLog([&file] { file.Keep(); });
         return;
     }
-    try {
-        OrLog([] { RemoveFile(RESERVE); });
+    std::string trouble;
+    const auto attempt = [&trouble](const auto& action) {
+        try {
+            action();
+        } catch (const std::exception& exception) {
+            trouble += std::string("; not put back: ") + exception.what();
+        }
+    };
+    OrLog([] { RemoveFile(RESERVE); });
+    attempt([&] { file.TakeBack(); });
+    attempt([&] {
         if (wasStarted) {
             PutBack(application, backup, wroteNothing);
         }
-        file.TakeBack();
-    } catch (const std::exception& exception) {
-        throw Failure(Status::NotRestored, application.path + ": " + application.reason
-                                               + "; and not put back: " + exception.what());
+    });
+    if (!trouble.empty()) {
+        throw Failure(Status::NotRestored, application.path + ": " + application.reason + trouble);
     }
 }
 
@@ -181,24 +188,16 @@ bool Registrar::IsComplete(const Application& application) {
     return itsInspection.Missing(application).empty() && HasFile();
 }
 
-bool Registrar::IsExplained(const std::vector<Application>& applications, const Backup& backup) {
-    return std::all_of(
-        applications.begin(), applications.end(), [&](const Application& application) {
-            return IsComplete(application) || itsInspection.IsExplained(application, backup);
-        });
+bool Registrar::IsExplained(const Application& application, const Backup& backup) {
+    return itsInspection.IsExplained(application, backup);
 }
 
 void Registrar::LeadBack(const std::vector<Application>& applications, const Backup& backup) {
-    bool isAnyComplete = false;
     for (const Application& application : applications) {
-        if (IsComplete(application)) {
-            isAnyComplete = true;
-        } else {
-            PutBackRows(NumberOf(application), backup.Database(), itsPatience);
-        }
+        PutBackRows(NumberOf(application), backup.Database(), itsPatience);
     }
     // Only a file that comes with Tamsel can be of that registration.
-    if (!isAnyComplete && IsFileLike(shipped)) {
+    if (!backup.HasSettled() && IsFileLike(shipped)) {
         FileChange file;
         file.Restore(backup.File());
         file.Keep();

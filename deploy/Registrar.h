@@ -24,17 +24,19 @@ public:
     // a Failure with Status::NotRestored where something could not be put back.
     void Register(Application& application, const Backup& backup);
 
-    // Whether everything of these applications that is there comes from the backup or from Tamsel,
-    // so that LeadBack loses nothing.
-    bool IsExplained(const std::vector<Application>& applications, const Backup& backup);
+    // Whether the application's rows are there, and XManConfigV2.xml, be it Tamsel's or not.
+    bool IsComplete(const Application& application);
+
+    // Whether all rows of the application that are there come from the backup or from Tamsel, so
+    // that LeadBack loses nothing.
+    bool IsExplained(const Application& application, const Backup& backup);
 
     // Makes the applications' rows, and XManConfigV2.xml, what they are in the backup that was made
-    // before their registration, which did not come to its end. Those that are registered stay so.
+    // before their registration, which did not come to its end.
     void LeadBack(const std::vector<Application>& applications, const Backup& backup);
 
 private:
     bool HasRightFile() const;
-    bool IsComplete(const Application& application);
     // Returns whether Tamsel said that it has written nothing.
     bool Judge(Application& application, const Backup& backup);
     void PutBack(const Application& application, const Backup& backup, bool wroteNothing);

@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "PathUtils.h"
 #include "Places.h"
+#include "Saving.h"
 #include "Status.h"
 
 #include <algorithm>

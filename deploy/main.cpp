@@ -7,11 +7,13 @@
 #include "Database.h"
 #include "Inspection.h"
 #include "Options.h"
+#include "Recovery.h"
 #include "Registrar.h"
 #include "Report.h"
 #include "Requirements.h"
 #include "Restoring.h"
 #include "RunLock.h"
+#include "Saving.h"
 #include "Status.h"
 #include "Waiting.h"
 
@@ -32,37 +34,6 @@ std::vector<Application> Asked(const Options& options) {
     return applications;
 }
 
-// Takes back what a run that was killed has left half done.
-void LeadBack(Registrar& registrar, const Patience& patience) {
-    for (const Backup& backup : AllBackups()) {
-        if (backup.why != Why::Registering) {
-            continue;
-        }
-        std::vector<Application> applications;
-        for (const std::string& path : backup.what) {
-            Application application = ApplicationOnceAt(path);
-            if (application.record != nullptr) {
-                applications.push_back(application);
-            }
-        }
-        if (!registrar.IsExplained(applications, backup)) {
-            Log("saved to " + Save(Why::Restoring, {backup.name}, patience).Folder());
-        }
-        OrFail(Status::NotRestored, "what a run left half done could not be put back", [&] {
-            registrar.LeadBack(applications, backup);
-            End(backup);
-        });
-        Log("led back to " + backup.name + " what a run left half done");
-    }
-}
-
-void RemoveLeftovers() {
-    RemoveUnfinished();
-    RemoveUnfinishedRegistration();
-    RemoveUnfinishedFiles();
-    RemoveUnfinishedDatabases();
-}
-
 void FailIfNotRegistered(const Application& application, Report& report) {
     if (!application.IsRegistered()) {
         report.Fail(application.status, application.path + ": " + application.reason);
@@ -77,16 +48,25 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     for (const Application* application : waiting) {
         paths.push_back(application->path);
     }
-    const Backup backup = Save(Why::Registering, paths, patience);
+    Backup backup = Save(Why::Registering, paths, patience);
     report.backup = backup.name;
     Log("saved to " + backup.Folder());
-    for (Application* application : waiting) {
-        if (IsInterrupted()) {
-            application->Settle("failed", Status::NotRegistered, "a signal has ended the run");
-        } else {
-            registrar.Register(*application, backup);
+    try {
+        for (Application* application : waiting) {
+            if (IsInterrupted()) {
+                application->Settle("failed", Status::NotRegistered, "a signal has ended the run");
+            } else {
+                registrar.Register(*application, backup);
+            }
+            FailIfNotRegistered(*application, report);
         }
-        FailIfNotRegistered(*application, report);
+    } catch (...) {
+        // Something could not be put back. The next run does it, and leaves alone what is settled.
+        for (std::size_t i = 0; i < waiting.size(); ++i) {
+            backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, SETTLED);
+        }
+        OrLog([&backup] { Rewrite(backup); });
+        throw;
     }
     for (Application* application : waiting) {
         // One that came later can have displaced it.

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Backups.h"
+#include "Waiting.h"
+
+#include <string>
+#include <vector>
+
+// Saves the present state before something is done, and returns the backup; where that state is the
+// newest backup's, that one. A registration saves a sound database only; before a restore, others
+// are saved as the files that they are. Throws Failures with Status::NoBackup, NotTheDatabase and
+// DatabaseInUse.
+Backup Save(Why why, const std::vector<std::string>& what, const Patience& patience);
+
+// Puts another note in the place of a backup's, at once.
+void Rewrite(const Backup& backup);
+
+// Whether the database at the path is sound and has the tables that Tamsel writes.
+bool IsSound(const std::string& path, const Patience& patience);
