@@ -1,11 +1,12 @@
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
 import unittest
 
-from harness.machine import TESTS
+from harness.machine import BUILD, TESTS
 
 
 class Build(unittest.TestCase):
@@ -48,3 +49,23 @@ class Build(unittest.TestCase):
         os.utime(own, (later, later))
         self.make_resources()
         self.assertEqual(self.shipped.read_text(), "second")
+
+
+class SQLite(unittest.TestCase):
+    """What the object files of the build want from SQLite."""
+
+    def used_by(self, *targets):
+        files = [file for target in targets for file in (BUILD / "CMakeFiles" / f"{target}.dir").rglob("*.o")]
+        self.assertGreaterEqual(len(files), len(targets))
+        wanted = subprocess.run(["nm", "-u", *files], check=True, stdout=subprocess.PIPE, text=True).stdout
+        return set(re.findall(r"(?m)^ *(?:U )?_?(sqlite3_\w+)$", wanted))
+
+    def test_the_program_uses_six_functions(self):
+        self.assertEqual(self.used_by("core", "Tamsel"), {
+            "sqlite3_open", "sqlite3_prepare_v2", "sqlite3_step", "sqlite3_finalize", "sqlite3_close",
+            "sqlite3_errmsg"})
+
+    def test_the_list_for_another_system_has_every_function_that_is_used(self):
+        listed = (TESTS.parent / "packaging" / "macos" / "libsqlite3.tbd").read_text()
+        self.assertLessEqual(self.used_by("core", "Tamsel", "tamsel-deploy"),
+                             set(re.findall(r"(?m)^ +- _(sqlite3_\w+)$", listed)))
