@@ -36,7 +36,7 @@ class ArchiveTest(PackageTest):
         (self.folder / "SHA256SUMS").write_text(f"{digest}  {self.archive.name}\n")
 
     def check(self):
-        return subprocess.run([sys.executable, "-B", ROOT / "scripts" / "check-package", self.archive],
+        return subprocess.run([sys.executable, "-B", ROOT / "packaging" / "check-package", self.archive],
                               capture_output=True, text=True, check=False)
 
     def assert_notices(self, what):

@@ -125,7 +125,7 @@ class Trial(TreeTest):
         self.pack_into_dist()
 
     def start(self):
-        return self.run_inside(self.tree / "scripts" / "try-archive")
+        return self.run_inside(self.tree / "packaging" / "try-archive")
 
     def test_expects_a_program_that_misses_the_database(self):
         self.assertNotEqual(self.start().status, 0)
@@ -160,7 +160,7 @@ class Help(TreeTest):
 
 class Release(TreeTest):
     def test_publishes_the_archive_with_its_changes(self):
-        finished, calls = self.call("scripts/release", "v1.0.2")
+        finished, calls = self.call("packaging/release", "v1.0.2")
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
         self.assertEqual(calls, ["gh release create v1.0.2 --verify-tag --title Tamsel 1.0.2 --notes-file -"
                                  " dist/tamsel-1.0.2-macos-universal.tar.gz dist/SHA256SUMS"])
@@ -170,17 +170,17 @@ class Release(TreeTest):
 
     def test_refuses_the_tag_of_another_version(self):
         for tag in ("v1.0.3", "1.0.2", "main"):
-            finished, calls = self.call("scripts/release", tag)
+            finished, calls = self.call("packaging/release", tag)
             self.assertEqual((calls, finished.returncode), ([], 1))
             self.assertIn("the tree is of version 1.0.2", finished.stderr)
 
     def test_refuses_to_guess_the_tag(self):
         for arguments in ([], [""]):
-            finished, calls = self.call("scripts/release", *arguments)
+            finished, calls = self.call("packaging/release", *arguments)
             self.assertEqual((calls, finished.stdout, finished.returncode), ([], "", 2))
             self.assertIn("a tag is missing", finished.stderr)
 
     def test_refuses_a_wrong_archive(self):
         (self.tree / "dist" / "SHA256SUMS").write_text("")
-        finished, calls = self.call("scripts/release", "v1.0.2")
+        finished, calls = self.call("packaging/release", "v1.0.2")
         self.assertEqual((calls, finished.returncode), ([], 1))
