@@ -6,6 +6,7 @@ import struct
 from typing import NamedTuple, Tuple
 
 X86_64, ARM64 = 0x01000007, 0x0100000C
+SUBTYPES = {X86_64: 3, ARM64: 0}
 SHIFTS = {X86_64: 12, ARM64: 14}
 
 
@@ -55,8 +56,8 @@ def code_of(part):
     signature_size = len(signature(bytes(size + len(body)), 0))
     if part.signed:
         commands.append(command(0x1D, struct.pack("<2I", size + len(body), signature_size)))
-    header = struct.pack("<8I", 0xFEEDFACF, part.processor, 0, part.kind, len(commands),
-                         sum(map(len, commands)), part.flags, 0)
+    header = struct.pack("<8I", 0xFEEDFACF, part.processor, SUBTYPES[part.processor], part.kind,
+                         len(commands), sum(map(len, commands)), part.flags, 0)
     code = header + b"".join(commands) + body
     signed = signature(code, part.signature_flags) if part.signed else b""
     if part.tampered:
@@ -71,6 +72,7 @@ def universal(parts, aligned=True):
         shift = SHIFTS[part.processor] if aligned else 3
         file += bytes(-len(file) % (1 << shift))
         code = code_of(part)
-        struct.pack_into(">5I", file, 8 + 20 * number, part.processor, 0, len(file), len(code), shift)
+        struct.pack_into(">5I", file, 8 + 20 * number, part.processor, SUBTYPES[part.processor], len(file),
+                         len(code), shift)
         file += code
     return bytes(file)

@@ -4,78 +4,77 @@ import os
 import shutil
 import tarfile
 
-from package.archive import APPLE, INTEL, NAME, NOON, TEXTS, ArchiveTest
+from harness.machine import BUILD
+from package.archive import APPLE, INTEL, NAME, NOON, PROGRAMS, ArchiveTest
 from package.macho import universal
 
+CODE, SIGNATURE, DIRECTORY = b"\xcf\xfa\xed\xfe\x0c", b"\xfa\xde\x0c\xc0", b"\xfa\xde\x0c\x02"
+SIGNATURE_COMMAND = b"\x1d\0\0\0\x10\0\0\0"
 
-class CheckTest(ArchiveTest):
-    def assert_notices_program(self, what, *slices, **how):
+
+class Program(ArchiveTest):
+    def assert_notices_program(self, what, content, program="Tamsel"):
         with self.subTest(what):
-            (self.unpacked / "Tamsel").write_bytes(universal(slices, **how))
+            right = (self.unpacked / program).read_bytes()
+            self.put(program, content)
             self.pack()
-            self.assert_notices(what)
+            self.assert_notices(what, program)
+            self.put(program, right)
 
+    def test_each_of_them(self):
+        for program in PROGRAMS:
+            self.assert_notices_program("the hash of page 2",
+                                        universal([INTEL, APPLE._replace(tampered=True)]), program)
 
-class Program(CheckTest):
-    def test_a_right_one(self):
-        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
+    def test_right_ones(self):
         self.pack()
         finished = self.check()
-        self.assertEqual((finished.stderr, finished.returncode), ("", 0))
-        self.assertIn("all is as it should be", finished.stdout)
+        self.assertEqual((finished.stdout, finished.stderr, finished.returncode),
+                         (f"{self.archive}: all is as it should be\n", "", 0))
 
     def test_the_program_of_this_system(self):
-        self.pack()
-        self.assert_notices("the program's first bytes: '0x7f454c46'")
+        self.assert_notices_program("llvm-lipo: error: ", (BUILD / "Tamsel").read_bytes())
 
     def test_what_is_wrong_with_the_slices(self):
-        self.assert_notices_program("the processors", INTEL)
-        self.assert_notices_program("the processors", APPLE)
-        self.assert_notices_program("the rest of a page before a slice", INTEL, APPLE, aligned=False)
+        self.assert_notices_program("the processors: ['x86_64'] ", universal([INTEL]))
+        self.assert_notices_program("the processors: ['arm64'] ", universal([APPLE]))
+        self.assert_notices_program("where a slice begins", universal([INTEL, APPLE], aligned=False))
 
     def test_what_is_wrong_in_a_slice(self):
-        for change, what in (({"kind": 6}, "the kind of file"),
+        for change, what in (({"kind": 8}, "the kind of file"),
                              ({"flags": 0x85}, "the flag for loading anywhere"),
                              ({"libraries": INTEL.libraries + ("/opt/lib/libother.dylib",)},
                               "unknown libraries: {'/opt/lib/libother.dylib'}"),
                              ({"libraries": INTEL.libraries[1:]}, "SQLite is among the libraries"),
-                             ({"oldest": (12, 0)}, "the oldest macOS: (12, 0)"),
-                             *(({"texts": TEXTS[:number] + TEXTS[number + 1:]}, "the text ")
-                               for number in range(len(TEXTS)))):
-            self.assert_notices_program(what, INTEL._replace(**change), APPLE)
-            self.assert_notices_program(what, INTEL, APPLE._replace(**change))
-        self.assert_notices_program("the platform", INTEL, APPLE._replace(platform=2))
+                             ({"oldest": (12, 0)}, "the oldest macOS: '12.0'"),
+                             ({"texts": ("1.0.1",)}, "the text '1.0.2' is there")):
+            self.assert_notices_program(what, universal([INTEL._replace(**change), APPLE]))
+            self.assert_notices_program(what, universal([INTEL, APPLE._replace(**change)]))
+        self.assert_notices_program("the platform: ios", universal([INTEL, APPLE._replace(platform=2)]))
 
     def test_what_is_wrong_with_the_signature(self):
         for change, what in (({"signed": False}, "the signature is there"),
                              ({"tampered": True}, "the hash of page 2"),
                              ({"signature_flags": 0}, "the signature's flag for no identity")):
-            self.assert_notices_program(what, INTEL, APPLE._replace(**change))
+            self.assert_notices_program(what, universal([INTEL, APPLE._replace(**change)]))
 
     def test_what_is_wrong_in_a_header(self):
-        code, signature, directory = b"\xcf\xfa\xed\xfe\x0c", b"\xfa\xde\x0c\xc0", b"\xfa\xde\x0c\x02"
-        for header, offset, what in ((code, 0, "a slice's first bytes"), (code, 4, "a slice's processor"),
-                                     (signature, 0, "the signature's first bytes"),
-                                     (b"\x1d\0\0\0\x10\0\0\0", 8, "where the signature lies"),
-                                     (b"\x1d\0\0\0\x10\0\0\0", 12, "where the signature lies"),
-                                     (directory, 0, "the number of code directories"),
-                                     (directory, 31, "the number of signed pages"),
-                                     (directory, 35, "where the signed code ends"),
-                                     (directory, 36, "the kind and size of hashes"),
-                                     (directory, 37, "the kind and size of hashes")):
-            with self.subTest(what):
-                program = bytearray(universal([INTEL, APPLE]))
-                program[program.index(header) + offset] ^= 1
-                (self.unpacked / "Tamsel").write_bytes(program)
-                self.pack()
-                self.assert_notices(what)
+        for header, offset, what in ((CODE, 0, "llvm-lipo: error: "),
+                                     (CODE, 4, "llvm-lipo: error: "),
+                                     (SIGNATURE, 0, "the signature's first bytes"),
+                                     (SIGNATURE_COMMAND, 8, "llvm-lipo: error: "),
+                                     (SIGNATURE_COMMAND, 12, "where the signature lies"),
+                                     (DIRECTORY, 0, "the number of code directories"),
+                                     (DIRECTORY, 31, "the number of signed pages"),
+                                     (DIRECTORY, 35, "where the signed code ends"),
+                                     (DIRECTORY, 36, "the kind and size of hashes"),
+                                     (DIRECTORY, 37, "the kind and size of hashes")):
+            program = bytearray(universal([INTEL, APPLE]))
+            program[program.index(header) + offset] ^= 1
+            self.assert_notices_program(what, program)
 
 
-class Archive(CheckTest):
-    def setUp(self):
-        super().setUp()
-        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
-
+class Archive(ArchiveTest):
     def test_the_list_of_files(self):
         (self.unpacked / ".DS_Store").write_text("x")
         self.pack()

@@ -39,7 +39,6 @@ class TreeTest(ArchiveTest):
         for name in ("CMakeLists.txt", "CHANGELOG.md"):
             shutil.copy(ROOT / name, self.tree)
         (self.tree / "dist").mkdir()
-        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
         self.pack_into_dist()
         self.tools = self.folder / "tools"
         self.tools.mkdir()
@@ -113,7 +112,7 @@ class Distribution(TreeTest):
         shutil.copy(self.folder / "SHA256SUMS", self.tree / "dist")
         finished, calls = self.make()
         self.assertEqual((calls, finished.returncode), ([], 1))
-        self.assertIn("the text '9.9.9 build ' is there", finished.stderr)
+        self.assertIn("Tamsel: the text '9.9.9' is there", finished.stderr)
 
 
 class Trial(TreeTest):
@@ -135,7 +134,7 @@ class Trial(TreeTest):
 
     def test_notices_a_program_that_does_not_start(self):
         self.database.unlink()
-        (self.unpacked / "Tamsel").write_bytes(universal([INTEL, APPLE]))
+        self.put("Tamsel", universal([INTEL, APPLE]))
         self.pack_into_dist()
         self.assertNotEqual(self.start().status, 0)
 

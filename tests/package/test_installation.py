@@ -168,7 +168,6 @@ class WithAPrefix(InstallationTest):
         self.assertIn(b'exec "/opt/libexec/tamsel/Tamsel"',
                       (self.folder / "here" / "opt" / "bin" / "Tamsel").read_bytes())
 
-
     def test_a_search_path_for_folders(self):
         for name in ("unpacked/tamsel", "root/opt/libexec/tamsel"):
             (self.folder / "elsewhere" / name).mkdir(parents=True)
