@@ -1,10 +1,11 @@
 import os
 import pathlib
+import resource
 import stat
 import subprocess
 
 from harness.machine import BUILD, expected
-from harness.package import PackageTest, run
+from harness.package import ROOT, PackageTest, run
 from harness.registration import INDESIGN
 
 TREE = """\
@@ -85,12 +86,16 @@ class InAnEmptyRoot(InstallationTest):
         self.assertEqual((result.out, result.status), (b"", 6))
 
     def test_cmake_installs_the_same(self):
-        for prefix in (self.folder / "by cmake", self.folder / "staged" / "usr" / "local"):
-            staged = prefix.parent.name == "usr"
-            run("cmake", "--install", BUILD, "--prefix", "/usr/local" if staged else prefix,
-                env=dict(os.environ, **({"DESTDIR": str(self.folder / "staged")} if staged else {})))
-            self.assertEqual(tree(prefix), TREE)
-        self.assertEqual(contents(prefix), contents(self.local))
+        for prefix, stage in (("/usr/local", self.folder / "staged"), ("/opt/a b", self.folder / "staged"),
+                              (self.folder / "by cmake", "")):
+            with self.subTest(prefix):
+                run("cmake", "--install", BUILD, "--prefix", prefix,
+                    env=dict(os.environ, DESTDIR=str(stage)))
+                installed = pathlib.Path(f"{stage}{prefix}")
+                self.assertEqual(tree(installed), TREE)
+                other = self.folder / "by the installer"
+                self.install("--root", other, "--prefix", prefix)
+                self.assertEqual(contents(installed), contents(pathlib.Path(f"{other}{prefix}")))
         self.assert_registers(self.folder / "by cmake" / "bin" / "Tamsel")
 
     def test_replaces_what_was_installed(self):
@@ -112,6 +117,35 @@ class InAnEmptyRoot(InstallationTest):
         self.assertEqual(tree(self.local), TREE)
         self.assertEqual(target.read_text(), "theirs")
 
+    def assert_fails(self, reason, **how):
+        """The installer leaves what was installed and nothing else."""
+        before = contents(self.local)
+        finished = subprocess.run([self.package / "install", "--root", self.root], capture_output=True,
+                                  text=True, check=False, **how)
+        self.assertEqual((finished.stdout, finished.returncode), ("", 1))
+        self.assertIn(reason, finished.stderr)
+        self.assertEqual(tree(self.local), TREE)
+        self.assertEqual(contents(self.local), before)
+
+    def test_leaves_no_half_of_a_file_on_a_full_disk(self):
+        self.assert_fails("File too large", restore_signals=False,  # or the limit would kill
+                          preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (10000, 10000)))
+
+    def stand_in(self, tool, script):
+        """A search path on which a shell script takes the place of one of the system's tools."""
+        path = self.folder / "tools" / tool
+        path.parent.mkdir()
+        path.write_text("#!/bin/sh\n" + script)
+        path.chmod(0o755)
+        return f"{path.parent}:/usr/bin:/bin"
+
+    def test_leaves_no_half_of_any_file(self):
+        search = self.stand_in(
+            "chmod", 'case $2 in *"$FAILING.new") echo failed >&2; exit 1 ;; esac\nexec /bin/chmod "$@"\n')
+        for path in contents(self.local):
+            with self.subTest(path):
+                self.assert_fails("failed", env={"PATH": search, "FAILING": str(path)})
+
     def test_writes_into_no_folder_in_the_place_of_a_file(self):
         launcher = self.local / "bin" / "Tamsel"
         launcher.unlink()
@@ -130,6 +164,13 @@ class InAnEmptyRoot(InstallationTest):
     def test_uninstalls_itself(self):
         run(self.local / "libexec" / "tamsel" / "uninstall")
         self.assertEqual(tree(self.local), "")
+
+    def test_uninstalling_forgets_the_receipts_of_packages(self):
+        # There may be a receipt by either name or by none, and pkgutil fails where there is none.
+        search = self.stand_in("pkgutil", f'echo "$*" >>"{self.folder}/calls"\nexit 1\n')
+        result = self.run_inside("/usr/local/libexec/tamsel/uninstall", path=search, options=self.inside_root)
+        self.assert_result(result, b"Tamsel is removed from /usr/local\n")
+        self.assertEqual((self.folder / "calls").read_text(), "--forget local.tamsel\n--forget tamsel\n")
 
     def test_the_archive_uninstalls_it_too(self):
         run(self.package / "uninstall", "--prefix", self.local)
@@ -188,12 +229,24 @@ class Refusals(InstallationTest):
         self.assertRegex(finished.stderr, r"\A(un)?install: .+\n\Z")
 
     def test_installing(self):
-        for arguments in (["--prefix"], ["--root"], ["--prefix", "relative"], ["--prefix", '/a"b'],
+        for arguments in (["--prefix"], ["--root"], ["--prefix", ""], ["--root", ""],
+                          ["--prefix", "relative"], ["--prefix", '/a"b'],
                           ["--prefix", "/$a"], ["--prefix", "/`a`"], ["--prefix", "/a\\b"],
                           ["--prefix", "/a\nb"], ["x"]):
             with self.subTest(arguments):
                 self.assert_refused(2, self.package / "install", "--root", self.root, *arguments)
                 self.assertFalse(self.root.exists())
+
+    def test_installing_by_cmake(self):
+        configure = ["-S", ROOT, "-B", self.folder / "build", "-DTAMSEL_TESTS=OFF"]
+        for name, command in (*((name, ["--install", BUILD, "--prefix", self.folder / name])
+                                for name in ('a"b', "$a", "`a`", "a\\b", "a\nb")),
+                              ("$a", [*configure, f"-DCMAKE_INSTALL_PREFIX={self.folder}/$a"])):
+            with self.subTest(name, command=command[0]):
+                finished = subprocess.run(["cmake", *command], capture_output=True, text=True, check=False)
+                self.assertEqual(finished.returncode, 1)
+                self.assertIn("the prefix must hold no line break and none of", finished.stderr)
+                self.assertFalse((self.folder / name).exists())
 
     def test_uninstalling(self):
         for arguments in (["x"], ["--prefix"], ["--prefix", "/a", "b"]):
