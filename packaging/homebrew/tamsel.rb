@@ -3,13 +3,14 @@
 #   brew tap-new --no-git local/tamsel
 #   cp packaging/homebrew/tamsel.rb "$(brew --repository local/tamsel)/Formula"
 #   HOMEBREW_TAMSEL_CLONE=$PWD brew install --HEAD local/tamsel/tamsel
+#
+# As soon as there is a release to name, its homepage, url and sha256 go between desc and head.
 class Tamsel < Formula
   desc "Register Adobe InDesign and InCopy with the Adobe Extension Manager CC"
-  head "file://#{ENV.fetch("HOMEBREW_TAMSEL_CLONE", Dir.pwd)}", using: :git
+  head "file://#{ENV.fetch("HOMEBREW_TAMSEL_CLONE", Dir.pwd)}", using: :git, branch: "main"
 
   depends_on "cmake" => :build
   depends_on :macos
-  uses_from_macos "sqlite"
 
   def install
     system "cmake", "-S", ".", "-B", "build", "-DTAMSEL_TESTS=OFF", *std_cmake_args
