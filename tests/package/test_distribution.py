@@ -4,6 +4,7 @@ others take their place and write down how they are called."""
 import os
 import shutil
 import subprocess
+import xml.etree.ElementTree
 
 from harness.machine import BUILD
 from harness.package import ROOT
@@ -14,18 +15,23 @@ TOOL = """\
 #!/bin/sh
 echo "${0##*/} $*" | sed "s|$TMPDIR/[^/ ]*|WORK|g" >> "$CALLS"
 case ${0##*/}-$1 in
-pkgbuild-*) (cd "$2" && find .) > "$9" ;;
-productbuild-*) for file; do :; done; cp "$2" "$file" ;;
-pkgutil---payload-files) cat "$2"; printf "$MORE_FILES" ;;
+pkgbuild-*) for file; do :; done; (cd "$2" && find .) > "$file" ;;
+productbuild-*) for file; do :; done; cat "$2" > "$file"; [ -f "$4/tamsel.pkg" ] || exit 1 ;;
+pkgutil---payload-files) grep -v "$LESS_FILES" "$2"; printf "$MORE_FILES" ;;
 gh-*) cat > "$NOTES" ;;
 esac
 """
 IDENTITIES = {"TAMSEL_APPLICATION_IDENTITY": "Application: X", "TAMSEL_INSTALLER_IDENTITY": "Installer: X",
               "TAMSEL_NOTARY_PROFILE": "profile"}
-PROGRAM = "WORK/root/usr/local/libexec/tamsel/Tamsel"
-PACKAGE = ("pkgbuild --root WORK/root --identifier tamsel --version 1.0.2 --ownership recommended"
-           " WORK/tamsel.pkg")
+CLEAN = "xattr -cr WORK/root"
+SIGNED = [f"codesign {how} WORK/root/usr/local/libexec/tamsel/{program}"
+          for program in ("Tamsel", "tamsel-deploy")
+          for how in ("--force --options runtime --timestamp --sign Application: X",
+                      "--verify --strict --all-architectures")]
+PACKAGE = ("pkgbuild --root WORK/root --identifier local.tamsel --version 1.0.2 --ownership recommended"
+           " --info packaging/macos/PackageInfo WORK/tamsel.pkg")
 LIST = "pkgutil --payload-files WORK/tamsel.pkg"
+PRODUCT = "productbuild --distribution WORK/distribution.xml --package-path WORK "
 
 
 class TreeTest(ArchiveTest):
@@ -42,10 +48,13 @@ class TreeTest(ArchiveTest):
         self.pack_into_dist()
         self.tools = self.folder / "tools"
         self.tools.mkdir()
-        for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "gh"):
-            (self.tools / name).write_text(TOOL)
-            (self.tools / name).chmod(0o755)
+        for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xattr", "xcrun", "gh"):
+            self.stand_in(name, TOOL)
         (self.folder / "work").mkdir()
+
+    def stand_in(self, name, script):
+        (self.tools / name).write_text(script)
+        (self.tools / name).chmod(0o755)
 
     def pack_into_dist(self):
         self.pack()
@@ -58,10 +67,38 @@ class TreeTest(ArchiveTest):
             [self.tree / script, *arguments], capture_output=True, text=True, check=False,
             env={"PATH": f"{self.tools}:{os.environ['PATH']}", "TMPDIR": str(self.folder / "work"),
                  "CALLS": str(self.folder / "calls"), "NOTES": str(self.folder / "notes"),
-                 "MORE_FILES": "", **variables})
+                 "MORE_FILES": "", "LESS_FILES": "^$", **variables})
         self.assertEqual(list((self.folder / "work").iterdir()), [])
         calls = self.folder / "calls"
         return finished, calls.read_text().splitlines() if calls.exists() else []
+
+
+class OnAMac(TreeTest):
+    """The scripts on a Mac, which is played by a few tools."""
+
+    def setUp(self):
+        super().setUp()
+        self.stand_in("uname", "#!/bin/sh\necho Darwin\n")
+        for name in ("brew", "cmake"):
+            self.stand_in(name, "#!/bin/sh\n")
+
+    def test_the_archive_replaces_nothing_else_in_dist(self):
+        shutil.copy(ROOT / "README.md", self.tree)
+        shutil.copytree(ROOT / "man", self.tree / "man")
+        shutil.copytree(self.unpacked, self.tree / "build-universal")
+        dist = self.tree / "dist"
+        for name in ("SHA256SUMS", self.archive.name, "tamsel-1.0.2.pkg"):
+            (dist / name).write_text("old")
+        finished, _ = self.call("scripts/package")
+        self.assertEqual((finished.stderr, finished.returncode), ("", 0))
+        self.assertIn(": all is as it should be\n", finished.stdout)
+        self.assertEqual({path.name for path in dist.iterdir() if path.read_bytes() == b"old"},
+                         {"tamsel-1.0.2.pkg"})
+
+    def test_nothing_is_built_twice(self):
+        finished, _ = self.call("packaging/check-reproducible")
+        self.assertEqual((finished.stdout, finished.stderr, finished.returncode),
+                         ("", "check-reproducible: only Linux builds the same bytes twice\n", 1))
 
 
 class Distribution(TreeTest):
@@ -72,14 +109,22 @@ class Distribution(TreeTest):
         finished, calls = self.make(**IDENTITIES)
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
         self.assertEqual(calls, [
-            "codesign --force --options runtime --timestamp --sign Application: X " + PROGRAM,
-            "codesign --verify --strict --all-architectures " + PROGRAM,
-            PACKAGE, LIST,
-            "productbuild --package WORK/tamsel.pkg --sign Installer: X dist/tamsel-1.0.2.pkg",
+            CLEAN, *SIGNED, PACKAGE, LIST,
+            PRODUCT + "--sign Installer: X dist/tamsel-1.0.2.pkg",
             "pkgutil --check-signature dist/tamsel-1.0.2.pkg",
             "xcrun notarytool submit dist/tamsel-1.0.2.pkg --keychain-profile profile --wait",
             "xcrun stapler staple dist/tamsel-1.0.2.pkg"])
-        self.assertTrue((self.tree / "dist" / "tamsel-1.0.2.pkg").exists())
+
+    def test_describes_itself_to_the_installer(self):
+        self.make()
+        product = xml.etree.ElementTree.parse(self.tree / "dist" / "tamsel-1.0.2.pkg")
+        self.assertEqual(product.find("title").text, "Tamsel 1.0.2")
+        self.assertEqual(product.find("volume-check/allowed-os-versions/os-version").get("min"), "10.13")
+        packages = [(package.get("id"), package.get("version"), package.text)
+                    for package in product.findall("pkg-ref")]
+        self.assertEqual(packages, [("local.tamsel", "1.0.2", "tamsel.pkg")])
+        info = xml.etree.ElementTree.parse(ROOT / "packaging" / "macos" / "PackageInfo").getroot()
+        self.assertEqual((info.tag, info.attrib), ("pkg-info", {"overwrite-permissions": "false"}))
 
     def test_says_loudly_when_anything_is_unsigned(self):
         for name in IDENTITIES:
@@ -90,8 +135,7 @@ class Distribution(TreeTest):
     def test_unsigned(self):
         finished, calls = self.make()
         self.assertEqual(finished.returncode, 0)
-        self.assertEqual(calls, [
-            PACKAGE, LIST, "productbuild --package WORK/tamsel.pkg dist/tamsel-1.0.2.pkg"])
+        self.assertEqual(calls, [CLEAN, PACKAGE, LIST, PRODUCT + "dist/tamsel-1.0.2.pkg"])
 
     def test_refuses_arguments(self):
         finished, calls = self.call("packaging/macos/make-distribution", "--sign")
@@ -99,9 +143,17 @@ class Distribution(TreeTest):
         self.assertIn("unknown argument --sign", finished.stderr)
 
     def test_refuses_other_files(self):
-        finished, calls = self.make(MORE_FILES="./usr/local/bin/other\\n")
-        self.assertEqual((calls, finished.returncode), ([PACKAGE, LIST], 1))
-        self.assertIn("the package has other files", finished.stderr)
+        refusal = ("make-distribution: the package lacks files (<) or has others (>) than"
+                   " packaging/macos/files\n")
+        for variables, difference in (({"MORE_FILES": "./usr/local/bin/._Tamsel\\n"},
+                                       "0a1\n> usr/local/bin/._Tamsel\n"),
+                                      ({"LESS_FILES": "uninstall"},
+                                       "6d5\n< usr/local/libexec/tamsel/uninstall\n")):
+            with self.subTest(difference):
+                (self.folder / "calls").unlink(missing_ok=True)
+                finished, calls = self.make(**variables)
+                self.assertEqual((calls, finished.returncode), ([CLEAN, PACKAGE, LIST], 1))
+                self.assertEqual(finished.stderr, difference + refusal)
 
     def test_refuses_another_version(self):
         lists = (self.tree / "CMakeLists.txt").read_text()
