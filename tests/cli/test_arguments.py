@@ -22,24 +22,31 @@ class Arguments(MachineTest):
         self.assert_form(["-h"], "help.out")
 
     def test_any_other_single_argument_is_a_request_for_help_too(self):
-        for argument in ("-x", "-r", "-H", "-hh", "-h ", " -h", "--help", "h", "", "help", INDESIGN):
-            self.assert_form([argument], "one-argument.out")
+        for argument in ("-x", "-r", "-H", "-hh", "-h ", " -h", "--help", "h", "", "help", "-v", "-V",
+                         "--version", "version", "-?", "-", "--", INDESIGN):
+            with self.subTest(argument):
+                self.assert_form([argument], "one-argument.out")
 
     def test_two_arguments_whose_first_is_not_the_command(self):
-        for option in ("-R", "--r", "-rx", "-r ", " -r", "r", "", "-h", "-x", "-", INDESIGN):
-            self.assert_form([option, INDESIGN], "two-arguments.out")
+        for option in ("-R", "--r", "-rx", "-r ", " -r", "r", "", "-h", "-x", "-v", "--version", "-", "--",
+                       INDESIGN):
+            with self.subTest(option):
+                self.assert_form([option, INDESIGN], "two-arguments.out")
 
     def test_the_command_behind_its_path(self):
         self.assert_form([INDESIGN, "-r"], "two-arguments.out")
 
     def test_help_with_a_second_argument(self):
         for argument in ("-h", "-r", "", "x"):
-            self.assert_form(["-h", argument], "two-arguments.out")
+            with self.subTest(argument):
+                self.assert_form(["-h", argument], "two-arguments.out")
 
     def test_more_than_two_arguments(self):
         for arguments in (["-r", INDESIGN, ""], ["-r", INDESIGN, INDESIGN], ["-h", "-h", "-h"],
-                          ["", "", ""], ["-r", INDESIGN, "a", "b"], ["-r"] * 1000):
-            self.assert_form(arguments, "unknown-command.out")
+                          ["", "", ""], ["-r", INDESIGN, "a", "b"], ["-r", "--", INDESIGN],
+                          ["--", "-r", INDESIGN], ["-r"] * 1000):
+            with self.subTest(arguments[:4]):
+                self.assert_form(arguments, "unknown-command.out")
 
 
 class WithoutDatabase(MachineTest):
@@ -49,8 +56,9 @@ class WithoutDatabase(MachineTest):
 
     def assert_not_found(self):
         for arguments in self.FORMS:
-            result = self.run_tamsel(*arguments)
-            self.assert_result(result, expected("database-not-found.out"), status=1)
+            with self.subTest(arguments):
+                result = self.run_tamsel(*arguments)
+                self.assert_result(result, expected("database-not-found.out"), status=1)
         self.assertFalse((self.configuration / "XManConfigV2.xml").exists())
 
     def test_missing_database(self):

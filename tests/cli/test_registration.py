@@ -116,6 +116,20 @@ class Paths(RegistrationTest):
         self.assert_not_registered("/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app",
                                    "unsupported.out")
 
+    def test_a_name_that_only_resembles_an_applications(self):
+        for name in ("adobe indesign 2020", "ADOBE INDESIGN 2020", "Adobe InDesign 2020 ",
+                     " Adobe InDesign 2020", "Adobe  InDesign 2020", "Adobe\u00a0InDesign 2020",
+                     "Adobe InDesign 2020.app", "Adobe InDesign 202", "Adobe InDesign 20200",
+                     "Adobe InDesign 2020 Win", "Adobe InDesign 2020 win64", "Adobe InDesign 2020 Win64 ",
+                     "Adobe InDesign 2020 Mac", "Adobe InDesign", "InDesign 2020", "Adobe InDesign CC 2020",
+                     "Adobe InDesign 2019", "Adobe InCopy CC 2020", "Adobe InCopy 2019", "INDESIGNCC2020MAC"):
+            with self.subTest(name):
+                before = self.database.read_bytes()
+                result = self.run_tamsel("-r", f"/Applications/{name}.app")
+                self.assert_result(result, expected("unsupported.out").replace(
+                    b"Adobe Photoshop 2020", name.encode()))
+                self.assertEqual(self.database.read_bytes(), before)
+
     def test_a_name_of_arbitrary_bytes_is_shown_as_it_stands(self):
         for name in (b"\xff\xfe", b"%s%n", b"a\nb", b"$HOME", b"'; --", b'"', b" ", b"x" * 100_000):
             result = self.run_tamsel("-r", b"/a/" + name + b".app")

@@ -4,8 +4,8 @@ from harness.registration import INDESIGN
 REGISTER = ("-r", INDESIGN)
 
 
-class BadWorlds(MachineTest):
-    """Databases that cannot be written: the program says so, goes on and loses nothing."""
+class BadDatabases(MachineTest):
+    """Where the database cannot be written, the program says so, goes on and loses nothing."""
 
     def run_registration(self, **how):
         return self.run_tamsel(*REGISTER, **how)
