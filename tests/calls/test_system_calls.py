@@ -1,3 +1,4 @@
+import pathlib
 import re
 import shutil
 from typing import NamedTuple
@@ -6,6 +7,7 @@ from harness.machine import BUILD, CONFIGURATION, DATABASE, MachineTest
 from harness.registration import INDESIGN
 
 PHOTOSHOP = "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app"
+OTHER_FORMS = ([], ["-h"], ["-r"], ["-x", INDESIGN], [INDESIGN, "-r"], ["-r", INDESIGN, "x"])
 
 
 class Call(NamedTuple):
@@ -15,17 +17,23 @@ class Call(NamedTuple):
     arguments: str
     result: str
 
+    def paths(self):
+        """The paths among the arguments. The text is empty where a handle stands for the path."""
+        if self.name in ("read", "readv", "write", "execve"):
+            return []
+        return [path for path in re.findall(r'"([^"]*)"', self.arguments) if path]
+
 
 class SystemCalls(MachineTest):
-    """What the program asks of the system, in its order."""
+    """Which system calls the program makes, in order."""
 
     def setUp(self):
         super().setUp()
-        # strace shows paths with other letters than ASCII in another way.
+        # In a folder whose name strace shows as it is.
         self.program = shutil.copy(BUILD / "Tamsel", self.folder)
 
     def trace(self, *arguments, before=()):
-        """The calls of a run that have to do with files, processes and output.
+        """The calls of a run that have to do with files, processes, threads and output.
 
         The program is started by the command before, where there is one.
         """
@@ -33,7 +41,7 @@ class SystemCalls(MachineTest):
         trace = self.folder / "trace"
         result = self.run_inside(
             "strace", "-f", "-q", "-s", "4096", "-o", trace, "-e", "signal=none", "-e",
-            "trace=openat,close,read,?readv,write,clone,?clone3,?fork,?vfork,execve,wait4",
+            "trace=%file,close,read,?readv,write,clone,?clone3,?fork,?vfork,wait4",
             *before, self.program, *arguments)
         self.assertEqual(result.status, 0)
         calls = []
@@ -64,6 +72,10 @@ class SystemCalls(MachineTest):
         return next(i for i, call in enumerate(calls)
                     if i > opening and call.name == "close" and call.arguments == handle)
 
+    def paths(self, calls, first, last=None):
+        """The files and folders that the program opens or looks at between two calls."""
+        return {path for call in calls[first:last] for path in call.paths()}
+
     def test_one_connection_for_each_statement_then_the_copy_and_the_probe_open_all_along(self):
         calls = self.trace("-r", INDESIGN)
         [probe] = self.opened(calls, "O_RDONLY")
@@ -80,20 +92,52 @@ class SystemCalls(MachineTest):
 
     def test_the_probe_is_never_read(self):
         for arguments in (["-r", INDESIGN], ["-h"]):
-            calls = self.trace(*arguments)
-            [probe] = self.opened(calls, "O_RDONLY")
-            used = [call.name for call in calls[probe:]
-                    if call.arguments.split(",")[0] == calls[probe].result]
-            self.assertEqual(used, ["close"])
+            with self.subTest(arguments):
+                calls = self.trace(*arguments)
+                [probe] = self.opened(calls, "O_RDONLY")
+                used = [call.name for call in calls[probe:]
+                        if call.arguments.split(",")[0] == calls[probe].result]
+                self.assertEqual(used, ["close"])
 
     def test_the_shell_is_given_exactly_one_command(self):
+        source = f"{self.folder}/Resources/XManConfigV2.xml"
         for path in (INDESIGN, PHOTOSHOP):
-            calls = self.trace("-r", path)
-            shell, copy = (calls[i].arguments for i in self.started(calls))
-            source = f"{self.folder}/Resources/XManConfigV2.xml"
-            self.assertTrue(shell.startswith('"/bin/sh", ["sh", "-c", '), shell)
-            self.assertIn(f'"cp \\"{source}\\" \\"{CONFIGURATION}\\""], ', shell)
-            self.assertIn(f'["cp", "{source}", "{CONFIGURATION}"], ', copy)
+            with self.subTest(path):
+                calls = self.trace("-r", path)
+                shell, copy = (calls[i].arguments for i in self.started(calls))
+                self.assertTrue(shell.startswith('"/bin/sh", ["sh", "-c", '), shell)
+                self.assertIn(f'"cp \\"{source}\\" \\"{CONFIGURATION}\\""], ', shell)
+                self.assertIn(f'["cp", "{source}", "{CONFIGURATION}"], ', copy)
+
+    def test_before_the_probe_only_libraries_are_opened(self):
+        for arguments in (["-r", INDESIGN], ["-h"]):
+            calls = self.trace(*arguments)
+            [probe] = self.opened(calls, "O_RDONLY")
+            others = [path for path in self.paths(calls, 0, probe)
+                      if not re.fullmatch(r"/etc/ld\.so\.(cache|preload)|(/usr)?/lib.*|.*\.so[.\d]*", path)]
+            self.assertEqual(others, [])
+
+    def test_after_the_probe_only_the_database_is_opened_and_what_sqlite_needs(self):
+        calls = self.trace("-r", INDESIGN)
+        [probe] = self.opened(calls, "O_RDONLY")
+        beside = {DATABASE + ending for ending in ("", "-journal", "-wal", "-shm")}
+        folders = set(map(str, pathlib.PurePath(DATABASE).parents))
+        self.assertLessEqual(self.paths(calls, probe), beside | folders | {"/dev/urandom"})
+
+    def test_after_the_probe_no_other_form_opens_or_looks_at_anything(self):
+        for arguments in (["-r", PHOTOSHOP], ["-r", "x"], *OTHER_FORMS):
+            with self.subTest(arguments):
+                calls = self.trace(*arguments)
+                [probe] = self.opened(calls, "O_RDONLY")
+                self.assertEqual(self.paths(calls, probe + 1), set())
+
+    def test_no_thread_and_no_process_but_the_shell_is_started(self):
+        for arguments in (["-r", INDESIGN], ["-r", PHOTOSHOP], *OTHER_FORMS):
+            with self.subTest(arguments):
+                calls = self.trace(*arguments)
+                begun = [call for call in calls if call.name in ("clone", "clone3", "fork", "vfork")]
+                registration = arguments in (["-r", INDESIGN], ["-r", PHOTOSHOP])
+                self.assertEqual(len(begun), 1 if registration else 0)
 
     def test_an_unsupported_application_opens_no_connection(self):
         calls = self.trace("-r", PHOTOSHOP)
@@ -101,18 +145,19 @@ class SystemCalls(MachineTest):
         self.assertEqual(self.opened(calls, "O_RDWR"), [])
 
     def test_every_other_form_only_probes(self):
-        for arguments in ([], ["-h"], ["-r"], ["-x", INDESIGN], [INDESIGN, "-r"], ["-r", INDESIGN, "x"]):
-            calls = self.trace(*arguments)
-            self.assertEqual(len(self.opened(calls, "O_RDONLY")), 1)
-            self.assertEqual(self.opened(calls, "O_RDWR"), [])
-            self.assertEqual(self.started(calls), [])
-            self.assertEqual([call.name for call in calls if "clone" in call.name or "fork" in call.name], [])
+        for arguments in OTHER_FORMS:
+            with self.subTest(arguments):
+                calls = self.trace(*arguments)
+                self.assertEqual(len(self.opened(calls, "O_RDONLY")), 1)
+                self.assertEqual(self.opened(calls, "O_RDWR"), [])
+                self.assertEqual(self.started(calls), [])
 
     def test_output_is_written_once_at_the_end(self):
         for arguments in (["-r", INDESIGN], ["-r", PHOTOSHOP], ["-h"], ["-x"], []):
-            names = [call.name for call in self.trace(*arguments)]
-            self.assertEqual(names[-1], "write")
-            self.assertEqual(names.count("write"), 1)
+            with self.subTest(arguments):
+                names = [call.name for call in self.trace(*arguments)]
+                self.assertEqual(names[-1], "write")
+                self.assertEqual(names.count("write"), 1)
 
     def test_the_probe_is_closed_before_the_last_message(self):
         # Line by line, as on a terminal, writing shows when the message is said.

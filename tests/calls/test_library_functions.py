@@ -1,0 +1,22 @@
+import subprocess
+import unittest
+
+from harness.machine import BUILD
+
+# What a compiler makes of strings, printf and the like. A name with underscores belongs to it, too.
+COMPILERS = {"memcpy", "memmove", "memset", "memcmp", "bcmp", "strlen", "printf", "puts", "putchar"}
+FUNCTIONS = ["sqlite3_close", "sqlite3_errmsg", "sqlite3_finalize", "sqlite3_open", "sqlite3_prepare_v2",
+             "sqlite3_step", "system"]
+
+
+class LibraryFunctions(unittest.TestCase):
+    """What the program calls of the C library and of SQLite. Some of that makes no system call, such
+    as a look at the environment."""
+
+    def test_are_six_of_sqlite_and_the_shell(self):
+        objects = [*BUILD.glob("CMakeFiles/core.dir/src/*.o"), *BUILD.glob("CMakeFiles/Tamsel.dir/src/*.o")]
+        self.assertEqual(len(objects), 5)
+        listing = subprocess.run(["nm", "-u", *objects], check=True, stdout=subprocess.PIPE, text=True).stdout
+        names = {line.split()[1] for line in listing.splitlines() if line.startswith(" ")}
+        self.assertEqual(sorted(name for name in names - COMPILERS if not name.startswith("_")), FUNCTIONS)
+        self.assertEqual([name for name in names if "env" in name or "thread" in name], [])
