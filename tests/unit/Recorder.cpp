@@ -14,11 +14,11 @@ sqlite3 theDatabase;
 sqlite3_stmt theStatement;
 
 const char* Name(const sqlite3* database) {
-    return database == &theDatabase ? "database" : database == nullptr ? "null" : "stranger";
+    return database == &theDatabase ? "database" : database == nullptr ? "null" : "another";
 }
 
 const char* Name(const sqlite3_stmt* statement) {
-    return statement == &theStatement ? "statement" : statement == nullptr ? "null" : "stranger";
+    return statement == &theStatement ? "statement" : statement == nullptr ? "null" : "another";
 }
 
 int Next(Recorder::Answers& answers) {

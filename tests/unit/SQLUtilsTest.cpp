@@ -1,7 +1,7 @@
 #include "SQLUtils.h"
 
-#include "Courses.h"
 #include "Recorder.h"
+#include "Scenarios.h"
 
 #include <cstdio>
 #include <fstream>
@@ -12,6 +12,12 @@
 #include <vector>
 
 namespace {
+
+static_assert(std::is_same_v<decltype(SQLUtils::ExecuteSQL), bool(std::string)>);
+static_assert(
+    std::is_same_v<decltype(SQLUtils::InsertProductInfo), bool(ProductRecord, std::string)>);
+static_assert(
+    std::is_same_v<decltype(SQLUtils::InsertXManConfig), bool(ProductRecord, std::string)>);
 
 using Calls = std::vector<std::string>;
 
@@ -33,15 +39,16 @@ Outcome Execute(const std::string& sql) {
 }
 
 TEST(ExecuteSQL, GoesOnFromEachStageAsItsResultSays) {
-    for (const Course& course : Courses()) {
-        recorder = course.answers;
+    for (const Scenario& scenario : Scenarios()) {
+        recorder = scenario.answers;
         const Outcome outcome = Execute("the statement");
-        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
-        EXPECT_EQ(outcome.printed, course.printed) << course.name;
-        EXPECT_EQ(recorder.calls, course.calls) << course.name;
-        EXPECT_EQ(recorder.statements, Calls(course.opens ? 1 : 0, "the statement")) << course.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
+        EXPECT_EQ(outcome.printed, scenario.printed) << scenario.name;
+        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
+        EXPECT_EQ(recorder.statements, Calls(scenario.opens ? 1 : 0, "the statement"))
+            << scenario.name;
     }
-    std::printf("figure: %zu courses of a statement\n", Courses().size());
+    std::printf("figure: %zu scenarios of a statement\n", Scenarios().size());
 }
 
 TEST(ExecuteSQL, DoesNothingForEmptyText) {
@@ -181,29 +188,21 @@ TEST(Insert, SplicesTheFolderInAsItStands) {
 }
 
 TEST(Insert, PrintsItsVerdictAfterTheLinesOfTheStatement) {
-    for (const Course& course : Courses()) {
-        const std::string verdict = course.succeeds ? "succeeded\n\n" : "failed\n\n";
-        recorder = course.answers;
+    for (const Scenario& scenario : Scenarios()) {
+        const std::string verdict = scenario.succeeds ? "succeeded\n\n" : "failed\n\n";
+        recorder = scenario.answers;
         Outcome outcome =
             Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
-        EXPECT_EQ(outcome.printed, course.printed + "InsertProductInfo execution: " + verdict);
-        EXPECT_EQ(recorder.calls, course.calls) << course.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
+        EXPECT_EQ(outcome.printed, scenario.printed + "InsertProductInfo execution: " + verdict);
+        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
 
-        recorder = course.answers;
+        recorder = scenario.answers;
         outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, course.succeeds) << course.name;
-        EXPECT_EQ(outcome.printed, course.printed + "InsertXManConfig execution: " + verdict);
-        EXPECT_EQ(recorder.calls, course.calls) << course.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
+        EXPECT_EQ(outcome.printed, scenario.printed + "InsertXManConfig execution: " + verdict);
+        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
     }
-}
-
-TEST(SQLUtils, TakesItsArgumentsByValue) {
-    static_assert(std::is_same_v<decltype(SQLUtils::ExecuteSQL), bool(std::string)>);
-    static_assert(
-        std::is_same_v<decltype(SQLUtils::InsertProductInfo), bool(ProductRecord, std::string)>);
-    static_assert(
-        std::is_same_v<decltype(SQLUtils::InsertXManConfig), bool(ProductRecord, std::string)>);
 }
 
 } // namespace

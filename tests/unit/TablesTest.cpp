@@ -2,10 +2,24 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
 namespace {
+
+template <typename... Tables>
+constexpr bool ALL_CONSTANT = (std::is_const_v<Tables> && ...);
+
+static_assert(ALL_CONSTANT<decltype(INCOPYCC2019WIN64), decltype(INCOPYCC2019MAC),
+                           decltype(INDESIGNCC2019WIN64), decltype(INDESIGNCC2019MAC),
+                           decltype(INCOPYCC2020WIN64), decltype(INCOPYCC2020MAC),
+                           decltype(INDESIGNCC2020WIN64), decltype(INDESIGNCC2020MAC)>,
+              "nothing changes a record");
+static_assert(ALL_CONSTANT<decltype(STRINGTABLE)>, "nothing changes a message");
+static_assert(EXMANDBPATH
+              == std::string_view("/Library/Application Support/Adobe/Extension Manager "
+                                  "CC/Configuration/DB/ExMan.db"));
 
 // Every value of the catalogue, written down once more, one by one: the records are composed from
 // what products have in common, and this is what must come out.
@@ -331,7 +345,6 @@ TEST(SetupAdobeApplicationList, CopiesRecordsThatNothingReachesThroughTheIndex) 
     productLine["Adobe InCopy 2020"]["suite"] = "changed";
     EXPECT_EQ(ValueOf(INCOPYCC2020MAC, "suite"), "CC");
     productLine["Adobe InCopy 2020"]["suite"] = "CC";
-    static_assert(std::is_const_v<decltype(INCOPYCC2020MAC)>, "nothing changes a record");
 }
 
 TEST(ProductLine, FindsWholeNamesOnly) {
@@ -373,7 +386,6 @@ TEST(STRINGTABLE, HoldsItsSixMessagesAndNoOther) {
          "        -r\tRegisters or repairs the application registration on the given path\n\n"},
     };
     EXPECT_EQ(STRINGTABLE, expected);
-    static_assert(std::is_const_v<decltype(STRINGTABLE)>, "nothing changes a message");
 }
 
 TEST(STRINGTABLE, TellsUpperFromLowerCaseAndOrdersItsKeysByBytes) {
@@ -388,11 +400,6 @@ TEST(STRINGTABLE, TellsUpperFromLowerCaseAndOrdersItsKeysByBytes) {
         keys.push_back(message.first);
     }
     EXPECT_EQ(keys, expected);
-}
-
-TEST(EXMANDBPATH, IsTheExtensionManagersDatabase) {
-    EXPECT_STREQ(EXMANDBPATH, "/Library/Application Support/Adobe/Extension Manager "
-                              "CC/Configuration/DB/ExMan.db");
 }
 
 } // namespace

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-// One course that a statement can take from the opening of the database to its closing: what SQLite
+// One way that a statement can go, from the opening of the database to its closing: what SQLite
 // answers, and what then has to be called, printed and returned.
-struct Course {
+struct Scenario {
     std::string name;
     Recorder answers;
     bool opens;
@@ -16,5 +16,5 @@ struct Course {
     std::vector<std::string> calls;
 };
 
-// A course for every result that matters, of every function.
-const std::vector<Course>& Courses();
+// A scenario for every result that matters, of every function.
+const std::vector<Scenario>& Scenarios();
