@@ -6,6 +6,7 @@ program works; expected output is written down in files or in the tests themselv
 
 import os
 import pathlib
+import re
 import shutil
 import sqlite3
 import subprocess
@@ -14,8 +15,10 @@ import unittest
 from typing import NamedTuple
 
 TESTS = pathlib.Path(__file__).resolve().parent.parent
-SANDBOX = TESTS.parent / "scripts" / "sandbox"
-BUILD = pathlib.Path(os.environ.get("TAMSEL_BUILD", TESTS.parent / "build"))
+ROOT = TESTS.parent
+SANDBOX = ROOT / "scripts" / "sandbox"
+BUILD = pathlib.Path(os.environ.get("TAMSEL_BUILD", ROOT / "build"))
+VERSION, = re.findall(r"(?m)^project\(Tamsel VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())
 
 CONFIGURATION = "/Library/Application Support/Adobe/Extension Manager CC/Configuration"
 DATABASE = CONFIGURATION + "/DB/ExMan.db"

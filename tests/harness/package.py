@@ -2,9 +2,7 @@
 
 import subprocess
 
-from harness.machine import BUILD, TESTS, MachineTest
-
-ROOT = TESTS.parent
+from harness.machine import BUILD, ROOT, MachineTest
 
 
 def run(*command, **how):

@@ -5,14 +5,15 @@ import shutil
 import subprocess
 import sys
 
-from harness.package import ROOT, PackageTest, run
+from harness.machine import ROOT, VERSION
+from harness.package import PackageTest, run
 from package.macho import ARM64, X86_64, Slice, universal
 
-NAME = "tamsel-1.0.2-macos-universal"
+NAME = f"tamsel-{VERSION}-macos-universal"
 NOON = 1_000_000_000
 PROGRAMS = ("Tamsel", "tamsel-deploy")
-INTEL = Slice(X86_64, (10, 13), texts=("1.0.2",), signed=False)
-APPLE = Slice(ARM64, (11, 0), texts=("1.0.2",))
+INTEL = Slice(X86_64, (10, 13), texts=(VERSION,), signed=False)
+APPLE = Slice(ARM64, (11, 0), texts=(VERSION,))
 
 
 class ArchiveTest(PackageTest):

@@ -4,7 +4,7 @@ import os
 import shutil
 import tarfile
 
-from harness.machine import BUILD
+from harness.machine import BUILD, VERSION
 from package.archive import APPLE, INTEL, NAME, NOON, PROGRAMS, ArchiveTest
 from package.macho import universal
 
@@ -47,7 +47,7 @@ class Program(ArchiveTest):
                               "unknown libraries: {'/opt/lib/libother.dylib'}"),
                              ({"libraries": INTEL.libraries[1:]}, "SQLite is among the libraries"),
                              ({"oldest": (12, 0)}, "the oldest macOS: '12.0'"),
-                             ({"texts": ("1.0.1",)}, "the text '1.0.2' is there")):
+                             ({"texts": ("1.0.1",)}, f"the text '{VERSION}' is there")):
             self.assert_notices_program(what, universal([INTEL._replace(**change), APPLE]))
             self.assert_notices_program(what, universal([INTEL, APPLE._replace(**change)]))
         self.assert_notices_program("the platform: ios", universal([INTEL, APPLE._replace(platform=2)]))
@@ -86,7 +86,7 @@ class Archive(ArchiveTest):
 
     def test_the_folder(self):
         self.pack()
-        self.archive = self.archive.rename(self.folder / "tamsel-1.0.3-macos-universal.tar.gz")
+        self.archive = self.archive.rename(self.folder / "tamsel-9.9.9-macos-universal.tar.gz")
         self.write_sums()
         self.assert_notices("the folder: ")
 

@@ -6,9 +6,8 @@ import shutil
 import subprocess
 import xml.etree.ElementTree
 
-from harness.machine import BUILD
-from harness.package import ROOT
-from package.archive import APPLE, INTEL, ArchiveTest
+from harness.machine import BUILD, ROOT, VERSION
+from package.archive import APPLE, INTEL, NAME, ArchiveTest
 from package.macho import universal
 
 TOOL = """\
@@ -28,7 +27,7 @@ SIGNED = [f"codesign {how} WORK/root/usr/local/libexec/tamsel/{program}"
           for program in ("Tamsel", "tamsel-deploy")
           for how in ("--force --options runtime --timestamp --sign Application: X",
                       "--verify --strict --all-architectures")]
-PACKAGE = ("pkgbuild --root WORK/root --identifier local.tamsel --version 1.0.2 --ownership recommended"
+PACKAGE = (f"pkgbuild --root WORK/root --identifier local.tamsel --version {VERSION} --ownership recommended"
            " --info packaging/macos/PackageInfo WORK/tamsel.pkg")
 LIST = "pkgutil --payload-files WORK/tamsel.pkg"
 PRODUCT = "productbuild --distribution WORK/distribution.xml --package-path WORK "
@@ -87,13 +86,13 @@ class OnAMac(TreeTest):
         shutil.copytree(ROOT / "man", self.tree / "man")
         shutil.copytree(self.unpacked, self.tree / "build-universal")
         dist = self.tree / "dist"
-        for name in ("SHA256SUMS", self.archive.name, "tamsel-1.0.2.pkg"):
+        for name in ("SHA256SUMS", self.archive.name, f"tamsel-{VERSION}.pkg"):
             (dist / name).write_text("old")
         finished, _ = self.call("scripts/package")
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
         self.assertIn(": all is as it should be\n", finished.stdout)
         self.assertEqual({path.name for path in dist.iterdir() if path.read_bytes() == b"old"},
-                         {"tamsel-1.0.2.pkg"})
+                         {f"tamsel-{VERSION}.pkg"})
 
     def test_nothing_is_built_twice(self):
         finished, _ = self.call("packaging/check-reproducible")
@@ -110,19 +109,19 @@ class Distribution(TreeTest):
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
         self.assertEqual(calls, [
             CLEAN, *SIGNED, PACKAGE, LIST,
-            PRODUCT + "--sign Installer: X dist/tamsel-1.0.2.pkg",
-            "pkgutil --check-signature dist/tamsel-1.0.2.pkg",
-            "xcrun notarytool submit dist/tamsel-1.0.2.pkg --keychain-profile profile --wait",
-            "xcrun stapler staple dist/tamsel-1.0.2.pkg"])
+            PRODUCT + f"--sign Installer: X dist/tamsel-{VERSION}.pkg",
+            f"pkgutil --check-signature dist/tamsel-{VERSION}.pkg",
+            f"xcrun notarytool submit dist/tamsel-{VERSION}.pkg --keychain-profile profile --wait",
+            f"xcrun stapler staple dist/tamsel-{VERSION}.pkg"])
 
     def test_describes_itself_to_the_installer(self):
         self.make()
-        product = xml.etree.ElementTree.parse(self.tree / "dist" / "tamsel-1.0.2.pkg")
-        self.assertEqual(product.find("title").text, "Tamsel 1.0.2")
+        product = xml.etree.ElementTree.parse(self.tree / "dist" / f"tamsel-{VERSION}.pkg")
+        self.assertEqual(product.find("title").text, f"Tamsel {VERSION}")
         self.assertEqual(product.find("volume-check/allowed-os-versions/os-version").get("min"), "10.13")
         packages = [(package.get("id"), package.get("version"), package.text)
                     for package in product.findall("pkg-ref")]
-        self.assertEqual(packages, [("local.tamsel", "1.0.2", "tamsel.pkg")])
+        self.assertEqual(packages, [("local.tamsel", VERSION, "tamsel.pkg")])
         info = xml.etree.ElementTree.parse(ROOT / "packaging" / "macos" / "PackageInfo").getroot()
         self.assertEqual((info.tag, info.attrib), ("pkg-info", {"overwrite-permissions": "false"}))
 
@@ -135,7 +134,7 @@ class Distribution(TreeTest):
     def test_unsigned(self):
         finished, calls = self.make()
         self.assertEqual(finished.returncode, 0)
-        self.assertEqual(calls, [CLEAN, PACKAGE, LIST, PRODUCT + "dist/tamsel-1.0.2.pkg"])
+        self.assertEqual(calls, [CLEAN, PACKAGE, LIST, PRODUCT + f"dist/tamsel-{VERSION}.pkg"])
 
     def test_refuses_arguments(self):
         finished, calls = self.call("packaging/macos/make-distribution", "--sign")
@@ -157,7 +156,7 @@ class Distribution(TreeTest):
 
     def test_refuses_another_version(self):
         lists = (self.tree / "CMakeLists.txt").read_text()
-        (self.tree / "CMakeLists.txt").write_text(lists.replace("VERSION 1.0.2", "VERSION 9.9.9"))
+        (self.tree / "CMakeLists.txt").write_text(lists.replace("VERSION " + VERSION, "VERSION 9.9.9"))
         self.unpacked = self.unpacked.rename(self.folder / "tamsel-9.9.9-macos-universal")
         self.archive = self.tree / "dist" / "tamsel-9.9.9-macos-universal.tar.gz"
         self.pack()
@@ -211,19 +210,18 @@ class Help(TreeTest):
 
 class Release(TreeTest):
     def test_publishes_the_archive_with_its_changes(self):
-        finished, calls = self.call("packaging/release", "v1.0.2")
+        finished, calls = self.call("packaging/release", f"v{VERSION}")
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
-        self.assertEqual(calls, ["gh release create v1.0.2 --verify-tag --title Tamsel 1.0.2 --notes-file -"
-                                 " dist/tamsel-1.0.2-macos-universal.tar.gz dist/SHA256SUMS"])
-        notes = (self.folder / "notes").read_text()
-        self.assertIn("\n- Registers InCopy and InDesign", notes)
-        self.assertNotIn("# ", notes)
+        self.assertEqual(calls, [
+            f"gh release create v{VERSION} --verify-tag --title Tamsel {VERSION} --notes-file -"
+            f" dist/{NAME}.tar.gz dist/SHA256SUMS"])
+        self.assertEqual((self.folder / "notes").read_text(), "\n- New.\n\n")
 
     def test_refuses_the_tag_of_another_version(self):
-        for tag in ("v1.0.3", "1.0.2", "main"):
+        for tag in ("v1.0.3", VERSION, "main"):
             finished, calls = self.call("packaging/release", tag)
             self.assertEqual((calls, finished.returncode), ([], 1))
-            self.assertIn("the tree is of version 1.0.2", finished.stderr)
+            self.assertIn("the tree is of version " + VERSION, finished.stderr)
 
     def test_refuses_to_guess_the_tag(self):
         for arguments in ([], [""]):
@@ -233,5 +231,5 @@ class Release(TreeTest):
 
     def test_refuses_a_wrong_archive(self):
         (self.tree / "dist" / "SHA256SUMS").write_text("")
-        finished, calls = self.call("packaging/release", "v1.0.2")
+        finished, calls = self.call("packaging/release", f"v{VERSION}")
         self.assertEqual((calls, finished.returncode), ([], 1))

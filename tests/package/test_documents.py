@@ -3,9 +3,7 @@
 import re
 import subprocess
 
-from harness.machine import TESTS, MachineTest
-
-ROOT = TESTS.parent
+from harness.machine import BUILD, ROOT, TESTS, VERSION, MachineTest
 
 # What stands for a line's values in the manual page.
 VALUES = ((r"\A(File name found:).*", r"\1 name"),
@@ -74,15 +72,13 @@ class ManualPages(MachineTest):
 
 class Version(MachineTest):
     def test_is_the_same_everywhere(self):
-        version, = re.findall(r"(?m)^project\(Tamsel VERSION (\S+)", read("CMakeLists.txt"))
         for name, pattern in (("CHANGELOG.md", r"\A# Changes\n[^#]*\n## (\S+) – \d{4}-\d\d-\d\d\n"),
                               ("man/Tamsel.8", r"\nThis page describes version (\S+)\.\n"),
                               ("man/tamsel-deploy.8", r"\nThis page describes version (\S+)\.\n"),
-                              ("packaging/tamsel-deploy", r"\nversion=(\S+)\n"),
                               ("README.md", r"\nTamsel version (\S+) build 0\n")):
-            self.assertEqual(re.findall(pattern, read(name)), [version], name)
-        self.assertEqual(set(re.findall(r"tamsel-(\d[\d.]*)-macos", read("README.md"))), {version})
+            self.assertEqual(re.findall(pattern, read(name)), [VERSION], name)
+        self.assertEqual(set(re.findall(r"tamsel-(\d[\d.]*)-macos", read("README.md"))), {VERSION})
         result = self.run_tamsel("-h")
-        self.assertTrue(result.out.decode().startswith(f"\nTamsel version {version} build 0\n"))
-        result = self.run_inside(ROOT / "packaging" / "tamsel-deploy", "--version")
-        self.assertEqual(result.out.decode(), f"tamsel-deploy {version}\n")
+        self.assertTrue(result.out.decode().startswith(f"\nTamsel version {VERSION} build 0\n"))
+        result = self.run_inside(BUILD / "tamsel-deploy", "--version")
+        self.assertEqual(result.out.decode(), f"tamsel-deploy {VERSION}\n")

@@ -2,8 +2,7 @@
 
 import xml.etree.ElementTree
 
-from harness.machine import MachineTest
-from harness.package import ROOT
+from harness.machine import ROOT, MachineTest
 from harness.registration import INDESIGN
 
 
