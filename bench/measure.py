@@ -33,10 +33,10 @@ ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": str(SCRATCH)}
 
 APPLICATION = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
 NUMBER = 190
-OUTPUT = (TESTS / "cli" / "expected" / "adobe-indesign-2020.out").read_bytes()
-HELP = (TESTS / "cli" / "expected" / "help.out").read_bytes()
-ROWS = (TESTS / "cli" / "expected" / "adobe-indesign-2020.rows").read_text()
-STATEMENTS = (TESTS / "unit" / "expected" / "INDESIGNCC2020MAC.sql").read_text().splitlines()
+OUTPUT = (TESTS / "expected" / "adobe-indesign-2020.out").read_bytes()
+HELP = (TESTS / "expected" / "help.out").read_bytes()
+ROWS = (TESTS / "expected" / "adobe-indesign-2020.rows").read_text()
+STATEMENTS = (TESTS / "expected" / "INDESIGNCC2020MAC.sql").read_text().splitlines()
 
 UNRELATED = """
 WITH RECURSIVE number(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM number)

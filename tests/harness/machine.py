@@ -122,4 +122,4 @@ def slow(test):
 
 def expected(name):
     """The bytes of a file with expected output."""
-    return (TESTS / "cli" / "expected" / name).read_bytes()
+    return (TESTS / "expected" / name).read_bytes()

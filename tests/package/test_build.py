@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness.machine import BUILD, TESTS
+from harness.machine import BUILD, ROOT
 
 
 class Build(unittest.TestCase):
@@ -22,7 +22,7 @@ class Build(unittest.TestCase):
         subprocess.run(["cmake", *arguments], check=True, stdout=subprocess.DEVNULL)
 
     def configure(self, *options):
-        self.cmake("-S", TESTS.parent, "-B", self.build, "-DTAMSEL_TESTS=OFF", *options)
+        self.cmake("-S", ROOT, "-B", self.build, "-DTAMSEL_TESTS=OFF", *options)
 
     def make_resources(self):
         self.cmake("--build", self.build, "--target", "resources")
@@ -35,7 +35,7 @@ class Build(unittest.TestCase):
     def test_ships_the_file_of_the_tree(self):
         self.configure()
         self.make_resources()
-        own = TESTS.parent / "Resources" / "XManConfigV2.xml"
+        own = ROOT / "Resources" / "XManConfigV2.xml"
         self.assertEqual(self.shipped.read_bytes(), own.read_bytes())
 
     def test_ships_a_file_of_the_administrators_own_and_keeps_it_up_to_date(self):
@@ -66,6 +66,6 @@ class SQLite(unittest.TestCase):
             "sqlite3_errmsg"})
 
     def test_the_list_for_another_system_has_every_function_that_is_used(self):
-        listed = (TESTS.parent / "packaging" / "macos" / "libsqlite3.tbd").read_text()
+        listed = (ROOT / "packaging" / "macos" / "libsqlite3.tbd").read_text()
         self.assertLessEqual(self.used_by("core", "Tamsel", "tamsel-deploy"),
                              set(re.findall(r"(?m)^ +- _(sqlite3_\w+)$", listed)))

@@ -8,10 +8,10 @@ import subprocess
 import sys
 
 from harness.deploy import BACKUPS, INDESIGN, DeployTest
-from harness.machine import ROOT, VERSION
+from harness.machine import ROOT
 from harness.package import run
+from package.archive import NAME
 
-NAME = f"tamsel-{VERSION}-macos-universal"
 # Commands for developers, which continuous integration runs, alone or inside of others.
 FOR_DEVELOPERS = {"scripts/demo", "scripts/test", "cmake -S . -B build && cmake --build build",
                   "scripts/test dev", "scripts/test sanitize", "scripts/check", "scripts/package"}

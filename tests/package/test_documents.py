@@ -31,7 +31,7 @@ class ManualPages(MachineTest):
 
     def test_explain_every_line_that_the_program_prints(self):
         page = described(read("man/Tamsel.8"))
-        outputs = sorted((TESTS / "cli" / "expected").glob("*.out"))
+        outputs = sorted((TESTS / "expected").glob("*.out"))
         self.assertGreater(len(outputs), 20)
         for output in outputs:
             lines = output.read_text().splitlines()

@@ -1,6 +1,6 @@
 import re
 
-from harness.machine import BUILD, TESTS, MachineTest
+from harness.machine import BUILD, ROOT, MachineTest
 
 
 class Readme(MachineTest):
@@ -8,7 +8,7 @@ class Readme(MachineTest):
 
     def shown(self, command):
         """The output that stands under a command, up to the end of its block."""
-        text = (TESTS.parent / "README.md").read_bytes()
+        text = (ROOT / "README.md").read_bytes()
         [output] = re.findall(rb"^\$ %s\n(.*?)^```$" % re.escape(command.encode()), text,
                               re.MULTILINE | re.DOTALL)
         return output
