@@ -1,4 +1,4 @@
-"""Prints the names of all tests in a folder, one a line, as python3 -m unittest takes them, and
+"""Prints the names of all tests in a folder, one per line, as python3 -m unittest takes them, and
 after the name of a slow one the word slow."""
 
 import pathlib
@@ -21,4 +21,6 @@ def is_slow(test):
 
 folder = sys.argv[1]
 modules = sorted(f"{folder}.{file.stem}" for file in pathlib.Path(folder).glob("test_*.py"))
+if not modules:
+    sys.exit(f"list.py: no tests in the folder {folder}")
 print(*names(unittest.defaultTestLoader.loadTestsFromNames(modules)), sep="\n")
