@@ -4,7 +4,7 @@ import pty
 import shutil
 import subprocess
 
-from harness.machine import BUILD, CONFIGURATION, SANDBOX, MachineTest, expected
+from harness.machine import BUILD, CONFIGURATION, SANDBOX, MachineTest, expected, search_path
 from harness.registration import INDESIGN
 
 REGISTER = ("-r", INDESIGN)
@@ -58,7 +58,7 @@ class CopyOfTheConfigurationFile(MachineTest):
     def test_started_by_its_bare_name_takes_the_file_at_the_root(self):
         self.install(self.folder / "opt")
         self.install(self.folder / "root")
-        path = f"{self.folder / 'opt'}:{os.environ['PATH']}"
+        path = search_path(self.folder / "opt")
         self.assert_started("Tamsel", path=path, err=self.what_cp_says("/Resources/XManConfigV2.xml"))
         self.assertFalse(self.copied.exists())
         self.assert_started("Tamsel", path=path,
@@ -93,13 +93,10 @@ class CopyOfTheConfigurationFile(MachineTest):
         self.assert_copied_from(self.folder / "opt")
 
     def test_finds_cp_through_the_search_path(self):
-        tools = self.folder / "tools"
-        tools.mkdir()
-        (tools / "cp").write_text('#!/bin/sh\nprintf "%s\\n" "$#" "$@" >&2\n')
-        (tools / "cp").chmod(0o755)
+        self.make_tool("cp", 'printf "%s\\n" "$#" "$@" >&2')
         program = self.install(self.folder / "opt")
         arguments = f"2\n{self.folder}/opt/Resources/XManConfigV2.xml\n{CONFIGURATION}\n"
-        self.assert_started(program, path=f"{tools}:{os.environ['PATH']}", err=arguments.encode())
+        self.assert_started(program, path=search_path(self.tools), err=arguments.encode())
 
     def test_a_missing_file_changes_neither_output_nor_status(self):
         program = self.install(self.folder / "opt")
@@ -137,7 +134,7 @@ class OrderOfOutput(MachineTest):
 
     def setUp(self):
         super().setUp()
-        self.path = f"{BUILD}:{os.environ['PATH']}"
+        self.path = search_path(BUILD)
         self.message = self.run_inside("cp", "/Resources/XManConfigV2.xml", CONFIGURATION).err
         self.assertIn(b"No such file", self.message)
 

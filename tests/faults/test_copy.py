@@ -1,7 +1,5 @@
-import os
-
 from harness.faults import WHOLE, FaultTest
-from harness.machine import slow
+from harness.machine import search_path, slow
 from harness.registration import INDESIGN
 from harness.report import Claims
 
@@ -14,12 +12,8 @@ class Copy(FaultTest):
         """Runs a registration, cp under strace, and returns its Result and the trace."""
         log = self.folder / "trace"
         words = " ".join(f"'{word}'" for word in ("-qq", "-s", "4096", "-o", log, *options))
-        folder = self.folder / "bin"
-        folder.mkdir(exist_ok=True)
-        copy = folder / "cp"
-        copy.write_text(f"#!/bin/sh\nexec strace {words} /bin/cp \"$@\"\n")
-        copy.chmod(0o755)
-        result = self.run_tamsel("-r", INDESIGN, path=f"{folder}:{os.environ['PATH']}")
+        self.make_tool("cp", f'exec strace {words} /bin/cp "$@"')
+        result = self.run_tamsel("-r", INDESIGN, path=search_path(self.tools))
         return result, log.read_text(errors="replace")
 
     def check(self, name, number, result):

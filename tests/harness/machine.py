@@ -11,6 +11,7 @@ import shutil
 import sqlite3
 import subprocess
 import tempfile
+import textwrap
 import unittest
 from typing import NamedTuple
 
@@ -43,6 +44,7 @@ class MachineTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-"))
         self.addCleanup(shutil.rmtree, self.folder)
+        self.tools = self.folder / "tools"
         self.private_library = self.folder / "Library"
         self.configuration = self.inside(CONFIGURATION)
         self.database = self.inside(DATABASE)
@@ -78,6 +80,15 @@ class MachineTest(unittest.TestCase):
         connection.close()
         return rows
 
+    def make_tool(self, name, script):
+        """Puts a shell script into the folder tools, to be found through search_path or bound to
+        the place of a tool of the system. Returns its path."""
+        self.tools.mkdir(exist_ok=True)
+        tool = self.tools / name
+        tool.write_text("#!/bin/sh\n" + textwrap.dedent(script))
+        tool.chmod(0o755)
+        return tool
+
     def run_inside(self, *command, stdin=b"", cwd=None, path=None, options=()):
         """Runs a command in the sandbox, to which options go as well, and returns its Result."""
         environment = dict(os.environ, **({"PATH": path} if path else {}))
@@ -108,10 +119,15 @@ class MachineTest(unittest.TestCase):
         self.skipTest(reason)
 
     def assert_result(self, result, out, err=b"", status=0):
-        """Holds each of the three against what is expected, byte for byte."""
+        """Compares each of the three with what is expected, byte by byte."""
         self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
                          out.decode("utf-8", "backslashreplace"))
         self.assertEqual(result, Result(out, err, status))
+
+
+def search_path(first):
+    """The search path, with a folder that comes before all others."""
+    return f"{first}:{os.environ['PATH']}"
 
 
 def slow(test):
