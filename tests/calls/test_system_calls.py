@@ -1,6 +1,7 @@
 import pathlib
 import re
 import shutil
+from itertools import filterfalse
 from typing import NamedTuple
 
 from harness.machine import BUILD, CONFIGURATION, DATABASE, MachineTest
@@ -8,6 +9,7 @@ from harness.registration import INDESIGN
 
 PHOTOSHOP = "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app"
 OTHER_FORMS = ([], ["-h"], ["-r"], ["-x", INDESIGN], [INDESIGN, "-r"], ["-r", INDESIGN, "x"])
+OF_THE_LOADER = re.compile(r"/etc/ld\.so\.(cache|preload)|(/usr)?/lib.*|.*\.so[.\d]*")
 
 
 class Call(NamedTuple):
@@ -111,11 +113,10 @@ class SystemCalls(MachineTest):
 
     def test_before_the_probe_only_libraries_are_opened(self):
         for arguments in (["-r", INDESIGN], ["-h"]):
-            calls = self.trace(*arguments)
-            [probe] = self.opened(calls, "O_RDONLY")
-            others = [path for path in self.paths(calls, 0, probe)
-                      if not re.fullmatch(r"/etc/ld\.so\.(cache|preload)|(/usr)?/lib.*|.*\.so[.\d]*", path)]
-            self.assertEqual(others, [])
+            with self.subTest(arguments):
+                calls = self.trace(*arguments)
+                [probe] = self.opened(calls, "O_RDONLY")
+                self.assertEqual(list(filterfalse(OF_THE_LOADER.fullmatch, self.paths(calls, 0, probe))), [])
 
     def test_after_the_probe_only_the_database_is_opened_and_what_sqlite_needs(self):
         calls = self.trace("-r", INDESIGN)

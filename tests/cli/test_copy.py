@@ -144,12 +144,13 @@ class OrderOfOutput(MachineTest):
 
     def test_on_a_terminal_the_programs_lines_come_first(self):
         for arguments, lines in ((REGISTER, REGISTERED), (UNSUPPORTED, expected("unsupported.out"))):
-            outside, terminal = pty.openpty()
-            subprocess.run([SANDBOX, self.private_library, "Tamsel", *arguments], stdout=terminal,
-                           stderr=terminal, env=dict(os.environ, PATH=self.path), check=True)
-            os.close(terminal)
-            shown = b""
-            with open(outside, "rb", buffering=0) as output, contextlib.suppress(OSError):
-                while part := output.read(65536):  # the end is an error on Linux
-                    shown += part
-            self.assertEqual(shown.replace(b"\r\n", b"\n"), lines + self.message)
+            with self.subTest(arguments):
+                outside, terminal = pty.openpty()
+                subprocess.run([SANDBOX, self.private_library, "Tamsel", *arguments], stdout=terminal,
+                               stderr=terminal, env=dict(os.environ, PATH=self.path), check=True)
+                os.close(terminal)
+                shown = b""
+                with open(outside, "rb", buffering=0) as output, contextlib.suppress(OSError):
+                    while part := output.read(65536):  # the end is an error on Linux
+                        shown += part
+                self.assertEqual(shown.replace(b"\r\n", b"\n"), lines + self.message)

@@ -72,6 +72,10 @@ class Paths(RegistrationTest):
         self.assertEqual(self.database.read_bytes(), before)
         self.assert_copied()
 
+    def unsupported(self, name):
+        """What the program says of an application that it does not support."""
+        return expected("unsupported.out").replace(b"Adobe Photoshop 2020", name)
+
     def test_a_bundle_in_its_folder(self):
         self.assert_registered(INDESIGN, "/Applications/Adobe InDesign 2020")
 
@@ -96,7 +100,8 @@ class Paths(RegistrationTest):
 
     def test_no_separator(self):
         for path in ("Adobe InDesign 2020.app", "Adobe InDesign 2020", "x", ""):
-            self.assert_not_registered(path, "file-not-found.out")
+            with self.subTest(path):
+                self.assert_not_registered(path, "file-not-found.out")
 
     def test_no_separator_leaves_the_whole_path_as_the_folder(self):
         # It shows only where an application has no name, which none of the catalogue's has.
@@ -107,7 +112,8 @@ class Paths(RegistrationTest):
 
     def test_a_separator_at_the_end(self):
         for path in (INDESIGN + "/", "/", "//", "/a/"):
-            self.assert_not_registered(path, "file-not-found.out")
+            with self.subTest(path):
+                self.assert_not_registered(path, "file-not-found.out")
 
     def test_nothing_before_the_extension(self):
         self.assert_not_registered("/a/.app", "file-not-found.out")
@@ -126,14 +132,14 @@ class Paths(RegistrationTest):
             with self.subTest(name):
                 before = self.database.read_bytes()
                 result = self.run_tamsel("-r", f"/Applications/{name}.app")
-                self.assert_result(result, expected("unsupported.out").replace(
-                    b"Adobe Photoshop 2020", name.encode()))
+                self.assert_result(result, self.unsupported(name.encode()))
                 self.assertEqual(self.database.read_bytes(), before)
 
     def test_a_name_of_arbitrary_bytes_is_shown_as_it_stands(self):
         for name in (b"\xff\xfe", b"%s%n", b"a\nb", b"$HOME", b"'; --", b'"', b" ", b"x" * 100_000):
-            result = self.run_tamsel("-r", b"/a/" + name + b".app")
-            self.assert_result(result, expected("unsupported.out").replace(b"Adobe Photoshop 2020", name))
+            with self.subTest(name[:20]):
+                result = self.run_tamsel("-r", b"/a/" + name + b".app")
+                self.assert_result(result, self.unsupported(name))
 
     def test_a_folder_that_is_no_text_is_stored_byte_by_byte(self):
         result = self.run_tamsel("-r", b"/\xff\xfe/Adobe InDesign 2020.app")

@@ -41,19 +41,21 @@ class ExecuteSQL(MachineTest):
 
     def test_misuses_the_step_for_text_without_a_statement(self):
         for sql in (b" ", b"\n", b"-- a comment", b";"):
-            self.execute(sql, b"Return code after executing SQL: 21\n\n"
-                              b"Finalized statemant: 0\n\n"
-                              b"Closed database: 0\n\n"
-                              b"returned false\n")
+            with self.subTest(sql):
+                self.execute(sql, b"Return code after executing SQL: 21\n\n"
+                                  b"Finalized statemant: 0\n\n"
+                                  b"Closed database: 0\n\n"
+                                  b"returned false\n")
 
     def test_reports_a_compile_error_and_still_finalizes(self):
         for sql, message in ((b"INSERT INTO Missing VALUES (1)", b"no such table: Missing"),
                              (b"no SQL", b'near "no": syntax error'),
                              (b"INSERT INTO Words VALUES ('", b'unrecognized token: "\'"')):
-            self.execute(sql, b"ERROR: while compiling sql: " + message + b"\n\n"
-                              b"Finalized statemant: 0\n\n"
-                              b"Closed database: 0\n\n"
-                              b"returned false\n")
+            with self.subTest(sql):
+                self.execute(sql, b"ERROR: while compiling sql: " + message + b"\n\n"
+                                  b"Finalized statemant: 0\n\n"
+                                  b"Closed database: 0\n\n"
+                                  b"returned false\n")
 
     def test_reports_the_last_code_of_a_statement_that_fails(self):
         self.execute(b"INSERT INTO Words VALUES ('one')", b"Return code after executing SQL: 19\n\n"

@@ -50,7 +50,7 @@ class FaultTest(RegistrationTest):
         (self.configuration / "XManConfigV2.xml").unlink(missing_ok=True)
 
     def assert_sound(self, said):
-        """Holds the database against what the run claims to have written, if it lived to claim it."""
+        """Compares the database with what the run claims to have written, if it lived to claim anything."""
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
         self.assertEqual(self.other_rows(NUMBER), self.others)
         lines = [line.split("|") for line in self.product_rows(NUMBER).decode().splitlines()]
@@ -66,7 +66,7 @@ class FaultTest(RegistrationTest):
         self.assert_whole(self.run_tamsel("-r", INDESIGN))
 
     def assert_whole(self, result):
-        """Holds a run and what it leaves against those of a registration without any fault."""
+        """Compares a run and what it leaves with a registration without any fault."""
         self.assert_result(result, WHOLE)
         self.assert_sound(Claims(True, True))
         self.assert_copied()

@@ -1,4 +1,4 @@
-"""Reads what a registration says, and holds it against the form that it must have."""
+"""Reads what a registration says, which must have one form."""
 
 import re
 from typing import NamedTuple

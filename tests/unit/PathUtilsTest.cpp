@@ -74,19 +74,22 @@ const Row ROWS[] = {
 
 TEST(GetFileName, TakesTheLastComponentWithoutItsLastExtension) {
     for (const Row& row : ROWS) {
-        EXPECT_EQ(GetFileName(row.path), row.fileName) << "path: " << row.path;
+        SCOPED_TRACE(testing::PrintToString(row.path));
+        EXPECT_EQ(GetFileName(row.path), row.fileName);
     }
 }
 
 TEST(GetParentDirectory, TakesEverythingBeforeTheLastSeparator) {
     for (const Row& row : ROWS) {
-        EXPECT_EQ(GetParentDirectory(row.path), row.parentDirectory) << "path: " << row.path;
+        SCOPED_TRACE(testing::PrintToString(row.path));
+        EXPECT_EQ(GetParentDirectory(row.path), row.parentDirectory);
     }
 }
 
 TEST(GetAppNameFromFilePath, TakesTheFolderBeforeTheFirstOccurrenceOfTheName) {
     for (const Row& row : ROWS) {
-        EXPECT_EQ(GetAppNameFromFilePath(row.path), row.appName) << "path: " << row.path;
+        SCOPED_TRACE(testing::PrintToString(row.path));
+        EXPECT_EQ(GetAppNameFromFilePath(row.path), row.appName);
     }
 }
 

@@ -42,23 +42,21 @@ TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
                          "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"};
     for (const Scenario& first : Scenarios()) {
         for (const Scenario& second : Scenarios()) {
+            SCOPED_TRACE(first.name + "; then " + second.name);
             recorder = Answers(first, second);
             const Outcome outcome = RunProgram(words);
-            const std::string name = first.name + "; then " + second.name;
-            ASSERT_EQ(outcome.status, 0) << name;
+            ASSERT_EQ(outcome.status, 0);
             ASSERT_EQ(outcome.printed, "Three parameters\n\n-r command found\n\n"
                                        "File name found: Adobe InDesign 2020\n\n"
                                            + Operation("InsertProductInfo", first)
                                            + Operation("InsertXManConfig", second)
-                                           + "\nThe application was successfully registrated\n\n")
-                << name;
+                                           + "\nThe application was successfully registrated\n\n");
             Calls calls = first.calls;
             calls.insert(calls.end(), second.calls.begin(), second.calls.end());
-            ASSERT_EQ(recorder.calls, calls) << name;
+            ASSERT_EQ(recorder.calls, calls);
             ASSERT_EQ(recorder.commands,
                       Calls{R"(cp "/opt/tools/Resources/XManConfigV2.xml" "/Library/Application )"
-                            R"(Support/Adobe/Extension Manager CC/Configuration")"})
-                << name;
+                            R"(Support/Adobe/Extension Manager CC/Configuration")"});
         }
     }
     std::printf("figure: %zu registrations with SQLite replaced\n",
@@ -67,19 +65,21 @@ TEST(RegistrationRun, TriesBothOperationsWhateverTheFirstOneReturns) {
 
 TEST(RegistrationRun, OnlyCopiesForAnApplicationThatIsNotSupported) {
     for (const char* path : {"/Applications/Adobe InDesign 2021.app", "Adobe InDesign 2020.app"}) {
+        SCOPED_TRACE(path);
         recorder = {};
         EXPECT_EQ(RunProgram({"/opt/tools/Tamsel", "-r", path}).status, 0);
-        EXPECT_EQ(recorder.calls, Calls{}) << path;
-        EXPECT_EQ(recorder.commands.size(), 1U) << path;
+        EXPECT_EQ(recorder.calls, Calls{});
+        EXPECT_EQ(recorder.commands.size(), 1U);
     }
 }
 
 TEST(EveryOtherForm, CallsNeitherSQLiteNorTheShell) {
     for (const Words& words : OTHER_FORMS) {
+        SCOPED_TRACE(testing::PrintToString(words));
         recorder = {};
         EXPECT_EQ(RunProgram(words).status, 0);
-        EXPECT_EQ(recorder.calls, Calls{}) << words.size();
-        EXPECT_EQ(recorder.commands, Calls{}) << words.size();
+        EXPECT_EQ(recorder.calls, Calls{});
+        EXPECT_EQ(recorder.commands, Calls{});
     }
 }
 

@@ -40,13 +40,13 @@ Outcome Execute(const std::string& sql) {
 
 TEST(ExecuteSQL, GoesOnFromEachStageAsItsResultSays) {
     for (const Scenario& scenario : Scenarios()) {
+        SCOPED_TRACE(scenario.name);
         recorder = scenario.answers;
         const Outcome outcome = Execute("the statement");
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
-        EXPECT_EQ(outcome.printed, scenario.printed) << scenario.name;
-        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
-        EXPECT_EQ(recorder.statements, Calls(scenario.opens ? 1 : 0, "the statement"))
-            << scenario.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
+        EXPECT_EQ(outcome.printed, scenario.printed);
+        EXPECT_EQ(recorder.calls, scenario.calls);
+        EXPECT_EQ(recorder.statements, Calls(scenario.opens ? 1 : 0, "the statement"));
     }
     std::printf("figure: %zu scenarios of a statement\n", Scenarios().size());
 }
@@ -73,7 +73,7 @@ TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
     EXPECT_EQ(recorder.statements, Calls{"%s%d%n"});
 }
 
-// The two statements of one product, as they stand in its file, one a line.
+// The two statements of one product, as they stand in its file, one per line.
 struct Statements {
     std::string productInfo;
     std::string xManConfig;
@@ -107,34 +107,37 @@ const Product PRODUCTS[] = {
 
 TEST(InsertProductInfo, RunsOneStatementWithTheProductsNineValues) {
     for (const Product& product : PRODUCTS) {
+        SCOPED_TRACE(product.name);
         recorder = {};
         Capture([&] { return SQLUtils::InsertProductInfo(product.record, product.appFolder); });
-        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).productInfo}) << product.name;
+        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).productInfo});
     }
 }
 
 TEST(InsertXManConfig, RunsOneStatementWithTheProductsFourteenRows) {
     for (const Product& product : PRODUCTS) {
+        SCOPED_TRACE(product.name);
         recorder = {};
         Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
-        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).xManConfig}) << product.name;
+        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).xManConfig});
     }
 }
 
 TEST(InsertXManConfig, WritesNoDollarSignAndFourteenRunsOfThirteenBlanks) {
     for (const Product& product : PRODUCTS) {
+        SCOPED_TRACE(product.name);
         recorder = {};
         Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
         const std::string sql = recorder.statements.at(0);
-        EXPECT_EQ(sql.find('$'), std::string::npos) << product.name;
-        EXPECT_EQ(sql.find('\n'), std::string::npos) << product.name;
+        EXPECT_EQ(sql.find('$'), std::string::npos);
+        EXPECT_EQ(sql.find('\n'), std::string::npos);
         int runs = 0;
         for (auto begin = sql.find("  "); begin != std::string::npos; ++runs) {
             const auto end = sql.find_first_not_of(' ', begin);
-            EXPECT_EQ(end - begin, 13U) << product.name;
+            EXPECT_EQ(end - begin, 13U);
             begin = sql.find("  ", end);
         }
-        EXPECT_EQ(runs, 14) << product.name;
+        EXPECT_EQ(runs, 14);
     }
 }
 
@@ -174,6 +177,7 @@ TEST(InsertXManConfig, SplicesARecordsValuesInAsTheyStand) {
 TEST(Insert, SplicesTheFolderInAsItStands) {
     for (const std::string folder :
          {"", "it's", "$HOME", "a\"b", "'; DROP TABLE x; --", "%s\n\xFF"}) {
+        SCOPED_TRACE(testing::PrintToString(folder));
         recorder = {};
         Capture([&] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, folder); });
         Capture([&] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, folder); });
@@ -189,19 +193,20 @@ TEST(Insert, SplicesTheFolderInAsItStands) {
 
 TEST(Insert, PrintsItsVerdictAfterTheLinesOfTheStatement) {
     for (const Scenario& scenario : Scenarios()) {
+        SCOPED_TRACE(scenario.name);
         const std::string verdict = scenario.succeeds ? "succeeded\n\n" : "failed\n\n";
         recorder = scenario.answers;
         Outcome outcome =
             Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
         EXPECT_EQ(outcome.printed, scenario.printed + "InsertProductInfo execution: " + verdict);
-        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
+        EXPECT_EQ(recorder.calls, scenario.calls);
 
         recorder = scenario.answers;
         outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds) << scenario.name;
+        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
         EXPECT_EQ(outcome.printed, scenario.printed + "InsertXManConfig execution: " + verdict);
-        EXPECT_EQ(recorder.calls, scenario.calls) << scenario.name;
+        EXPECT_EQ(recorder.calls, scenario.calls);
     }
 }
 

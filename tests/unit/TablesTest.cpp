@@ -247,8 +247,9 @@ const std::vector<Row>& Rows() {
 TEST(ProductRecords, HoldTheirTwentyFieldsAndNoOther) {
     ASSERT_EQ(Rows().size(), 8U);
     for (const Row& row : Rows()) {
-        EXPECT_EQ(row.expected.size(), 20U) << row.applicationName;
-        EXPECT_EQ(row.record, row.expected) << row.applicationName;
+        SCOPED_TRACE(row.applicationName);
+        EXPECT_EQ(row.expected.size(), 20U);
+        EXPECT_EQ(row.record, row.expected);
     }
 }
 
@@ -276,11 +277,12 @@ TEST(ProductRecords, AreIteratedInByteOrderOfTheirFieldNames) {
         "suite",
     };
     for (const Row& row : Rows()) {
+        SCOPED_TRACE(row.applicationName);
         std::vector<std::string> names;
         for (const auto& field : row.record) {
             names.push_back(field.first);
         }
-        EXPECT_EQ(names, expected) << row.applicationName;
+        EXPECT_EQ(names, expected);
     }
 }
 
@@ -298,10 +300,11 @@ TEST(SetupAdobeApplicationList, IndexesACopyOfEachRecordUnderItsApplicationsName
     SetupAdobeApplicationList();
     EXPECT_EQ(productLine.size(), 8U);
     for (const Row& row : Rows()) {
+        SCOPED_TRACE(row.applicationName);
         const auto entry = productLine.find(row.applicationName);
-        ASSERT_NE(entry, productLine.end()) << row.applicationName;
-        EXPECT_EQ(entry->second, row.expected) << row.applicationName;
-        EXPECT_NE(&entry->second, &row.record) << row.applicationName;
+        ASSERT_NE(entry, productLine.end());
+        EXPECT_EQ(entry->second, row.expected);
+        EXPECT_NE(&entry->second, &row.record);
     }
 }
 

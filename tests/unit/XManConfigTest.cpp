@@ -31,6 +31,7 @@ const Row ROWS[] = {
 
 TEST(CopyXManConfig, HandsTheShellOneCommandWithTheSourceBesideTheProgram) {
     for (const Row& row : ROWS) {
+        SCOPED_TRACE(row.programPath);
         recorder = {};
         CopyXManConfig(row.programPath);
         EXPECT_EQ(recorder.commands, std::vector<std::string>{row.command});
@@ -39,6 +40,7 @@ TEST(CopyXManConfig, HandsTheShellOneCommandWithTheSourceBesideTheProgram) {
 
 TEST(CopyXManConfig, PrintsNothingAndCopiesAgainWhateverTheShellAnswers) {
     for (const int answer : {0, 256, -1, 127 << 8}) {
+        SCOPED_TRACE(answer);
         recorder = {};
         recorder.shell = answer;
         testing::internal::CaptureStdout();
