@@ -7,7 +7,7 @@ import sys
 
 from harness.machine import ROOT, VERSION
 from harness.package import PackageTest, run
-from package.macho import ARM64, X86_64, Slice
+from package.macho import ARM64, X86_64, Slice, universal
 
 NAME = f"tamsel-{VERSION}-macos-universal"
 NOON = 1_000_000_000
