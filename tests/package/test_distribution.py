@@ -197,17 +197,6 @@ class Trial(TreeTest):
         self.assertNotEqual(result.status, 0)
 
 
-class Help(TreeTest):
-    def test_explains_every_script(self):
-        scripts = [path for folder in ("scripts", "packaging") for path in (ROOT / folder).rglob("*")
-                   if path.is_file() and path.stat().st_mode & 0o100]
-        self.assertGreater(len(scripts), 15)
-        for path in scripts:
-            finished = subprocess.run([path, "-h"], capture_output=True, text=True, check=False)
-            self.assertEqual((finished.stderr, finished.returncode), ("", 0), path)
-            self.assertRegex(finished.stdout, rf"(?m)^usage: .*\b{path.name} \[?-h|^ +{path.name} -h", path)
-
-
 class Release(TreeTest):
     def test_publishes_the_archive_with_its_changes(self):
         finished, calls = self.call("packaging/release", f"v{VERSION}")
