@@ -1,0 +1,38 @@
+"""A Mac, played inside the sandbox of Linux: its /Library is a folder of the test, and others take
+the place of its tools."""
+
+import subprocess
+import sys
+
+from harness.machine import SANDBOX, MachineTest, Result
+
+MANAGER = "Adobe/Extension Manager CC"
+
+
+class MacTest(MachineTest):
+    def setUp(self):
+        super().setUp()
+        if sys.platform != "linux":
+            self.cannot_run("needs the sandbox of Linux")
+        self.run_inside("true")
+        self.machine = self.folder / "machine"
+        self.support = self.machine / "Library" / "Application Support"
+        self.support.mkdir(parents=True)
+        self.tools = self.folder / "tools"
+        self.tools.mkdir()
+        self.play("uname", "echo Darwin")
+        self.play("sudo", 'exec "$@"')
+
+    def play(self, tool, script):
+        """Puts a shell script in the place of a tool."""
+        (self.tools / tool).write_text("#!/bin/sh\n" + script)
+        (self.tools / tool).chmod(0o755)
+
+    def run_on_the_mac(self, *command, variables=("TAMSEL_THROW_AWAY_MACHINE=yes",), binds=(),
+                       stdin=subprocess.DEVNULL, cwd=None):
+        """Runs a command there and returns its Result; it may need no throw-away machine."""
+        finished = subprocess.run(
+            [SANDBOX, *binds, self.machine / "Library", "env", "-u", "TAMSEL_THROW_AWAY_MACHINE",
+             f"PATH={self.tools}:/usr/bin:/bin", *variables, *command],
+            stdin=stdin, capture_output=True, cwd=cwd or self.folder, check=False)
+        return Result(finished.stdout, finished.stderr, finished.returncode)
