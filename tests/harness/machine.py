@@ -96,7 +96,7 @@ class MachineTest(unittest.TestCase):
             [SANDBOX, *options, self.private_library, *command],
             input=stdin, capture_output=True, cwd=cwd or self.folder, env=environment, check=False)
         if finished.returncode == NO_SANDBOX:
-            self.cannot_run(finished.stderr.decode().strip())
+            self.cannot_run(finished.stderr.decode().strip().replace("sandbox: ", "", 1))
         return Result(finished.stdout, finished.stderr, finished.returncode)
 
     def run_tamsel(self, *arguments, **how):
@@ -113,9 +113,11 @@ class MachineTest(unittest.TestCase):
             self.cannot_run(tool + " is not installed")
 
     def cannot_run(self, reason):
-        """Skips the test. In continuous integration every test has to run."""
-        if os.environ.get("CI") == "true":
+        """Skips the test, which scripts/test counts. In continuous integration every test has to run,
+        but for what the sandbox of macOS can never do."""
+        if os.environ.get("CI") == "true" and not reason.startswith("macOS cannot "):
             self.fail("skipped: " + reason)
+        print(f"not run: {self.id()}: {' '.join(reason.split())}", flush=True)
         self.skipTest(reason)
 
     def assert_result(self, result, out, err=b"", status=0):
