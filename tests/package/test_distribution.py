@@ -166,37 +166,6 @@ class Distribution(TreeTest):
         self.assertIn("Tamsel: the text '9.9.9' is there", finished.stderr)
 
 
-class Trial(TreeTest):
-    """The archive as it is started on a Mac, here with the program of this system in it."""
-
-    def setUp(self):
-        super().setUp()
-        shutil.copy(BUILD / "Tamsel", self.unpacked)
-        self.pack_into_dist()
-
-    def start(self):
-        return self.run_inside(self.tree / "packaging" / "try-archive")
-
-    def test_expects_a_program_that_misses_the_database(self):
-        self.assertNotEqual(self.start().status, 0)
-        self.database.unlink()
-        result = self.start()
-        self.assertEqual((result.err, result.status), (b"", 0))
-
-    def test_notices_a_program_that_does_not_start(self):
-        self.database.unlink()
-        self.put("Tamsel", universal([INTEL, APPLE]))
-        self.pack_into_dist()
-        self.assertNotEqual(self.start().status, 0)
-
-    def test_notices_a_wrong_checksum(self):
-        self.database.unlink()
-        (self.tree / "dist" / "SHA256SUMS").write_text("0" * 64 + f"  {self.archive.name}\n")
-        result = self.start()
-        self.assertIn(b"FAILED", result.out)
-        self.assertNotEqual(result.status, 0)
-
-
 class Release(TreeTest):
     def test_publishes_the_archive_with_its_changes(self):
         finished, calls = self.call("packaging/release", f"v{VERSION}")
