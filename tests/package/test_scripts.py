@@ -13,8 +13,8 @@ import unittest.mock
 from harness.machine import MachineTest
 from harness.package import ROOT
 
-SCRIPTS = sorted(path for folder in (".ci", "scripts", "packaging") for path in (ROOT / folder).rglob("*")
-                 if path.is_file() and path.stat().st_mode & 0o100)
+SCRIPTS = sorted(path for folder in (".ci", ".github", "scripts", "packaging")
+                 for path in (ROOT / folder).rglob("*") if path.is_file() and path.stat().st_mode & 0o100)
 
 
 class Help(unittest.TestCase):
@@ -38,7 +38,7 @@ class Help(unittest.TestCase):
                             self.assertNotRegex(text, r"(?m)^#|^set|^\. ")
 
     def test_is_found_once_but_in_what_is_shipped_alone(self):
-        holders = {path.name for folder in (".ci", "scripts", "packaging", "bench")
+        holders = {path.name for folder in (".ci", ".github", "scripts", "packaging", "bench")
                    for path in (ROOT / folder).rglob("*")
                    if path.is_file() and r"s/^# \{0,1\}//" in path.read_text(errors="replace")}
         self.assertEqual(holders, {"help.sh", "install", "uninstall"})
