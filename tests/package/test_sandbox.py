@@ -58,8 +58,9 @@ class OnMacOS(SandboxTest):
         manager.mkdir(parents=True)
         self.assert_refused("this machine has an Extension Manager")
         manager.rmdir()
-        for place in (self.private_library, "/nowhere", f"/tmp/tamsel-sandbox.abc/ef{CONFIGURATION}"):
-            manager.symlink_to(place)
+        for place in (self.private_library, "/nowhere", "/tmp/tamsel-sandbox.abc/ef/Library",
+                      "/tmp/tamsel-sandbox.abcdef", "/Volumes/Another Disk/Library"):
+            manager.symlink_to(f"{place}/Application Support/{MANAGER}")
             self.assert_refused("this machine has an Extension Manager")
             manager.unlink()
 

@@ -3,7 +3,7 @@ others that of its tools and of tamsel-deploy."""
 
 import shutil
 
-from harness.machine import BUILD, CONFIGURATION, NO_SANDBOX
+from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX
 from harness.package import ROOT
 from package.archive import NAME, ArchiveTest
 from package.macos import MANAGER, MacTest
@@ -15,12 +15,12 @@ cd "/Library/Application Support"
 case $1 in
 --dry-run) ;;
 --verify)
-    rows=$(sqlite3 "{CONFIGURATION}/DB/ExMan.db" "SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 190")
+    rows=$(sqlite3 "{DATABASE}" "SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 190")
     [ "$rows" = 14 ]
     ;;
---restore) cp Tamsel/ExMan.db "{CONFIGURATION}/DB/ExMan.db" ;;
+--restore) cp Tamsel/ExMan.db "{DATABASE}" && rm "{CONFIGURATION}/XManConfigV2.xml" ;;
 *)
-    mkdir Tamsel && cp "{CONFIGURATION}/DB/ExMan.db" Tamsel
+    mkdir Tamsel && cp "{DATABASE}" Tamsel
     "${{0%/*}}/Tamsel" -r "$1" >/dev/null
     echo "registered: $1"
     ;;
@@ -98,6 +98,7 @@ class Archive(TrialTest):
     def test_notices_what_goes_wrong(self):
         for right, wrong, err in (
                 ('echo "registered: $1"', 'echo "failed: $1"', "= 'registered: "),
+                ('&& rm "', '&& : "', "status=1"),
                 ("--dry-run) ;;", "--dry-run) exit 7 ;;", "--dry-run"),
                 ("--restore) cp", "--restore) :", "--verify"),
                 ("cp Tamsel/ExMan.db", "sqlite3 Tamsel/ExMan.db 'DELETE FROM Tb_ProductInfoV2' && cp"
@@ -109,10 +110,13 @@ class Archive(TrialTest):
                 self.assert_fails("try-archive", err)
 
     def test_notices_a_program_that_does_not_register(self):
-        for script in ("", "#!/bin/sh\nexec '%s' -h\n" % (BUILD / "Tamsel")):
-            (self.unpacked / "Tamsel").write_text(script)
-            self.write_deploy(DEPLOY)
-            self.assert_fails("try-archive", "")
+        for after, err in ((" >/dev/null", "/out which is empty"),
+                           (f' && sqlite3 "{DATABASE}" "DELETE FROM Tb_XManConfig"', "/rows"),
+                           (f' && rm "{CONFIGURATION}/XManConfigV2.xml"', "/XManConfigV2.xml: No such file")):
+            with self.subTest(after):
+                (self.unpacked / "Tamsel").write_text(f'#!/bin/sh\n{BUILD}/Tamsel "$@"{after}\n')
+                self.write_deploy(DEPLOY)
+                self.assert_fails("try-archive", err)
 
     def test_notices_what_is_left(self):
         (self.unpacked / "uninstall").write_text("#!/bin/sh\n")
