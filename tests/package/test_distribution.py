@@ -6,9 +6,8 @@ import shutil
 import subprocess
 import xml.etree.ElementTree
 
-from harness.machine import BUILD, ROOT, VERSION
-from package.archive import APPLE, INTEL, NAME, ArchiveTest
-from package.macho import universal
+from harness.machine import ROOT, VERSION
+from package.archive import NAME, ArchiveTest
 
 TOOL = """\
 #!/bin/sh

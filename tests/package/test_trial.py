@@ -32,7 +32,7 @@ class TrialTest(ArchiveTest, MacTest):
     def setUp(self):
         super().setUp()
         self.tree = self.folder / "tree"
-        for name in ("packaging", "scripts", "tests/schemas", "tests/cli/expected"):
+        for name in ("packaging", "scripts", "tests/schemas", "tests/expected"):
             shutil.copytree(ROOT / name, self.tree / name)
         shutil.copy(ROOT / "CMakeLists.txt", self.tree)
         (self.tree / "dist").mkdir()
