@@ -1,11 +1,18 @@
 """tamsel-deploy from end to end: with the program that users get, a private /Library and a private
 /Applications, where every failure can be brought about."""
 
+import fcntl
 import os
+import pathlib
+import re
 import shutil
+import sqlite3
+import stat
 import subprocess
+import tempfile
 import textwrap
 
+from harness.machine import BUILD, NO_SANDBOX, SANDBOX, Result
 from harness.package import PackageTest
 from harness.registration import INDESIGN
 
@@ -13,10 +20,25 @@ INCOPY = "/Applications/Adobe InCopy CC 2019.app"
 APPLICATIONS = ("Adobe InCopy CC 2019", "Adobe InCopy CC 2019 Win64", "Adobe InDesign CC 2019",
                 "Adobe InDesign CC 2019 Win64", "Adobe InCopy 2020", "Adobe InCopy 2020 Win64",
                 "Adobe InDesign 2020", "Adobe InDesign 2020 Win64")
-BACKUPS = "/Library/Application Support/Tamsel/Backups"
+OWN = "/Library/Application Support/Tamsel"
+BACKUPS = OWN + "/Backups"
+LOCK = OWN + "/lock"
+STAGING = OWN + "/staging"
 
 ALL_DONE, NOT_REGISTERED, USAGE, NOT_ROOT, RUNNING, NO_DATABASE = 0, 1, 2, 3, 4, 5
 NO_APPLICATION, NO_BACKUP, NO_FILE, NOT_RESTORED, INCOMPLETE = 6, 7, 8, 9, 10
+ANOTHER_RUN, IN_USE, DAMAGED, NOT_WRITTEN = 11, 12, 13, 14
+
+# Why a backup was made, and whether what followed came to its end: the note in it has such a name.
+OPEN, CLOSED, RESTORING = "registering", "registered", "restoring"
+NAME = re.compile(r"\d{4,}-\d\d\d\d-\d\d-\d\dT\d{6}Z")
+LINE = rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: [^\x00-\x1f\x7f]+\n"
+OLD_FILE = b"<XManConfig>the vendor's</XManConfig>\n"
+
+
+def back(name):
+    """How the log of a failed run ends."""
+    return f"to bring back the state before: sudo tamsel-deploy --restore {name}\n"
 
 
 class DeployTest(PackageTest):
@@ -24,16 +46,60 @@ class DeployTest(PackageTest):
         super().setUp()
         self.applications = self.folder / "Applications"
         self.applications.mkdir()
+        self.own = self.inside(OWN)
         self.backups = self.inside(BACKUPS)
         self.copied = self.configuration / "XManConfigV2.xml"
+        self.shipped = BUILD / "Resources" / "XManConfigV2.xml"
 
     def add_applications(self, *paths):
+        """Makes bundles: of /Applications, as programs in the sandbox see it, or anywhere else."""
         for path in paths:
-            self.inside(path).mkdir(parents=True)
+            path = self.inside(path) if str(path).startswith("/Applications/") else pathlib.Path(path)
+            (path / "Contents").mkdir(parents=True)
+            (path / "Contents" / "Info.plist").write_text("<plist/>\n")
 
-    def deploy(self, *arguments, options=(), **how):
-        return self.run_inside(self.package / "tamsel-deploy", *arguments, **how, options=[
-            "--own-processes", "--bind", self.applications, "/Applications", *options])
+    # Running it
+
+    def inside_options(self, options=()):
+        return ["--own-processes", "--bind", self.applications, "/Applications", *options]
+
+    def deploy(self, *arguments, options=(), environment=None, before=(), **how):
+        """A run, whose command can follow others, and its Result."""
+        return self.run_inside(*self.words(before, environment), *arguments,
+                               options=self.inside_options(options), **how)
+
+    def words(self, before, environment):
+        variables = [f"{name}={value}" for name, value in (environment or {}).items()]
+        return [*before, *(["env", *variables] if variables else []), self.package / "tamsel-deploy"]
+
+    @staticmethod
+    def clock(seconds):
+        """An environment whose clock stands still, so many seconds after 1970."""
+        return {"LD_PRELOAD": BUILD / "tests" / "libclock.so", "CLOCK": seconds}
+
+    def start(self, *arguments, options=(), environment=None, before=(), **how):
+        """The same without waiting for its end, for finish."""
+        process = subprocess.Popen(
+            [SANDBOX, *self.inside_options(options), self.private_library,
+             *self.words(before, environment), *arguments],
+            **{"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+               "cwd": self.folder, **how})
+        self.addCleanup(self.stop, process)
+        return process
+
+    @staticmethod
+    def stop(process):
+        """Ends what was started, and everything in its sandbox."""
+        process.kill()
+        process.communicate()
+
+    def finish(self, process):
+        out, err = process.communicate()
+        if process.returncode == NO_SANDBOX:
+            self.cannot_run(err.decode().strip())
+        return Result(out, err, process.returncode)
+
+    # What stands in the way
 
     def stand_in(self, script, tool):
         """What puts a shell script in the place of one of the system's tools."""
@@ -42,35 +108,154 @@ class DeployTest(PackageTest):
         path.chmod(0o755)
         return ["--bind", path, os.path.realpath(shutil.which(tool, path="/usr/bin"))]
 
-    def state(self):
-        """Everything that a run could change."""
-        return {path: path.read_bytes() if path.is_file() else None
-                for path in self.private_library.rglob("*")}
-
-    def assert_deploys(self, arguments, status, out="", log="", **how):
-        """The result is this; the log has nothing but lines with times, and this text in it."""
-        result = self.deploy(*arguments, **how)
-        self.assertEqual((result.out.decode(), result.status), (out, status), result.err.decode())
-        self.assertRegex(result.err, rb"\A(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: .+\n)*\Z")
-        self.assertIn(log, result.err.decode())
-        self.assertEqual(log == "", result.err == b"")
-
-    def assert_refuses(self, arguments, status, log, **how):
-        """The result is this, and nothing has changed."""
-        before = self.state()
-        self.assert_deploys(arguments, status, log=log, **how)
-        self.assertEqual(self.state(), before)
-
-    def assert_verified(self, out, status=ALL_DONE, log="", arguments=()):
-        before = self.state()
-        self.assert_deploys(["--verify", *arguments], status, out, log)
-        self.assertEqual(self.state(), before)
+    def replace_tamsel(self, script):
+        """Puts a script of bash in the place of Tamsel. In it, `tamsel "$@"` is the real one."""
+        real = self.folder / "Tamsel"
+        shutil.copy(BUILD / "Tamsel", real)
+        (self.package / "Tamsel").write_text(
+            f"#!/bin/bash\ntamsel() {{ (exec -a '{STAGING}/Tamsel' '{real}' \"$@\"); }}\n"
+            + textwrap.dedent(script))
 
     def hold(self, sql):
-        """Another program that has done this with the database and does not let it go."""
+        """Another program that has done this with the database and does not let it go before the
+        returned function is called."""
         holder = subprocess.Popen(["sqlite3", self.database], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(holder.communicate)
         holder.stdin.write(sql.encode() + b"; SELECT 'held';\n")
         holder.stdin.flush()
         while holder.stdout.readline() not in (b"held\n", b""):
             pass
+        return holder.communicate
+
+    def hold_run_lock(self):
+        """Another run that has not come to its end before the returned function is called."""
+        self.own.mkdir(parents=True, exist_ok=True)
+        file = open(self.own / "lock", "ab")
+        self.addCleanup(file.close)
+        os.fchmod(file.fileno(), 0o600)
+        fcntl.flock(file, fcntl.LOCK_EX)
+        return file.close
+
+    def break_down(self):
+        """What a program leaves that breaks down while it is writing the database."""
+        journal = self.database.parent / "ExMan.db-journal"
+        connection = self.connect()
+        connection.execute("PRAGMA synchronous = OFF")
+        connection.execute("PRAGMA cache_size = 2")
+        connection.execute("BEGIN")
+        connection.execute("UPDATE Tb_XManConfig SET KeyName = hex(zeroblob(9999)) || KeyName")
+        left = self.database.read_bytes(), journal.read_bytes()
+        connection.execute("ROLLBACK")
+        connection.close()
+        self.database.write_bytes(left[0])
+        journal.write_bytes(left[1])
+
+    # What there is
+
+    def dump(self, database=None):
+        """All that is in a database, whatever its bytes are: the schema, and each table's rows with
+        their row numbers. It is read from a copy, since reading can change the files."""
+        database = database or self.database
+        with tempfile.TemporaryDirectory(dir=self.folder) as folder:
+            for suffix in ("", "-journal", "-wal"):
+                file = pathlib.Path(str(database) + suffix)
+                if file.exists():
+                    shutil.copy(file, pathlib.Path(folder, "copy" + suffix))
+            connection = sqlite3.connect(pathlib.Path(folder, "copy"))
+            try:
+                return self.contents(connection)
+            finally:
+                connection.close()
+
+    def contents(self, connection):
+        self.assertEqual(connection.execute("PRAGMA integrity_check").fetchall(), [("ok",)])
+        schema = connection.execute("SELECT type, name, sql FROM sqlite_master ORDER BY name").fetchall()
+        tables = {}
+        for kind, name, sql in schema:
+            if kind == "table":
+                numbered = "" if "WITHOUT ROWID" in sql.upper() else "rowid, "
+                tables[name] = sorted(connection.execute(f"SELECT {numbered}* FROM {name}"), key=repr)
+        return schema, tables
+
+    def state(self, folder=None):
+        """Everything that a run could change, below /Library or one of its folders."""
+        return {str(path): (oct(path.lstat().st_mode), self.content(path))
+                for path in (folder or self.private_library).rglob("*")}
+
+    @staticmethod
+    def content(path):
+        kind = stat.S_IFMT(path.lstat().st_mode)
+        if kind == stat.S_IFLNK:
+            return os.readlink(path)
+        return path.read_bytes() if kind == stat.S_IFREG else None
+
+    def lasting_state(self):
+        """The same, but for what every run leaves that has got as far as taking the lock."""
+        passing = {str(path) for path in (self.own, self.own / "lock", self.backups)}
+        return {path: found for path, found in self.state().items() if path not in passing}
+
+    def installed(self):
+        """What a registration that was put back leaves as it was: the database's content, the file,
+        and the names in both folders. The database is not the same byte by byte."""
+        file = self.state(self.configuration).get(str(self.copied))
+        names = [sorted(path.name for path in folder.iterdir())
+                 for folder in (self.configuration, self.database.parent)]
+        return self.dump(), file, names
+
+    def all_backups(self):
+        """The folders of the whole backups, oldest first."""
+        folders = self.backups.iterdir() if self.backups.exists() else []
+        return sorted((folder for folder in folders if NAME.fullmatch(folder.name) and self.notes(folder)),
+                      key=lambda folder: int(folder.name.partition("-")[0]))
+
+    @staticmethod
+    def notes(backup):
+        return [name for name in (OPEN, CLOSED, RESTORING) if (backup / name).is_file()]
+
+    def note(self, backup):
+        """The name of a backup's note and the lines in it."""
+        name, = self.notes(backup)
+        return name, (backup / name).read_text().splitlines()
+
+    # What has to be true
+
+    def assert_logged(self, err, *texts):
+        """The log has nothing but lines with times, and these texts in them."""
+        self.assertRegex(err, rb"\A(" + LINE + rb")*\Z")
+        for text in texts:
+            self.assertIn(text, err.decode())
+
+    def assert_deploys(self, arguments, status, out="", *log, **how):
+        """The result is this, and the log has these texts in it; a failure always says something."""
+        result = self.deploy(*arguments, **how)
+        self.assertEqual((result.out.decode(), result.status), (out, status), result.err.decode())
+        self.assert_logged(result.err, *log)
+        self.assertTrue(status == ALL_DONE or result.err)
+        return result
+
+    def assert_refuses(self, arguments, status, *log, out="", **how):
+        """The result is this, and nothing has changed. What only reads leaves no trace at all."""
+        state = self.state if {"--dry-run", "--verify", "--list"} & set(arguments) else self.lasting_state
+        before = state()
+        result = self.assert_deploys(arguments, status, out, *log, **how)
+        self.assertEqual(state(), before)
+        return result
+
+    def assert_puts_back(self, arguments, status, out, *log, **how):
+        """The result is this, everything is as it was, and the log says how to go back all the same."""
+        before = self.installed()
+        result = self.assert_deploys(arguments, status, out, *log, **how)
+        self.assertEqual(self.installed(), before)
+        self.assertEqual(sorted(path.name for path in self.own.iterdir()), ["Backups", "lock"])
+        self.assertTrue(result.err.decode().endswith(back(self.all_backups()[-1].name)), result.err.decode())
+        return result
+
+    def assert_verified(self, out, status=ALL_DONE, *log, arguments=()):
+        self.assert_refuses(["--verify", *arguments], status, *log, out=out)
+
+    def deploy_once(self, *arguments):
+        """A registration of INDESIGN; returns the folder of the backup that it made."""
+        before = self.all_backups()
+        self.assert_deploys([*arguments, INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
+        new, = set(self.all_backups()) - set(before)
+        return new
