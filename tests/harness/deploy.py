@@ -21,6 +21,7 @@ APPLICATIONS = ("Adobe InCopy CC 2019", "Adobe InCopy CC 2019 Win64", "Adobe InD
                 "Adobe InDesign CC 2019 Win64", "Adobe InCopy 2020", "Adobe InCopy 2020 Win64",
                 "Adobe InDesign 2020", "Adobe InDesign 2020 Win64")
 OWN = "/Library/Application Support/Tamsel"
+VERSION = "1.0.2"
 BACKUPS = OWN + "/Backups"
 LOCK = OWN + "/lock"
 STAGING = OWN + "/staging"
