@@ -145,11 +145,11 @@ class Order(BackupTest):
 
 
 class Keeping(BackupTest):
-    def test_the_first_one_and_the_five_newest_others(self):
+    def test_the_first_one_the_last_one_and_the_five_newest_others(self):
         for number in range(9):
             self.unregister(number)
             self.deploy()
-        self.assertEqual(self.numbers(), [1, 5, 6, 7, 8, 9])
+        self.assertEqual(self.numbers(), [1, 4, 5, 6, 7, 8, 9])
 
     def test_failing_runs_push_nothing_out(self):
         content = self.dump()
@@ -192,7 +192,7 @@ class Keeping(BackupTest):
             self.deploy()
         after = self.state(self.backups)
         self.assertEqual({path: after.get(path) for path in before}, before)
-        self.assertEqual(len(self.deploy("--list").out.splitlines()), 6)
+        self.assertEqual(len(self.deploy("--list").out.splitlines()), 7)
         for name in foreign:
             self.assertEqual(self.deploy("--restore", name).status, 9, name)
 
@@ -227,8 +227,8 @@ class EqualStates(BackupTest):
         self.deploy()
         for number, differ in enumerate((
                 lambda: self.change("INSERT INTO Tb_XManConfig VALUES (12, 'x', '1')"),
-                lambda: self.change("UPDATE Tb_XManConfig SET KeyValue = 1 WHERE KeyName = 'x'"),
-                lambda: self.change("UPDATE Tb_XManConfig SET KeyValue = x'31' WHERE KeyName = 'x'"),
+                lambda: self.change("UPDATE Tb_XManConfig SET KeyValue = 2 WHERE KeyName = 'x'"),
+                lambda: self.change("UPDATE Tb_XManConfig SET KeyValue = x'32' WHERE KeyName = 'x'"),
                 lambda: self.change("UPDATE Tb_XManConfig SET rowid = 4000 WHERE KeyName = 'x'"),
                 lambda: self.change("CREATE TABLE Other (a)"), lambda: self.copied.write_bytes(b"x"),
                 self.copied.unlink, lambda: self.copied.write_bytes(b""))):

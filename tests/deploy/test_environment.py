@@ -1,8 +1,6 @@
 """What tamsel-deploy takes from its surroundings, and what Tamsel gets from it."""
 
-import os
 import re
-import shutil
 import stat
 
 from harness.deploy import ALL_DONE, INDESIGN, STAGING, DeployTest
@@ -39,9 +37,10 @@ class OfTamsel(DeployTest):
         self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
 
     def test_signals_have_their_usual_effect(self):
+        # Those from 1 to 31; others belong to the C library.
         seen = self.seen_by_tamsel("grep -E '^Sig(Blk|Ign)' /proc/self/status", before=[
             "bash", "-c", "trap '' HUP INT TERM PIPE USR1 QUIT XFSZ; exec \"$@\"", "bash"])
-        self.assertEqual(re.findall(rb"\t(\w+)", seen), [b"0" * 16] * 2)
+        self.assertEqual([int(mask, 16) & 0x7FFFFFFF for mask in re.findall(rb"\t(\w+)", seen)], [0, 0])
 
     def test_what_it_makes_everybody_may_read(self):
         seen = self.seen_by_tamsel("umask", before=["sh", "-c", 'umask 077; exec "$@"', "sh"])
@@ -93,7 +92,7 @@ class Installation(DeployTest):
                 moved.parent.mkdir()
                 self.package = self.package.rename(moved)
                 self.copied.unlink(missing_ok=True)
-                self.deploy_once()
+                self.assert_deploys([INDESIGN], ALL_DONE, REGISTERED)
                 self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
         self.assertFalse(list(self.folder.glob("**/x")))
 
@@ -114,12 +113,7 @@ class Installation(DeployTest):
         self.assert_deploys([INDESIGN], ALL_DONE, REGISTERED, before=[
             "sh", "-c", f'cd "{gone}" && rmdir "{gone}" && exec "$@"', "sh"])
 
-    def test_the_file_beside_it_may_be_a_link_or_read_only(self):
-        file = self.package / "Resources" / "XManConfigV2.xml"
-        shutil.move(file, self.folder / "elsewhere.xml")
-        file.symlink_to(self.folder / "elsewhere.xml")
-        (self.folder / "elsewhere.xml").chmod(0o444)
+    def test_the_file_beside_it_may_have_any_mode(self):
+        (self.package / "Resources" / "XManConfigV2.xml").chmod(0o400)
         self.deploy_once()
-        self.assertTrue(self.copied.is_file() and not self.copied.is_symlink())
-        self.assertTrue(os.access(self.copied, os.W_OK))
         self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o644)

@@ -3,7 +3,7 @@
 import os
 import shutil
 
-from harness.deploy import (ALL_DONE, DAMAGED, INDESIGN, NOT_RESTORED, NO_BACKUP, NO_FILE, OLD_FILE,
+from harness.deploy import (ALL_DONE, DAMAGED, INDESIGN, NO_BACKUP, NO_FILE, OLD_FILE,
                             DeployTest)
 
 FAILED = f"failed: {INDESIGN}\n"
@@ -106,15 +106,6 @@ class Links(DeployTest):
         self.assertEqual([path.read_bytes() for path in self.theirs.iterdir()], [b"theirs"])
         self.assertEqual(sorted(path.name for path in self.configuration.iterdir()),
                          ["DB", "XManConfigV2.xml"])
-
-    def test_in_a_backup(self):
-        backup = self.deploy_once()
-        for name in ("ExMan.db", "XManConfigV2.xml"):
-            (backup / name).rename(self.folder / name)
-            (backup / name).symlink_to(self.folder / name)
-            self.assert_refuses(["--restore"], NOT_RESTORED)
-            (backup / name).unlink()
-            (self.folder / name).rename(backup / name)
 
     def test_above_them_a_link_is_followed(self):
         for path in (self.configuration, self.database.parent):

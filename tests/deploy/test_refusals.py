@@ -105,6 +105,8 @@ class AfterTheApplications(RefusalTest):
         self.assert_all_refuse([[INDESIGN], ["--dry-run", INDESIGN], []], status, *log, out=FAILED, **how)
 
     def test_another_run(self):
+        self.deploy_once()
+        self.change("DELETE FROM Tb_XManConfig WHERE ProdID = 190")
         self.hold_run_lock()
         self.assert_all_refuse([[INDESIGN], []], ANOTHER_RUN, "another run", out=FAILED)
         self.assert_all_refuse([["--restore"]], ANOTHER_RUN, "another run")

@@ -19,14 +19,14 @@ class SignalTest(DeployTest):
         super().setUp()
         self.add_applications(INDESIGN)
         self.copied.write_bytes(OLD_FILE)
-        self.content = self.installed()
+        self.before = self.installed()
 
     def assert_dies(self, name, out, *arguments, **how):
         """A run that dies by a signal, with everything as it was."""
         result = self.deploy(*arguments, before=FATE, **how)
         number = getattr(signal, "SIG" + name)
         self.assertEqual(result.out.decode(), f"{out}{-number}\n", result.err)
-        self.assertEqual(self.installed(), self.content)
+        self.assertEqual(self.installed(), self.before)
         self.assert_logged(result.err)
         return result
 
@@ -67,7 +67,7 @@ class WhileTamselRuns(SignalTest):
         self.replace_tamsel(f'tamsel "$@"; kill -TERM $PPID; kill -TERM $PPID; kill -INT $PPID; {HANG}')
         result = self.deploy(INDESIGN, before=FATE)
         self.assertIn(result.out.decode(), [f"failed: {INDESIGN}\n{-number}\n" for number in (2, 15)])
-        self.assertEqual(self.installed(), self.content)
+        self.assertEqual(self.installed(), self.before)
 
     def test_the_next_run_completes_the_registration(self):
         self.replace_tamsel(f'tamsel "$@"; kill -INT $PPID; {HANG}')
@@ -116,4 +116,4 @@ class AtOtherTimes(SignalTest):
             "inject=flock:signal=TERM:when=1"])
         self.assertEqual(result.status, 128 + signal.SIGTERM)
         self.assertIn(result.out.decode(), ("", f"restored: {backup.name}\n"))
-        self.assertEqual(self.installed() == self.content, result.out != b"")
+        self.assertEqual(self.installed() == self.before, result.out != b"")
