@@ -24,7 +24,7 @@ class Links(DeployTest):
 
     def assert_not_followed(self, commands, status, out=""):
         def content():
-            return self.content(self.theirs) if self.theirs.is_file() else self.state(self.theirs)
+            return self.content_of(self.theirs) if self.theirs.is_file() else self.state(self.theirs)
         before = content()
         for arguments in commands:
             with self.subTest(arguments):

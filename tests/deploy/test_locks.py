@@ -34,7 +34,7 @@ class LockTest(DeployTest):
         """A run that meets a lock, which is let go then."""
         self.need("strace")
         process = self.start(*arguments, "--wait", "600", bufsize=0, before=[
-            "strace", "-qq", "-e", "trace=flock,fcntl", "-e", "signal=none"])
+            "strace", "-f", "-qq", "-e", "trace=flock,fcntl", "-e", "signal=none"])
         for line in process.stderr:
             if b"EAGAIN" in line:
                 break
@@ -201,19 +201,31 @@ class StoppedByALock(LockTest):
 class NotPutBack(LockTest):
     """What cannot be put back is led back by the next run, of whatever applications."""
 
-    def test_another_program_that_holds_the_database_by_then(self):
-        content = self.installed()
-        self.replace_tamsel(
-            f'sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"\n'
-            f'coproc setsid sqlite3 "{DATABASE}" 2>/dev/null\n'
-            """echo "BEGIN EXCLUSIVE; SELECT 'held';" >&"${COPROC[1]}"\n"""
-            # Neither this shell's end nor the run's ends the other program: it waits for a word.
-            'read -ru "${COPROC[0]}"; setsid sleep 60 >&"${COPROC[1]}" 2>/dev/null & exit 1')
+    def test_the_next_run_leads_back(self):
+        before = self.installed()
+        self.database.chmod(0o644)
+        self.replace_tamsel(f'sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"\n'
+                            f'chmod 444 "{DATABASE}"; exit 1')
         result = self.assert_deploys([INDESIGN, "--wait", "0"], NOT_RESTORED, FAILED)
-        self.assertEqual(self.note(self.all_backups()[-1])[0], OPEN)
-        self.assertTrue(result.err.decode().endswith(back(self.all_backups()[-1].name)))
+        failed, = self.all_backups()
+        self.assertEqual(self.note(failed), (OPEN, [INDESIGN]))
+        self.assertTrue(result.err.decode().endswith(back(failed.name)))
+        self.database.chmod(0o644)
+        self.assertNotEqual(self.installed(), before)
         self.replace_tamsel("exit 1")
         self.add_applications("/Applications/Adobe InCopy 2020.app")
         self.deploy("/Applications/Adobe InCopy 2020.app")
-        self.assertEqual(self.installed(), content)
-        self.assertNotIn(OPEN, [self.note(backup)[0] for backup in self.all_backups()])
+        self.assertEqual(self.installed(), before)
+        self.assertEqual(self.note(failed)[0], CLOSED)
+
+    def test_restoring_leads_back_too(self):
+        before = self.installed()
+        self.database.chmod(0o644)
+        self.replace_tamsel(f'sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"\n'
+                            f'chmod 444 "{DATABASE}"; exit 1')
+        self.assert_deploys([INDESIGN, "--wait", "0"], NOT_RESTORED, FAILED)
+        self.database.chmod(0o644)
+        failed = self.all_backups()[0]
+        self.assert_deploys(["--restore"], ALL_DONE, f"restored: {failed.name}\n")
+        self.assertEqual(self.installed(), before)
+        self.assertEqual(self.note(failed)[0], CLOSED)

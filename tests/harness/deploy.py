@@ -181,11 +181,11 @@ class DeployTest(PackageTest):
 
     def state(self, folder=None):
         """Everything that a run could change, below /Library or one of its folders."""
-        return {str(path): (oct(path.lstat().st_mode), self.content(path))
+        return {str(path): (oct(path.lstat().st_mode), self.content_of(path))
                 for path in (folder or self.private_library).rglob("*")}
 
     @staticmethod
-    def content(path):
+    def content_of(path):
         kind = stat.S_IFMT(path.lstat().st_mode)
         if kind == stat.S_IFLNK:
             return os.readlink(path)
