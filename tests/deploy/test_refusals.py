@@ -112,7 +112,7 @@ class AfterTheApplications(RefusalTest):
         self.assert_all_refuse([["--restore"]], ANOTHER_RUN, "another run")
         self.assert_refuses(["--dry-run"], ALL_DONE, out=f"would register: {INDESIGN}\n")
         self.assert_verified(f"not registered: {INDESIGN}\n", NOT_REGISTERED)
-        self.assert_deploys(["--list"], ALL_DONE)
+        self.assertEqual(self.deploy("--list").status, ALL_DONE)
 
     def test_a_folder_of_backups_that_is_none(self):
         self.own.mkdir(parents=True)
@@ -190,6 +190,21 @@ class AfterTheApplications(RefusalTest):
 
     def test_a_volume_that_may_not_be_written(self):
         self.assert_both_refuse(NOT_REGISTERED, options=["--read-only", CONFIGURATION])
+
+    def test_a_folder_of_the_database_that_may_not_be_written(self):
+        """A journal could not be made in it."""
+        self.database.parent.chmod(0o555)
+        self.addCleanup(self.database.parent.chmod, 0o755)
+        self.assert_both_refuse(NOT_REGISTERED)
+
+    def test_a_folder_of_the_file_that_may_not_be_written(self):
+        self.configuration.chmod(0o555)
+        self.addCleanup(self.configuration.chmod, 0o755)
+        for arguments in ([INDESIGN], ["--dry-run", INDESIGN]):
+            before = self.installed()
+            result = self.deploy(*arguments)
+            self.assertIn((result.out.decode(), result.status), [(FAILED, NO_FILE), (FAILED, NOT_REGISTERED)])
+            self.assertEqual(self.installed(), before)
 
     def test_the_first_failure_gives_the_status(self):
         arguments = ["/missing.app", INDESIGN, "/Applications", INCOPY]

@@ -136,15 +136,14 @@ class Help(DeployTest):
 
     def test_the_help_has_every_status_in_its_words(self):
         self.assertEqual(self.statuses(), {
-            0: "every application is registered; with --dry-run, nothing stands in the way; with --restore,"
-               " restored",
+            0: "every application is registered; nothing stands in the way; restored",
             1: "at least one application is not registered; it is as it was before",
             2: "wrong usage",
             3: "root is needed, to write or to read",
             4: "the Extension Manager is running",
             5: "there is no Extension Manager: no database",
-            6: "no application found; or one missing, not supported, given twice, or with a quote or a"
-               " line break in its path",
+            6: "no application found; or one missing, not supported, given twice, with a quote or a line"
+               " break in its path",
             7: "no backup could be made; nothing was changed",
             8: "XManConfigV2.xml is missing, or with --replace-file not the one that comes with Tamsel",
             9: "not restored, what was there is still there; or not put back",
