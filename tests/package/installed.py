@@ -1,0 +1,44 @@
+"""A Mac on which the package has been installed, and on which a management tool runs its scripts."""
+
+import shutil
+
+from harness.deploy import INDESIGN, DeployTest
+from harness.package import ROOT, run
+
+
+class InstalledTest(DeployTest):
+    """A Mac with an application that is not registered."""
+
+    def setUp(self):
+        super().setUp()
+        self.local = self.folder / "root" / "usr" / "local"
+        self.libexec = self.local / "libexec" / "tamsel"
+        self.program = self.libexec / "tamsel-deploy"
+        self.install()
+        self.add_applications(INDESIGN)
+
+    def install(self):
+        run(self.package / "install", "--root", self.folder / "root")
+
+    def run_script(self, name, *arguments, options=()):
+        """Runs a script of packaging as management tools do: a copy of it, by itself and as root."""
+        copy = self.folder / "script"
+        shutil.copyfile(ROOT / "packaging" / name, copy)
+        copy.chmod(0o700)
+        return self.run_inside(copy, *arguments, options=[
+            *self.inside_options(options), "--bind", self.local, "/usr/local"])
+
+    def replace_program(self, script):
+        """Puts a script of sh in the place of tamsel-deploy. In it, `$real` is the real one."""
+        real = self.program.with_name("real")
+        if not real.exists():
+            self.program.rename(real)
+        self.program.write_text("#!/bin/sh\nreal=${0%/*}/real\n" + script + "\n")
+        self.program.chmod(0o755)
+
+    def without_waiting(self):
+        """Keeps a test from waiting where a script lets the program wait."""
+        self.replace_program('case "$*" in *--wait*) ;; *) set -- --wait 0 "$@" ;; esac; exec $real "$@"')
+
+    def end_verification_with(self, status):
+        self.replace_program(f'[ "$1" != --verify ] || exit {status}\nexec $real "$@"')
