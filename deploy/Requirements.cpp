@@ -96,6 +96,10 @@ void RequireWritable(const Patience& patience) {
         sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
                           nullptr); // NOLINT
         database.Execute("BEGIN IMMEDIATE; ROLLBACK");
+        // Which SQLite grants a database that it has opened for reading only, too.
+        if (sqlite3_db_readonly(database.Handle(), "main") != 0) {
+            throw Failure(Status::NotRegistered, what + ": it may be read only");
+        }
     } catch (const DatabaseError& error) {
         if (error.Code() == SQLITE_READONLY) {
             throw Failure(Status::NotRegistered, what + ": " + error.what());

@@ -131,7 +131,7 @@ Backup FindBackup(const std::vector<std::string>& words, const Patience& patienc
                                                    ? "there is no backup"
                                                    : "there is no backup " + words.front());
         }
-        if (!found->IsPlain() && !IsSound(found->Database(), patience)) {
+        if (!found->IsPlain() && !IsSound(found->Database(), IMMUTABLE, patience)) {
             throw Failure(Status::NotRestored, found->Folder() + " is damaged");
         }
         return *found;

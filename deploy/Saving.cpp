@@ -43,7 +43,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
     }
     try {
         CopyDatabase(READONLY, folder + "/ExMan.db", patience);
-        if (IsSound(folder + "/ExMan.db", patience)) {
+        if (IsSound(folder + "/ExMan.db", IMMUTABLE, patience)) {
             return false;
         }
     } catch (const DatabaseError&) {
@@ -55,10 +55,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
 
 void SaveSound(const std::string& folder, const Patience& patience) {
     CopyDatabase(READWRITE, folder + "/ExMan.db", patience);
-    if (!IsSound(folder + "/ExMan.db", patience)) {
-        throw Failure(Status::NotTheDatabase,
-                      "the database is damaged, or not the Extension Manager's");
-    }
+    RequireSound(IsSound(folder + "/ExMan.db", IMMUTABLE, patience));
 }
 
 void WriteNote(const Backup& backup, const std::string& note) {
@@ -127,10 +124,17 @@ void Rewrite(const Backup& backup) {
     RemoveUnfinished();
 }
 
-bool IsSound(const std::string& path, const Patience& patience) {
-    Database database(path, IMMUTABLE, patience);
+bool IsSound(const std::string& path, std::string_view how, const Patience& patience) {
+    Database database(path, how, patience);
     return database.Value("PRAGMA integrity_check") == "ok"
            && database.Value("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN"
                              " ('Tb_ProductInfoV2', 'Tb_XManConfig')")
                   == "2";
+}
+
+void RequireSound(bool isSound) {
+    if (!isSound) {
+        throw Failure(Status::NotTheDatabase,
+                      "the database is damaged, or not the Extension Manager's");
+    }
 }

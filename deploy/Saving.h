@@ -15,5 +15,9 @@ Backup Save(Why why, const std::vector<std::string>& what, const Patience& patie
 // Puts another note in the place of a backup's, at once.
 void Rewrite(const Backup& backup);
 
-// Whether the database at the path is sound and has the tables that Tamsel writes.
-bool IsSound(const std::string& path, const Patience& patience);
+// Whether the database at the path is sound and has the tables that Tamsel writes. How is IMMUTABLE
+// for one in a backup.
+bool IsSound(const std::string& path, std::string_view how, const Patience& patience);
+
+// Throws a Failure with Status::NotTheDatabase where the Extension Manager's is not sound.
+void RequireSound(bool isSound);

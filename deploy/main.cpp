@@ -7,6 +7,7 @@
 #include "Database.h"
 #include "Inspection.h"
 #include "Options.h"
+#include "Places.h"
 #include "Recovery.h"
 #include "Registrar.h"
 #include "Report.h"
@@ -146,6 +147,7 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
         Register(waiting, registrar, patience, report);
     } else if (!waiting.empty()) {
         RequireWritable(patience);
+        RequireSound(IsSound(DATABASE, READONLY, patience));
         RequireRoom();
         for (Application* application : waiting) {
             application->Settle("would register");
