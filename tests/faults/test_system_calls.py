@@ -6,6 +6,7 @@ NOTHING = Claims(False, False)
 KILLED = 128 + 9
 
 
+@slow
 class Crash(FaultTest):
     """The program is killed before each of its system calls."""
 
@@ -20,17 +21,14 @@ class Crash(FaultTest):
         self.assert_sound(NOTHING)
 
 
-@slow
 class CrashOfARepair(Crash):
     repair = True
 
 
-@slow
 class CrashWithAWriteAheadLog(Crash):
     journal = "wal"
 
 
-@slow
 class CrashOfARepairWithAWriteAheadLog(Crash):
     journal = "wal"
     repair = True
@@ -63,15 +61,12 @@ class Failure(FaultTest):
     def test_input_and_output_error_at_every_call_with_files(self):
         self.fail("EIO", "%file,%desc")
 
-    @slow
     def test_no_space_at_every_call_that_may_need_some(self):
         self.fail("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,mmap")
 
-    @slow
     def test_no_permission_at_every_call_that_may_need_it(self):
         self.fail("EACCES", "%file,fcntl")
 
-    @slow
     def test_interruption_of_every_call_that_may_wait(self):
         self.fail("EINTR", "openat,read,pread64,pwrite64,write,fcntl,fdatasync,ftruncate,close,wait4")
 
