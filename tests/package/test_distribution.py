@@ -167,6 +167,8 @@ class Distribution(TreeTest):
 
 class Release(TreeTest):
     def test_publishes_the_archive_with_its_changes(self):
+        (self.tree / "CHANGELOG.md").write_text(
+            f"# Changes\n\n## {VERSION} – today\n\n- New.\n\n## 0.9 – long ago\n\n- Old.\n")
         finished, calls = self.call("packaging/release", f"v{VERSION}")
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
         self.assertEqual(calls, [
