@@ -59,10 +59,10 @@ class InstallTools(ToolsTest):
     def test_what_is_missing(self):
         self.put("brew", BREW)
         self.assert_installed(["build", "test", "check"],
-                              ["brew install --quiet cmake googletest llvm shellcheck"])
+                              ["brew install --quiet cmake googletest flake8 llvm shellcheck"])
 
     def test_not_what_is_in_the_search_path(self):
-        for name in ("cmake", "gcovr", "shellcheck", "clang-format", "clang-tidy"):
+        for name in ("cmake", "flake8", "gcovr", "shellcheck", "clang-format", "clang-tidy"):
             self.put(name, "")
         self.put("c++", "#!/bin/sh\ntest \"$*\" = '-std=c++17 -E -x c++ -'\n")
         for present in (False, True):
@@ -70,8 +70,8 @@ class InstallTools(ToolsTest):
             self.put("brew", BREW)
 
     def test_not_what_homebrew_keeps_out_of_it(self):
-        self.put("cmake", "")
-        self.put("shellcheck", "")
+        for name in ("cmake", "flake8", "shellcheck"):
+            self.put(name, "")
         self.put("brew", BREW)
         self.assert_installed(["test"], [], BREW_HAS="googletest")
         self.assert_installed(["check"], [], BREW_HAS="llvm")
@@ -86,7 +86,7 @@ class Check(ToolsTest):
             if not path.name.startswith("clang"):
                 (system / path.name).symlink_to(path)
         self.put("brew", BREW)
-        for name in ("cmake", "shellcheck"):
+        for name in ("cmake", "flake8", "shellcheck"):
             self.put(name, "#!/bin/sh\n")
         for name in ("clang-format", "clang-tidy", "cmake"):
             self.put(name, '#!/bin/sh\necho "keg ${0##*/}" >>"$CALLS"\n', keg / "bin")
