@@ -37,10 +37,10 @@ public:
         sigset_t none;
         sigset_t all;
         sigemptyset(&none);
-        sigemptyset(&all);
-        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ, SIGQUIT}) {
-            sigaddset(&all, number);
-        }
+        sigfillset(&all);
+        // Whose effect cannot be changed.
+        sigdelset(&all, SIGKILL);
+        sigdelset(&all, SIGSTOP);
         posix_spawnattr_setsigmask(&attributes, &none);
         posix_spawnattr_setsigdefault(&attributes, &all);
         posix_spawnattr_setpgroup(&attributes, 0);

@@ -116,7 +116,9 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
     } else if (options.command == Command::DryRun) {
         CheckBackups(false);
     }
-    CheckFile();
+    if (options.command != Command::Verify) {
+        CheckFile();
+    }
     if (registers) {
         RequireWritable(patience);
     }

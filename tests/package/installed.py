@@ -3,7 +3,8 @@
 import shutil
 
 from harness.deploy import INDESIGN, DeployTest
-from harness.package import ROOT, run
+from harness.machine import ROOT
+from harness.package import run
 
 
 class InstalledTest(DeployTest):

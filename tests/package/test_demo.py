@@ -4,8 +4,7 @@ import os
 import pty
 import shutil
 
-from harness.machine import BUILD, NO_SANDBOX
-from harness.package import ROOT
+from harness.machine import BUILD, NO_SANDBOX, ROOT
 from package.macos import MANAGER, MacTest
 
 QUESTION = """\

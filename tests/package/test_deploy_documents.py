@@ -5,8 +5,7 @@ import re
 import subprocess
 
 from harness.deploy import DeployTest
-from harness.machine import BUILD, MachineTest
-from harness.package import ROOT
+from harness.machine import BUILD, ROOT, MachineTest
 from harness.registration import INDESIGN
 
 PAGE = ROOT / "man" / "tamsel-deploy.8"

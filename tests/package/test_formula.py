@@ -7,7 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
-from harness.package import ROOT, run
+from harness.machine import ROOT
+from harness.package import run
 
 BREW = """\
 #!/bin/sh

@@ -4,8 +4,8 @@ import resource
 import stat
 import subprocess
 
-from harness.machine import BUILD, expected
-from harness.package import ROOT, PackageTest, run
+from harness.machine import BUILD, ROOT, expected
+from harness.package import PackageTest, run
 from harness.registration import INDESIGN
 
 TREE = """\

@@ -10,8 +10,7 @@ import tempfile
 import unittest
 import unittest.mock
 
-from harness.machine import MachineTest
-from harness.package import ROOT
+from harness.machine import ROOT, MachineTest
 
 SCRIPTS = sorted(path for folder in (".ci", ".github", "scripts", "packaging")
                  for path in (ROOT / folder).rglob("*") if path.is_file() and path.stat().st_mode & 0o100)

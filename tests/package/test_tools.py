@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness.package import ROOT
+from harness.machine import ROOT
 
 BREW = """\
 #!/bin/sh

@@ -3,8 +3,7 @@ others that of its tools and of tamsel-deploy."""
 
 import shutil
 
-from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX
-from harness.package import ROOT
+from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX, ROOT
 from package.archive import NAME, ArchiveTest
 from package.macos import MANAGER, MacTest
 

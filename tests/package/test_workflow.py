@@ -4,8 +4,7 @@ import os
 import re
 import subprocess
 
-from harness.machine import MachineTest
-from harness.package import ROOT
+from harness.machine import ROOT, MachineTest
 
 WORKFLOW = (ROOT / ".github" / "workflows" / "build.yml").read_text()
 # What the steps start besides scripts of the tree.
