@@ -23,7 +23,10 @@ bool IsSame(const char* one, const char* other) {
 std::string WorkingFolder() {
     const char* shells = std::getenv("PWD");
     if (shells != nullptr && *shells == '/' && IsSame(shells, ".")) {
-        return shells;
+        const std::string path = shells + std::string("/");
+        if (path.find("/./") == std::string::npos && path.find("/../") == std::string::npos) {
+            return path;
+        }
     }
     std::array<char, PATH_MAX> buffer{};
     return getcwd(buffer.data(), buffer.size()) == nullptr ? "" : buffer.data();
@@ -41,7 +44,7 @@ std::string Normalised(const std::string& path) {
             result += "/" + name;
         }
     }
-    return result;
+    return result.empty() ? "/" : result;
 }
 
 bool IsFolder(const std::string& path) {

@@ -11,6 +11,11 @@ namespace {
 const std::string NEWFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-new";
 const std::string OLDFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-old";
 
+void PutInPlace(const std::string& path, const struct stat& like) {
+    CopyFile(path, NEWFILE, like);
+    Rename(NEWFILE, INSTALLEDFILE);
+}
+
 } // namespace
 
 void CheckFile() {
@@ -29,23 +34,17 @@ bool IsFileLike(const std::string& path) {
     return HasFile() && KindOf(path) == Kind::File && ReadFile(INSTALLEDFILE) == ReadFile(path);
 }
 
-void FileChange::SetAside() {
+void FileChange::Begin() {
     RemoveUnfinishedFiles();
     wasThere = HasFile();
     if (wasThere) {
         // A second name, which takes no room and keeps all that the file has.
         Checked(link(INSTALLEDFILE.c_str(), OLDFILE.c_str()), OLDFILE);
     }
-}
-
-void FileChange::PutInPlace(const std::string& path, const struct stat& like) {
-    CopyFile(path, NEWFILE, like);
-    isChanged = true;
-    Rename(NEWFILE, INSTALLEDFILE);
+    hasBegun = true;
 }
 
 void FileChange::Replace(const std::string& path) {
-    SetAside();
     struct stat like {};
     like.st_uid = geteuid();
     like.st_gid = getegid();
@@ -54,26 +53,20 @@ void FileChange::Replace(const std::string& path) {
 }
 
 void FileChange::Restore(const std::string& path) {
-    if (KindOf(path) == Kind::File) {
-        if (!IsFileLike(path)) {
-            SetAside();
-            PutInPlace(path, StatusOf(path));
-        }
-    } else if (HasFile()) {
-        SetAside();
-        isChanged = true;
+    const bool wasSaved = KindOf(path) == Kind::File;
+    if (wasSaved && !IsFileLike(path)) {
+        PutInPlace(path, StatusOf(path));
+    } else if (!wasSaved && HasFile()) {
         RemoveFile(INSTALLEDFILE);
         Sync(CONFIGURATION);
     }
 }
 
 void FileChange::TakeBack() {
-    if (isChanged && wasThere) {
-        // The change itself may be what failed.
-        if (!HasFile() || StatusOf(OLDFILE).st_ino != StatusOf(INSTALLEDFILE).st_ino) {
-            Rename(OLDFILE, INSTALLEDFILE);
-        }
-    } else if (isChanged) {
+    if (hasBegun && wasThere
+        && (!HasFile() || StatusOf(OLDFILE).st_ino != StatusOf(INSTALLEDFILE).st_ino)) {
+        Rename(OLDFILE, INSTALLEDFILE);
+    } else if (hasBegun && !wasThere) {
         RemoveFile(INSTALLEDFILE);
         Sync(CONFIGURATION);
     }
@@ -81,7 +74,7 @@ void FileChange::TakeBack() {
 }
 
 void FileChange::Keep() {
-    isChanged = false;
+    hasBegun = false;
     RemoveUnfinishedFiles();
 }
 

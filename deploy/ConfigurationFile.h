@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <sys/stat.h>
 
 // XManConfigV2.xml in the Extension Manager's folder. It is whole at every moment: it changes by a
 // rename, and what it was before stays at hand under another name until the change is kept.
@@ -18,22 +17,21 @@ bool IsFileLike(const std::string& path);
 
 class FileChange {
 public:
+    // Holds fast what is there now.
+    void Begin();
     // The file becomes a copy of the one at this path, with the owner and mode of the one that is
     // there; where there is none, it is root's and everybody may read it.
     void Replace(const std::string& path);
     // The file becomes what was saved at this path, owner and mode included; where nothing was
     // saved, it goes. Nothing happens where it is that already.
     void Restore(const std::string& path);
-    // It is again what it was before the change, with nothing copied. Does nothing where it was not
-    // changed, or where the change is kept already.
+    // The file is again what it was at the beginning, with nothing copied.
     void TakeBack();
+    // It stays as it is now.
     void Keep();
 
 private:
-    void SetAside();
-    void PutInPlace(const std::string& path, const struct stat& like);
-
-    bool isChanged = false;
+    bool hasBegun = false;
     bool wasThere = false;
 };
 

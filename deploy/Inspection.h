@@ -26,6 +26,9 @@ public:
     // nothing is lost when the backup's rows take their place.
     bool IsExplained(const Application& application, const Backup& backup);
 
+    // Ends a READONLY look, so that the database is free.
+    void End() { memory.Execute("COMMIT"); }
+
     // Whether the tables have a key that rows of two products can share, so that one product's rows
     // can displace another's.
     bool CanDisplace();

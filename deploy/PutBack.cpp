@@ -3,10 +3,12 @@
 #include "Database.h"
 #include "Places.h"
 
+#include <stdexcept>
 #include <vector>
 
 namespace {
 
+const std::string PLACE = "_rowid_";
 constexpr const char* TABLES[] = {"Tb_ProductInfoV2", "Tb_XManConfig"};
 
 // One of the two tables, in the database (main) and in the backup (saved).
@@ -18,25 +20,13 @@ public:
                          "SELECT '\"' || replace(name, '\"', '\"\"') || '\"'"
                          " FROM pragma_table_info(?)",
                          {name});
+        int parameter = 1; // the first one is the row's place
         while (column.Next()) {
-            columns += (columns.empty() ? "" : ", ") + column.Text(0);
-            parameters += parameters.empty() ? "?" : ", ?";
+            const std::string text = column.Text(0);
+            columns += ", " + text;
+            parameters += ", ?" + std::to_string(++parameter);
+            isSame += " AND theirs." + text + " IS ours." + text;
         }
-    }
-
-    // The rows of others that had to go for the product's.
-    std::vector<Row> Displaced() {
-        std::vector<Row> displaced;
-        for (Row& row : Lost()) {
-            // One that could come back right now has been removed by somebody else.
-            itsDatabase.Execute("SAVEPOINT trial");
-            const bool comesBack = Insert(row);
-            itsDatabase.Execute("ROLLBACK TO trial; RELEASE trial");
-            if (!comesBack) {
-                displaced.push_back(std::move(row));
-            }
-        }
-        return displaced;
     }
 
     // Whether the product's rows are those of the backup, in the same order.
@@ -47,67 +37,86 @@ public:
         return YieldSame(rows, saved) && Displaced().empty();
     }
 
+    // The rows of others that had to go for the product's.
+    std::vector<Row> Displaced() {
+        std::vector<Row> displaced;
+        for (Row& row : Lost()) {
+            // One that could come back right now has been removed by somebody else.
+            itsDatabase.Execute("SAVEPOINT trial");
+            const bool comesBack = Insert(row, false);
+            itsDatabase.Execute("ROLLBACK TO trial; RELEASE trial");
+            if (!comesBack) {
+                displaced.push_back(std::move(row));
+            }
+        }
+        return displaced;
+    }
+
     void PutBack() {
         const std::vector<Row> displaced = Displaced();
         Statement(itsDatabase, "DELETE FROM main." + itsName + " WHERE ProdID = ?", {itsNumber})
             .Next();
-        InsertSaved();
+        for (const Row& row : Rows("ProdID = ?1")) {
+            // In its old place, where the table has places and nobody has taken it.
+            if (!Insert(row, true) && !Insert(row, false)) {
+                throw std::runtime_error("another row is in the place of " + itsNumber);
+            }
+        }
         for (const Row& row : displaced) {
-            Insert(row);
+            Insert(row, true);
         }
     }
 
 private:
-    // The rows of others that are in the backup and no longer in the database.
-    std::vector<Row> Lost() {
-        const std::string select = "SELECT " + columns + " FROM ";
-        const std::string where = itsName + " WHERE ProdID IS NOT ?1";
+    // Rows of the backup, the place of each before its columns.
+    std::vector<Row> Rows(const std::string& where) {
         Statement rows(itsDatabase,
-                       select + "saved." + where + " EXCEPT " + select + "main." + where,
+                       "SELECT " + (HasPlaces() ? PLACE : "NULL") + columns + " FROM saved."
+                           + itsName + " AS ours WHERE " + where,
                        {itsNumber});
-        std::vector<Row> lost;
+        std::vector<Row> found;
         while (rows.Next()) {
-            lost.push_back(rows.Values());
+            found.push_back(rows.Values());
         }
-        return lost;
+        return found;
     }
 
-    // Inserts a row, unless another one is in its place.
-    bool Insert(const Row& row) {
+    // The rows of others that are in the backup and no longer in the database.
+    std::vector<Row> Lost() {
+        return Rows("ProdID IS NOT ?1 AND NOT EXISTS (SELECT 1 FROM main." + itsName
+                    + " AS theirs WHERE TRUE" + isSame + ")");
+    }
+
+    // Whether the table has places for its rows, beside what is in them.
+    bool HasPlaces() {
+        try {
+            Statement(itsDatabase, "SELECT " + PLACE + " FROM saved." + itsName);
+            return true;
+        } catch (const DatabaseError&) {
+            return false;
+        }
+    }
+
+    // Inserts a row, unless another one is in its way.
+    bool Insert(const Row& row, bool inItsPlace) {
+        const bool isPlaced = inItsPlace && HasPlaces();
         const std::string before = itsDatabase.Value("SELECT total_changes()");
         Statement(itsDatabase,
-                  "INSERT OR IGNORE INTO main." + itsName + " (" + columns + ") VALUES ("
-                      + parameters + ")",
+                  "INSERT OR IGNORE INTO main." + itsName + " ("
+                      + (isPlaced ? PLACE + columns : columns.substr(2)) + ") VALUES ("
+                      + (isPlaced ? "?1" + parameters : parameters.substr(2)) + ")",
                   row)
             .Next();
         return itsDatabase.Value("SELECT total_changes()") != before;
     }
 
-    // In their old places, where the table has places and nobody has taken them.
-    void InsertSaved() {
-        try {
-            InsertSaved("_rowid_, " + columns);
-        } catch (const DatabaseError& error) {
-            if (error.Code() != SQLITE_ERROR && error.Code() != SQLITE_CONSTRAINT) {
-                throw;
-            }
-            InsertSaved(columns);
-        }
-    }
-
-    void InsertSaved(const std::string& fields) {
-        Statement(itsDatabase,
-                  "INSERT INTO main." + itsName + " (" + fields + ") SELECT " + fields
-                      + " FROM saved." + itsName + " WHERE ProdID = ?",
-                  {itsNumber})
-            .Next();
-    }
-
     Database& itsDatabase;
     std::string itsName;
     std::string itsNumber;
+    // Of all columns, each with a comma or an AND before it.
     std::string columns;
     std::string parameters;
+    std::string isSame;
 };
 
 // A transaction in the database, in which no trigger fires, with the backup beside it. It is given

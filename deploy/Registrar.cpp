@@ -137,6 +137,7 @@ void Registrar::Try(Application& application, const Backup& backup) {
     bool wroteNothing = false;
     try {
         OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [&] {
+            file.Begin();
             if (!HasRightFile()) {
                 file.Replace(shipped);
             }
@@ -199,6 +200,7 @@ void Registrar::LeadBack(const std::vector<Application>& applications, const Bac
     // Only a file that comes with Tamsel can be of that registration.
     if (!backup.HasSettled() && IsFileLike(shipped)) {
         FileChange file;
+        file.Begin();
         file.Restore(backup.File());
         file.Keep();
     }

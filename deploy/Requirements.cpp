@@ -95,7 +95,7 @@ void RequireWritable(const Patience& patience) {
         Database database(DATABASE, READWRITE, patience);
         sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
                           nullptr); // NOLINT
-        database.Execute("BEGIN IMMEDIATE; ROLLBACK");
+        database.Execute("BEGIN EXCLUSIVE; ROLLBACK");
         // Which SQLite grants a database that it has opened for reading only, too.
         if (sqlite3_db_readonly(database.Handle(), "main") != 0) {
             throw Failure(Status::NotRegistered, what + ": it may be read only");
@@ -110,6 +110,11 @@ void RequireWritable(const Patience& patience) {
            [] { return Checked(access(DATABASEFOLDER.c_str(), W_OK), DATABASEFOLDER); });
 }
 
+void RequireWritableFile() {
+    OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place",
+           [] { return Checked(access(CONFIGURATION.c_str(), W_OK), CONFIGURATION); });
+}
+
 void RequireRoom() {
     OrFail(Status::NoBackup, "no backup could be made", [] {
         // The folder of the backups, or the nearest one above that is there.
@@ -117,7 +122,7 @@ void RequireRoom() {
         while (KindOf(folder) == Kind::Nothing) {
             folder = GetParentDirectory(folder);
         }
-        Checked(access(folder.c_str(), W_OK), folder);
+        Checked(access((folder + "/.").c_str(), W_OK), folder);
         struct statvfs disk {};
         Checked(statvfs(folder.c_str(), &disk), folder);
         constexpr std::uintmax_t BESIDES = 4U << 20U;

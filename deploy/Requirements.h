@@ -22,5 +22,8 @@ void RequireDatabase(bool mustBeThere);
 // It can be written, and nobody has locked it. Also throws a DatabaseError where it cannot be read.
 void RequireWritable(const Patience& patience);
 
+// XManConfigV2.xml could be put in place.
+void RequireWritableFile();
+
 // There is room for a backup.
 void RequireRoom();

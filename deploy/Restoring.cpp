@@ -68,7 +68,12 @@ void ReplaceFiles(const Backup& backup) {
                 Rename(DATABASE + side, Aside(side));
             }
         }
-        Rename(Successor(""), DATABASE);
+        if (KindOf(Successor("")) == Kind::Nothing) {
+            // There was none when the backup was made.
+            RemoveFile(DATABASE);
+        } else {
+            Rename(Successor(""), DATABASE);
+        }
     } catch (...) {
         for (const std::string& side : sides) {
             if (KindOf(Aside(side)) != Kind::Nothing) {
@@ -86,10 +91,6 @@ void ReplaceFiles(const Backup& backup) {
 }
 
 void RestoreDatabase(const Backup& backup, const Patience& patience) {
-    if (KindOf(backup.Database()) == Kind::Nothing) {
-        // There was none when the backup was made. What has come since then is left alone.
-        return;
-    }
     if (backup.IsPlain() || KindOf(DATABASE) == Kind::Nothing
         || !WriteInto(backup.Database(), patience)) {
         ReplaceFiles(backup);
@@ -131,8 +132,11 @@ Backup FindBackup(const std::vector<std::string>& words, const Patience& patienc
                                                    ? "there is no backup"
                                                    : "there is no backup " + words.front());
         }
-        if (!found->IsPlain() && !IsSound(found->Database(), IMMUTABLE, patience)) {
-            throw Failure(Status::NotRestored, found->Folder() + " is damaged");
+        const std::string damaged = found->Folder() + " is damaged";
+        if (!found->IsPlain() && !OrFail(Status::NotRestored, damaged, [&] {
+                return IsSound(found->Database(), IMMUTABLE, patience);
+            })) {
+            throw Failure(Status::NotRestored, damaged);
         }
         return *found;
     });
@@ -142,6 +146,7 @@ void Restore(const Backup& backup, const Patience& patience) {
     OrFail(Status::NotRestored, "not restored", [&] {
         FileChange file;
         try {
+            file.Begin();
             file.Restore(backup.File());
             RestoreDatabase(backup, patience);
         } catch (...) {

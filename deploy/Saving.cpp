@@ -27,8 +27,9 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
 
 void CopyPlainFiles(const std::string& folder) {
     RemoveFile(folder + "/ExMan.db");
-    CopyFile(DATABASE, folder + "/ExMan.db", StatusOf(DATABASE));
-    for (const std::string side : SIDEFILES) {
+    std::vector<std::string> sides(std::begin(SIDEFILES), std::end(SIDEFILES));
+    sides.emplace_back("");
+    for (const std::string& side : sides) {
         if (KindOf(DATABASE + side) == Kind::File) {
             CopyFile(DATABASE + side, folder + "/ExMan.db" + side, StatusOf(DATABASE + side));
         }
@@ -38,13 +39,12 @@ void CopyPlainFiles(const std::string& folder) {
 // Saves the database before a restore. It is only read: to open a damaged one for writing could
 // change it. Returns whether it was saved as plain files.
 bool SaveAnything(const std::string& folder, const Patience& patience) {
-    if (KindOf(DATABASE) == Kind::Nothing) {
-        return true;
-    }
     try {
-        CopyDatabase(READONLY, folder + "/ExMan.db", patience);
-        if (IsSound(folder + "/ExMan.db", IMMUTABLE, patience)) {
-            return false;
+        if (KindOf(DATABASE) == Kind::File) {
+            CopyDatabase(READONLY, folder + "/ExMan.db", patience);
+            if (IsSound(folder + "/ExMan.db", IMMUTABLE, patience)) {
+                return false;
+            }
         }
     } catch (const DatabaseError&) {
         // It is no database, or one that has to be repaired first.
@@ -127,8 +127,9 @@ void Rewrite(const Backup& backup) {
 bool IsSound(const std::string& path, std::string_view how, const Patience& patience) {
     Database database(path, how, patience);
     return database.Value("PRAGMA integrity_check") == "ok"
-           && database.Value("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN"
-                             " ('Tb_ProductInfoV2', 'Tb_XManConfig')")
+           && database.Value(
+                  "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name COLLATE NOCASE IN"
+                  " ('Tb_ProductInfoV2', 'Tb_XManConfig')")
                   == "2";
 }
 

@@ -20,6 +20,7 @@
 
 #include <fcntl.h>
 #include <optional>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -119,9 +120,6 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
     if (options.command != Command::Verify) {
         CheckFile();
     }
-    if (registers) {
-        RequireWritable(patience);
-    }
     Inspection inspection(registers ? READWRITE : READONLY, patience);
     Registrar registrar(folder, options, patience, inspection);
     if (registers) {
@@ -145,10 +143,20 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
             waiting.push_back(&application);
         }
     }
-    if (!waiting.empty() && registers) {
+    if (waiting.empty()) {
+        return;
+    }
+    if (!registers) {
+        inspection.End();
+    }
+    RequireWritable(patience);
+    if (IsInterrupted()) {
+        throw Failure(Status::NotRegistered, "a signal has ended the run");
+    }
+    if (registers) {
         Register(waiting, registrar, patience, report);
-    } else if (!waiting.empty()) {
-        RequireWritable(patience);
+    } else {
+        RequireWritableFile();
         RequireSound(IsSound(DATABASE, READONLY, patience));
         RequireRoom();
         for (Application* application : waiting) {
@@ -201,7 +209,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     // There may be nothing to restore, nor a place for a lock.
     FindBackup(options.words, patience);
     const RunLock lock(patience);
-    RemoveLeftovers();
+    OrFail(Status::NotRestored, "not restored", RemoveLeftovers);
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     Log("saved to " + present.Folder());

@@ -68,9 +68,11 @@ class AnotherRun(LockTest):
         started, go = self.folder / "started", self.folder / "go"
         os.mkfifo(started)
         os.mkfifo(go)
-        self.replace_tamsel(f'echo > "{started}"; read -r < "{go}"; tamsel "$@"')
+        self.replace_tamsel(f'[ ! -p "{started}" ] || {{ echo > "{started}"; read -r < "{go}"; }}\n'
+                            'tamsel "$@"')
         first = self.start()
         started.read_bytes()
+        started.unlink()
         second = self.deploy_and_meet(lambda: go.write_text("\n"))
         first = self.finish(first)
         for result in (first, second):

@@ -4,8 +4,7 @@ import json
 import signal
 import sys
 
-from harness.deploy import ALL_DONE, CLOSED, INCOPY, INDESIGN, OLD_FILE, DeployTest, back
-from harness.machine import DATABASE
+from harness.deploy import ALL_DONE, CLOSED, INCOPY, INDESIGN, OLD_FILE, OWN, DeployTest, back
 
 SIGNALS = ("INT", "TERM", "HUP")
 # Ends after a minute where nobody ends it.
@@ -42,9 +41,12 @@ class WhileTamselRuns(SignalTest):
 
     def test_tamsel_and_what_it_started_end_first(self):
         """They would go on writing after everything was put back."""
-        late = f'sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"'
-        self.replace_tamsel(f"trap '' TERM; (sleep 60; {late}) & kill -TERM $PPID; sleep 60; {late}")
-        self.assert_dies("TERM", f"failed: {INDESIGN}\n", INDESIGN)
+        self.replace_tamsel(f"trap '' TERM; sleep 60 >/dev/null 2>&1 & kill -TERM $PPID; {HANG}")
+        # All of them have the run's lock, until the last one has ended.
+        result = self.deploy(INDESIGN, before=[
+            "bash", "-c", f'"$@"; flock -w 30 "{OWN}/lock" echo free', "bash", *FATE])
+        self.assertEqual(result.out.decode(), f"failed: {INDESIGN}\n-15\nfree\n")
+        self.assertEqual(self.installed(), self.before)
 
     def test_all_applications_get_their_lines(self):
         self.add_applications(INCOPY, "/Applications/Adobe InCopy 2020.app")
