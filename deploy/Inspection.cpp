@@ -3,6 +3,8 @@
 #include "Places.h"
 #include "SQLUtils.h"
 
+#include <sstream>
+
 namespace {
 
 // A table that Tamsel writes: how its rows are told apart, and how one is called.
@@ -24,32 +26,41 @@ std::string Creation(const std::string& statement) {
            + statement.substr(BEFORE.size(), statement.find(" VALUES") - BEFORE.size()) + ";";
 }
 
-// A text for each of a table's columns, with commas or other words between them.
-std::string Columns(Database& memory, const std::string& table, const std::string& text,
+// The columns that a statement names, each as a text with # for its name, and another between them.
+std::string Columns(const std::string& statement, const std::string& text,
                     const std::string& between) {
-    return memory.Value("SELECT group_concat(" + text + ", '" + between
-                        + "') FROM pragma_table_info('" + table + "')");
+    const auto begin = statement.find('(') + 1;
+    std::istringstream names(statement.substr(begin, statement.find(')') - begin));
+    std::string columns;
+    for (std::string name; std::getline(names >> std::ws, name, ',');) {
+        columns += columns.empty() ? "" : between;
+        for (const char byte : text) {
+            columns += byte == '#' ? name : std::string(1, byte);
+        }
+    }
+    return columns;
 }
 
 } // namespace
 
 Inspection::Inspection(std::string_view how, const Patience& patience) : memory(patience) {
     const ProductRecord& any = productLine.begin()->second;
-    memory.Execute(Creation(SQLUtils::ProductInfoStatement(any, ""))
-                   + Creation(SQLUtils::XManConfigStatement(any, "")));
+    const std::string statements[] = {SQLUtils::ProductInfoStatement(any, ""),
+                                      SQLUtils::XManConfigStatement(any, "")};
+    memory.Execute(Creation(statements[0]) + Creation(statements[1]));
     memory.Attach(DATABASE, how, "installed");
     if (how == READONLY) {
         memory.Execute("BEGIN");
     }
-    for (const Rows& rows : TABLES) {
-        const std::string table = rows.table;
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string table = TABLES[i].table;
         // Of a row's namesakes, where the table allows several, each has to be the same.
-        const std::string isSame =
-            Columns(memory, table, "'e.' || name || ' IS i.' || name", " AND ");
         unlike.push_back(std::make_unique<Statement>(
-            memory, std::string("SELECT ") + rows.name + " FROM main." + table
-                        + " AS e WHERE (SELECT MIN(" + isSame + ") FROM installed." + table
-                        + " AS i WHERE " + rows.key + ") IS NOT 1"));
+            memory, std::string("SELECT ") + TABLES[i].name + " FROM main." + table
+                        + " AS e WHERE (SELECT MIN(" + Columns(statements[i], "e.# IS i.#", " AND ")
+                        + ") FROM installed." + table + " AS i WHERE " + TABLES[i].key
+                        + ") IS NOT 1"));
+        asTexts.push_back(Columns(statements[i], "CAST(t.# AS TEXT)", ", "));
     }
 }
 
@@ -77,16 +88,15 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
     Expect(application);
     memory.Attach(backup.Database(), IMMUTABLE, "saved");
     bool explained = true;
-    for (const Rows& rows : TABLES) {
-        const std::string table = rows.table;
-        // As texts, since the columns in memory have no types.
-        const std::string select =
-            "SELECT " + Columns(memory, table, "'CAST(' || name || ' AS TEXT)'", ", ") + " FROM ";
-        const std::string where = table + " WHERE ProdID = (SELECT ProdID FROM main." + table + ")";
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string table = TABLES[i].table;
+        const std::string select = "SELECT " + asTexts[i] + " FROM ";
+        const std::string where =
+            table + " AS t WHERE t.ProdID = (SELECT ProdID FROM main." + table + ")";
         explained = explained
                     && memory.Value("SELECT COUNT(*) FROM (" + select + "installed." + where
                                     + " EXCEPT " + select + "saved." + where + " EXCEPT " + select
-                                    + "main." + table + ")")
+                                    + "main." + table + " AS t)")
                            == "0";
     }
     memory.Execute("DETACH saved");

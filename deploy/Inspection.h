@@ -40,4 +40,6 @@ private:
     Database memory;
     // Yield the names of the rows that are expected and not there.
     std::vector<std::unique_ptr<Statement>> unlike;
+    // The columns of each table as texts, since those in memory have no types.
+    std::vector<std::string> asTexts;
 };
