@@ -289,7 +289,7 @@ class Listing(BackupTest):
 class NoBackup(BackupTest):
     def test_a_disk_that_takes_no_more(self):
         """A limit to the size of a file stands for a full disk."""
-        limited = ["sh", "-c", 'ulimit -f 8; exec "$@"', "sh"]
+        limited = self.limit_files(8)
         self.change("CREATE TABLE Much (a); INSERT INTO Much VALUES (zeroblob(100000))")
         self.assert_refuses([INDESIGN], NO_BACKUP, out=f"failed: {INDESIGN}\n", before=limited)
         self.assertEqual(self.names(), [])

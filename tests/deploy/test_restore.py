@@ -269,6 +269,6 @@ class Database(RestoreTest):
         for content in (self.database.read_bytes(), b"x" * 9000):
             self.database.write_bytes(content)
             before = self.files()
-            result = self.deploy("--restore", before=["sh", "-c", 'ulimit -f 9; exec "$@"', "sh"])
+            result = self.deploy("--restore", before=self.limit_files(9))
             self.assertIn(result.status, (NO_BACKUP, NOT_RESTORED))
             self.assertEqual(self.files(), before)
