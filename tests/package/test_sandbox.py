@@ -1,10 +1,10 @@
-"""What the sandbox does on macOS."""
+"""What the sandbox does on macOS, and with the disks of Linux."""
 
 import pathlib
 import subprocess
 import tempfile
 
-from harness.machine import CONFIGURATION, NO_SANDBOX, SANDBOX
+from harness.machine import CONFIGURATION, NO_SANDBOX, SANDBOX, MachineTest
 from package.macos import MANAGER, MacTest
 
 
@@ -147,3 +147,11 @@ class Check(MacTest):
                                           capture_output=True, text=True, check=False)
                 self.assertEqual((finished.stdout, finished.stderr, finished.returncode),
                                  ("", reason, status))
+
+
+class OnLinux(MachineTest):
+    def test_a_disk_of_a_limited_size(self):
+        result = self.run_inside("sh", "-c", "head -c 100000 /dev/zero >/Library/file; wc -c </Library/file",
+                                 options=["--tmpfs", "65536", "/Library"])
+        self.assertEqual((result.out, result.status), (b"65536\n", 0), result.err.decode())
+        self.assertFalse(self.inside("/Library/file").exists())
