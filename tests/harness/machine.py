@@ -40,9 +40,10 @@ class MachineTest(unittest.TestCase):
 
     maxDiff = None
     schema = "primary-keys"
+    place = None  # of the temporary folder
 
     def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-"))
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-", dir=self.place))
         self.addCleanup(shutil.rmtree, self.folder)
         self.tools = self.folder / "tools"
         self.private_library = self.folder / "Library"

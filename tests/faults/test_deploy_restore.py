@@ -1,0 +1,123 @@
+"""Each system call of a restore and of --verify fails once, and they are killed before each."""
+
+from harness import snapshot
+from harness.deploy import ALL_DONE, NOT_REGISTERED
+from harness.machine import slow
+from harness.points import Points
+from harness.promises import REGISTERED, STATUSES, PromiseTest
+from harness.registration import INDESIGN
+from harness.restores import RestoreTest
+
+
+class Restore(Points, RestoreTest):
+    arguments = ("--restore",)
+
+    def check(self, result):
+        self.assert_restored_or_not(result)
+
+
+@slow
+class Crash(Restore):
+    def test_before_every_system_call(self):
+        self.kill_everywhere()
+
+
+@slow
+class CrashWithAWriteAheadLog(Restore):
+    journal = "wal"
+
+    def test_before_every_system_call_that_changes_something(self):
+        self.send_where_something_changes("KILL")
+
+
+@slow
+class CrashOverADamagedDatabase(CrashWithAWriteAheadLog):
+    journal = "delete"
+    damage = "damaged"
+
+
+@slow
+class CrashOverAHalfWrittenDatabase(CrashWithAWriteAheadLog):
+    journal = "delete"
+    damage = "torn"
+
+
+@slow
+class CrashWithoutADatabase(CrashWithAWriteAheadLog):
+    damage = "missing"
+
+
+@slow
+class Interruption(Restore):
+    def test_at_every_system_call_that_changes_something(self):
+        self.send_where_something_changes("TERM")
+
+
+class Failure(Restore):
+    @slow
+    def test_input_and_output_error_at_every_call_with_files(self):
+        self.fail_calls("EIO", "%file,%desc")
+
+    @slow
+    def test_no_space_at_every_call_that_may_need_some(self):
+        self.fail_calls("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,?mkdirat,rename,"
+                                  "?renameat,?link,?linkat,?fallocate,mmap")
+
+    @slow
+    def test_no_permission_at_every_call_that_may_need_it(self):
+        self.fail_calls("EACCES", "%file,fcntl,flock,?fchmod,?fchown")
+
+    @slow
+    def test_interruption_of_every_call_that_may_wait(self):
+        self.fail_calls("EINTR", "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,"
+                                 "?wait4,?poll,?nanosleep,?clock_nanosleep")
+
+
+@slow
+class FailureOverADamagedDatabase(Failure):
+    damage = "damaged"
+
+
+class Verification(Points, PromiseTest):
+    """--verify changes nothing at all and never finds what is not there."""
+
+    arguments = ("--verify", INDESIGN)
+    registered = True
+
+    def setUp(self):
+        super().setUp()
+        if self.registered:
+            self.assert_registers()
+        else:
+            self.undisturbed = NOT_REGISTERED
+        self.begin = snapshot.take(self.private_library)
+
+    def check(self, result):
+        self.assertIn(result.status, STATUSES, result.err.decode())
+        if result.status == ALL_DONE or result.out == REGISTERED:
+            self.assertTrue(self.registered)
+            self.assertEqual(result.out, REGISTERED)
+
+    def assert_way_on(self, moment):
+        # Who may only read a write-ahead log cannot take its files away again.
+        made = {name: moment.pop(name)[1] for name in list(moment) if name.endswith(("-shm", "-wal"))}
+        self.assertTrue(not made or self.journal == "wal")
+        self.assertIn([content for name, content in made.items() if name.endswith("-wal")], ([], [b""]))
+        self.assertEqual(moment, self.begin)
+
+    def test_at_every_system_call(self):
+        self.kill_everywhere()
+        self.fail_calls("EIO", "%file,%desc")
+
+    @slow
+    def test_other_errors_at_every_call_with_files(self):
+        self.fail_calls("EACCES", "%file,fcntl")
+        self.fail_calls("EINTR", "openat,read,pread64,write,fcntl,?wait4")
+
+
+class VerificationWithAWriteAheadLog(Verification):
+    journal = "wal"
+
+
+class VerificationOfWhatIsNotRegistered(Verification):
+    registered = False

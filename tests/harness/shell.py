@@ -1,0 +1,39 @@
+"""A sandbox that stays open, where many runs cost the start of one."""
+
+import shlex
+import subprocess
+
+from harness.machine import NO_SANDBOX, SANDBOX, Result
+
+
+class Shell:
+    """Runs commands in one sandbox, one after the other."""
+
+    def __init__(self, test, options):
+        self.test = test
+        self.out, self.err = test.folder / "out", test.folder / "err"
+        self.process = subprocess.Popen(
+            [SANDBOX, *options, test.private_library, "sh", "-c", "exec sh 2>/dev/null"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, cwd=test.folder)
+        test.addCleanup(self.process.communicate)
+
+    def run(self, *command):
+        """Runs a command and returns its Result; a signal that ends it counts as sh counts it."""
+        words = " ".join(shlex.quote(str(word)) for word in command)
+        return self.run_line(f"{words} >{shlex.quote(str(self.out))} 2>{shlex.quote(str(self.err))}")
+
+    def run_line(self, line):
+        """The same with a line of sh, which writes the files out and err."""
+        try:
+            self.process.stdin.write(f"{line} </dev/null; echo $?\n".encode())
+            self.process.stdin.flush()
+        except BrokenPipeError:
+            pass
+        status = self.process.stdout.readline()
+        if not status and self.process.wait() == NO_SANDBOX:
+            self.test.cannot_run("no sandbox can be made")
+        return self.result(int(status))
+
+    def result(self, status):
+        """What a run with this status has written into the files out and err."""
+        return Result(self.out.read_bytes(), self.err.read_bytes(), status)
