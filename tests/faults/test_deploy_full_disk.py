@@ -1,0 +1,105 @@
+"""The disk is full while tamsel-deploy registers or restores."""
+
+from harness import disk, snapshot
+from harness.deploy import ALL_DONE, NO_BACKUP, NOT_REGISTERED, NOT_RESTORED, OLD_FILE
+from harness.machine import slow
+from harness.promises import PromiseTest
+from harness.restores import RestoreTest
+
+FINE = 24  # sizes that differ by one page
+ENOUGH = 4  # sizes at which it succeeds
+
+
+class FullDisk:
+    """Every size of a disk, from one that has no room at all to those on which there is enough."""
+
+    def fill(self, *arguments):
+        statuses, pages = [], disk.used(self.begin)
+        while statuses.count(ALL_DONE) < ENOUGH:
+            with self.subTest(pages=pages):
+                self.put(self.begin)
+                result = disk.run_on_a_disk(self, pages, *self.command, *arguments)
+                self.check(result)
+                self.assert_way_on(snapshot.take(self.private_library))
+            statuses.append(result.status)
+            # The first few are what the backup takes, then comes the room that is reserved.
+            pages += 1 if len(statuses) < FINE else 4
+        self.print_figure(f"{len(statuses)} sizes tried, {statuses.count(ALL_DONE)} of them large enough")
+        return statuses
+
+
+@slow
+class Registration(FullDisk, PromiseTest):
+    without_room = NO_BACKUP
+
+    def check(self, result):
+        self.assert_said(result)
+        # Room to put back is reserved first.
+        self.assertNotEqual(result.status, NOT_RESTORED)
+
+    def test_at_every_size(self):
+        statuses = self.fill(*self.options, *self.paths)
+        self.assertEqual(statuses[0], self.without_room)
+
+
+@slow
+class RegistrationWithAWriteAheadLog(Registration):
+    journal = "wal"
+    without_room = NOT_REGISTERED  # even to look at the database takes a page
+
+
+@slow
+class Repair(Registration):
+    repair = True
+    file = OLD_FILE
+    options = ("--replace-file",)
+
+
+@slow
+class RepairWithAWriteAheadLog(Repair):
+    journal = "wal"
+    without_room = NOT_REGISTERED
+
+
+class Restore(FullDisk, RestoreTest):
+    def check(self, result):
+        self.assert_restored_or_not(result)
+
+    def test_at_every_size(self):
+        statuses = self.fill("--restore")
+        self.assertEqual(statuses[0], NO_BACKUP)
+
+
+class RestoreWithAWriteAheadLog(Restore):
+    journal = "wal"
+
+
+class RestoreOverADamagedDatabase(Restore):
+    damage = "damaged"
+
+
+class RestoreWithoutADatabase(RestoreWithAWriteAheadLog):
+    damage = "missing"
+
+
+class FilledMeanwhile(PromiseTest):
+    """Somebody else takes all the room while Tamsel runs, which does not come to its end."""
+
+    repair = True
+
+    def test_what_was_written_can_be_put_back_even_so(self):
+        self.replace_tamsel("""\
+            tamsel "$@"
+            cat /dev/zero >/Library/filled 2>&-
+            exit 1
+            """)
+        self.put(self.begin)
+        result = disk.run_on_a_disk(self, 2000, *self.command, *self.paths)
+        self.assertEqual((result.out.decode(), result.status), (f"failed: {self.paths[0]}\n", NOT_REGISTERED),
+                         result.err.decode())
+        self.assertGreater(self.inside("/Library/filled").stat().st_size, 100 * disk.PAGE)
+        self.assertEqual(self.present(), self.before)
+
+
+class FilledMeanwhileWithAWriteAheadLog(FilledMeanwhile):
+    journal = "wal"

@@ -1,0 +1,30 @@
+"""A disk of a limited size."""
+
+PAGE = 4096
+
+# Fills the disk, runs the command that follows the folder on it, and hands back what there is then.
+ON_THE_DISK = """
+folder=$1
+shift
+cp -a "$folder/." /Library/ || exit 1
+"$@" >out 2>err
+status=$?
+rm -rf "$folder"/* && cp -a /Library/. "$folder/" || exit 1
+echo "$status" >status
+"""
+
+
+def used(moment):
+    """How many pages the files of a moment take."""
+    contents = {same: content for _, content, same in moment.values() if same}
+    return sum(-(-len(content) // PAGE) for content in contents.values())
+
+
+def run_on_a_disk(test, pages, *command):
+    """Runs a command that finds the present content of /Library on a disk of this size."""
+    status = test.folder / "status"
+    status.unlink(missing_ok=True)
+    result = test.run_inside("sh", "-c", ON_THE_DISK, "sh", test.private_library, *command,
+                             options=test.inside_options(["--tmpfs", str(pages * PAGE), "/Library"]))
+    test.assertEqual(result.status, 0, result.err.decode())
+    return test.shell.result(int(status.read_text()))
