@@ -1,6 +1,7 @@
 """What the runs after one that was killed make of what it left."""
 
-from harness.deploy import ALL_DONE, CLOSED, INCOPY, INDESIGN, NOT_REGISTERED, OLD_FILE, OPEN, DeployTest
+from harness.deploy import (ALL_DONE, CLOSED, INCOPY, INDESIGN, NOT_REGISTERED, OLD_FILE, OPEN, RESTORING,
+                            DeployTest)
 from harness.machine import DATABASE
 
 KILL = "kill -KILL $PPID"
@@ -97,3 +98,22 @@ class Killed(DeployTest):
             before = self.state()
             self.deploy(*arguments)
             self.assertEqual(self.state(), before)
+
+    def test_what_came_in_between_is_saved_before_it_goes(self):
+        self.change(REFUSE)
+        self.kill(f'tamsel "$@"; {KILL}')
+        self.change("DROP TRIGGER Refuse; INSERT INTO Tb_XManConfig VALUES (190, 'mine', 'later')")
+        between = self.dump()
+        self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
+        first, saved, _ = self.all_backups()
+        self.assertEqual(self.note(saved), (RESTORING, [first.name]))
+        self.assertEqual(self.dump(saved / "ExMan.db"), between)
+
+    def test_after_the_first_of_two_applications(self):
+        self.replace_tamsel(f'tamsel "$@"; [ "$2" != "{INCOPY}" ] || {KILL}')
+        self.assertEqual(self.deploy(INDESIGN, INCOPY).status, 128 + 9)
+        self.replace_tamsel('tamsel "$@"')
+        self.change("DELETE FROM Tb_XManConfig WHERE ProdID = 156 AND KeyName = 'suite'")
+        self.assert_deploys([INDESIGN, INCOPY], ALL_DONE, f"registered: {INDESIGN}\nregistered: {INCOPY}\n")
+        self.assertEqual(len(self.all_backups()), 1)
+        self.assert_goes_back()

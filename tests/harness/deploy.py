@@ -53,11 +53,10 @@ class DeployTest(PackageTest):
         self.copied = self.configuration / "XManConfigV2.xml"
         self.shipped = BUILD / "Resources" / "XManConfigV2.xml"
 
-    def limit_files(self, blocks):
-        """What starts a program that can make no larger file. In a build for the coverage, its counts
-        would be cut off as well, so they go elsewhere than those of other runs."""
-        return ["sh", "-c", f'ulimit -f {blocks}; exec env "GCOV_PREFIX={self.folder}/counts"'
-                            ' GCOV_ERROR_FILE=/dev/null "$@"', "sh"]
+    @staticmethod
+    def limit_files(blocks):
+        """What starts a program that can make no larger file; one for the coverage keeps no counts."""
+        return ["sh", "-c", f'ulimit -f {blocks}; exec env LLVM_PROFILE_FILE=/dev/null "$@"', "sh"]
 
     def add_applications(self, *paths):
         """Makes bundles: of /Applications, as programs in the sandbox see it, or anywhere else."""

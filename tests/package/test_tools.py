@@ -62,11 +62,11 @@ class InstallTools(ToolsTest):
                               ["brew install --quiet cmake googletest flake8 llvm shellcheck"])
 
     def test_not_what_is_in_the_search_path(self):
-        for name in ("cmake", "flake8", "gcovr", "shellcheck", "clang-format", "clang-tidy"):
+        for name in ("cmake", "flake8", "shellcheck", "clang-format", "clang-tidy"):
             self.put(name, "")
         self.put("c++", "#!/bin/sh\ntest \"$*\" = '-std=c++17 -E -x c++ -'\n")
         for present in (False, True):
-            self.assert_installed(["build", "test", "check", "coverage"], [])
+            self.assert_installed(["build", "test", "check"], [])
             self.put("brew", BREW)
 
     def test_not_what_homebrew_keeps_out_of_it(self):
