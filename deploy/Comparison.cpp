@@ -17,30 +17,14 @@ bool YieldSame(Database& one, Database& other, const std::string& query) {
     return ::YieldSame(rows, others);
 }
 
-bool HoldSame(const std::string& one, const std::string& other, const Patience& patience) {
-    Database first(one, IMMUTABLE, patience);
-    Database second(other, IMMUTABLE, patience);
-    for (const char* query :
-         {"PRAGMA user_version", "PRAGMA application_id",
-          "SELECT type, name, tbl_name, sql FROM sqlite_master ORDER BY type, name"}) {
-        if (!YieldSame(first, second, query)) {
-            return false;
-        }
-    }
-    Statement tables(first, "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' FROM sqlite_master"
-                            " WHERE type = 'table'");
-    while (tables.Next()) {
-        if (!YieldSame(first, second, "SELECT * FROM " + tables.Text(0))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 bool IsSameDatabase(const std::string& one, const std::string& other, const Patience& patience) {
+    if (KindOf(one) != Kind::File || KindOf(other) != Kind::File) {
+        return false;
+    }
     try {
-        return KindOf(one) == Kind::File && KindOf(other) == Kind::File
-               && HoldSame(one, other, patience);
+        Database first(one, IMMUTABLE, patience);
+        Database second(other, IMMUTABLE, patience);
+        return HoldSame(first, second);
     } catch (const DatabaseError&) {
         return false;
     }
@@ -57,4 +41,22 @@ bool IsSameState(const std::string& one, const std::string& other, const Patienc
     return IsSameFile(one + "/" + FILENAME, other + "/" + FILENAME)
            && (IsSameDatabase(one + "/ExMan.db", other + "/ExMan.db", patience)
                || IsSameFile(one + "/ExMan.db", other + "/ExMan.db"));
+}
+
+bool HoldSame(Database& one, Database& other) {
+    for (const char* query :
+         {"PRAGMA user_version", "PRAGMA application_id",
+          "SELECT type, name, tbl_name, sql FROM sqlite_master ORDER BY type, name"}) {
+        if (!YieldSame(one, other, query)) {
+            return false;
+        }
+    }
+    Statement tables(one, "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' FROM sqlite_master"
+                          " WHERE type = 'table'");
+    while (tables.Next()) {
+        if (!YieldSame(one, other, "SELECT * FROM " + tables.Text(0))) {
+            return false;
+        }
+    }
+    return true;
 }

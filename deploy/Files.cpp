@@ -101,8 +101,12 @@ struct stat StatusOf(const std::string& path) {
     return status;
 }
 
-void Rename(const std::string& from, const std::string& to) {
+void Move(const std::string& from, const std::string& to) {
     Checked(rename(from.c_str(), to.c_str()), to);
+}
+
+void Rename(const std::string& from, const std::string& to) {
+    Move(from, to);
     Sync(GetParentDirectory(to));
 }
 

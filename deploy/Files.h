@@ -41,8 +41,10 @@ void CopyFile(const std::string& from, const std::string& to, const struct stat&
 // The owner, mode and size of a plain file.
 struct stat StatusOf(const std::string& path);
 
-// Moves a file or folder to another name in its folder, in whose place it is at once, and has that
-// on the disk.
+// Moves a file or folder to another name in its folder, in whose place it is at once.
+void Move(const std::string& from, const std::string& to);
+
+// The same, and has it on the disk.
 void Rename(const std::string& from, const std::string& to);
 
 // Removes a file, where there is one.

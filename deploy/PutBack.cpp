@@ -29,23 +29,28 @@ public:
         }
     }
 
-    // Whether the product's rows are those of the backup, in the same order.
+    // Whether the product's rows are those of the backup, in the same order, and no others are
+    // lost.
     bool IsAsSaved() {
         const std::string where = itsName + " WHERE ProdID = ?";
         Statement rows(itsDatabase, "SELECT * FROM main." + where, {itsNumber});
         Statement saved(itsDatabase, "SELECT * FROM saved." + where, {itsNumber});
-        return YieldSame(rows, saved) && Displaced().empty();
+        return YieldSame(rows, saved) && Lost().empty();
     }
 
     // The rows of others that had to go for the product's.
     std::vector<Row> Displaced() {
         std::vector<Row> displaced;
         for (Row& row : Lost()) {
-            // One that could come back right now has been removed by somebody else.
+            // One that could come back right now, or not even without the product's rows, is
+            // somebody else's doing.
             itsDatabase.Execute("SAVEPOINT trial");
             const bool comesBack = Insert(row, false);
+            itsDatabase.Execute("ROLLBACK TO trial");
+            Remove();
+            const bool comesBackWithout = Insert(row, false);
             itsDatabase.Execute("ROLLBACK TO trial; RELEASE trial");
-            if (!comesBack) {
+            if (!comesBack && comesBackWithout) {
                 displaced.push_back(std::move(row));
             }
         }
@@ -54,8 +59,7 @@ public:
 
     void PutBack() {
         const std::vector<Row> displaced = Displaced();
-        Statement(itsDatabase, "DELETE FROM main." + itsName + " WHERE ProdID = ?", {itsNumber})
-            .Next();
+        Remove();
         for (const Row& row : Rows("ProdID = ?1")) {
             // In its old place, where the table has places and nobody has taken it.
             if (!Insert(row, true) && !Insert(row, false)) {
@@ -68,6 +72,11 @@ public:
     }
 
 private:
+    void Remove() {
+        Statement(itsDatabase, "DELETE FROM main." + itsName + " WHERE ProdID = ?", {itsNumber})
+            .Next();
+    }
+
     // Rows of the backup, the place of each before its columns.
     std::vector<Row> Rows(const std::string& where) {
         Statement rows(itsDatabase,
@@ -156,8 +165,7 @@ void PutBackRows(const std::string& number, const std::string& saved, const Pati
 }
 
 bool HasDisplaced(const std::string& number, const std::string& saved, const Patience& patience) {
-    // It writes only where it has to try something out.
-    Transaction transaction("BEGIN", saved, patience);
+    Transaction transaction("BEGIN IMMEDIATE", saved, patience);
     bool displaced = false;
     for (const char* name : TABLES) {
         displaced =

@@ -16,6 +16,9 @@ public:
     Registrar(const std::string& folder, const Options& options, const Patience& patience,
               Inspection& inspection);
 
+    // Whether one product's rows can displace another's.
+    bool CanDisplace() { return itsInspection.CanDisplace(); }
+
     // Settles an application by what is in the database and in the configuration folder.
     void Verify(Application& application);
 

@@ -1,10 +1,12 @@
 #include "Restoring.h"
 
+#include "Comparison.h"
 #include "ConfigurationFile.h"
 #include "Database.h"
 #include "Files.h"
 #include "PathUtils.h"
 #include "Places.h"
+#include "Report.h"
 #include "Saving.h"
 #include "Status.h"
 
@@ -23,29 +25,22 @@ std::string Successor(const std::string& side) {
     return DATABASEFOLDER + "/.ExMan.db" + side + ".tamsel-new";
 }
 
-// Writes the saved database into the one that is there, in one transaction under its locks. Returns
-// false where that is no database.
-bool WriteInto(const std::string& saved, const Patience& patience) {
+// Writes the saved database into the one that is there, in one transaction under its locks.
+void WriteInto(const std::string& saved, const Patience& patience) {
+    Database source(saved, IMMUTABLE, patience);
+    Database target(DATABASE, READWRITE, patience);
+    target.Execute("PRAGMA fullfsync = ON");
     try {
-        Database source(saved, IMMUTABLE, patience);
-        Database target(DATABASE, READWRITE, patience);
-        target.Execute("PRAGMA fullfsync = ON");
-        try {
-            target.CopyFrom(source);
-        } catch (const DatabaseError& error) {
-            if (error.Code() != SQLITE_READONLY) {
-                throw;
-            }
+        target.CopyFrom(source);
+    } catch (const DatabaseError& error) {
+        if (error.Code() == SQLITE_READONLY) {
             // A write-ahead log takes no pages of another size.
             target.Execute("PRAGMA journal_mode = DELETE");
             target.CopyFrom(source);
-        }
-        return true;
-    } catch (const DatabaseError& error) {
-        if (error.Code() != SQLITE_NOTADB && error.Code() != SQLITE_CORRUPT) {
+        } else if (!HoldSame(source, target)) {
+            // Otherwise it was only what comes after the transaction that failed.
             throw;
         }
-        return false;
     }
 }
 
@@ -53,15 +48,13 @@ bool WriteInto(const std::string& saved, const Patience& patience) {
 // not meet the new one, so the side files are out of the way first.
 void ReplaceFiles(const Backup& backup) {
     RemoveUnfinishedDatabases();
-    std::vector<std::string> sides(std::begin(SIDEFILES), std::end(SIDEFILES));
-    sides.emplace_back("");
-    for (const std::string& side : sides) {
+    const std::string sides[] = {SIDEFILES[0], SIDEFILES[1], SIDEFILES[2]};
+    for (const std::string& side : {sides[0], sides[1], sides[2], std::string()}) {
         const std::string saved = backup.Database() + side;
         if (KindOf(saved) == Kind::File) {
             CopyFile(saved, Successor(side), StatusOf(saved));
         }
     }
-    sides.pop_back();
     try {
         for (const std::string& side : sides) {
             if (KindOf(DATABASE + side) != Kind::Nothing) {
@@ -72,7 +65,7 @@ void ReplaceFiles(const Backup& backup) {
             // There was none when the backup was made.
             RemoveFile(DATABASE);
         } else {
-            Rename(Successor(""), DATABASE);
+            Move(Successor(""), DATABASE);
         }
     } catch (...) {
         for (const std::string& side : sides) {
@@ -82,19 +75,14 @@ void ReplaceFiles(const Backup& backup) {
         }
         throw;
     }
+    // From here on there is no way back.
     for (const std::string& side : sides) {
         if (KindOf(Successor(side)) != Kind::Nothing) {
-            Rename(Successor(side), DATABASE + side);
+            Move(Successor(side), DATABASE + side);
         }
     }
-    RemoveUnfinishedDatabases();
-}
-
-void RestoreDatabase(const Backup& backup, const Patience& patience) {
-    if (backup.IsPlain() || KindOf(DATABASE) == Kind::Nothing
-        || !WriteInto(backup.Database(), patience)) {
-        ReplaceFiles(backup);
-    }
+    OrLog([] { Sync(DATABASEFOLDER); });
+    OrLog(RemoveUnfinishedDatabases);
 }
 
 // The name in a word that may be a path into the folder of the backups.
@@ -142,18 +130,22 @@ Backup FindBackup(const std::vector<std::string>& words, const Patience& patienc
     });
 }
 
-void Restore(const Backup& backup, const Patience& patience) {
+void Restore(const Backup& backup, bool isDatabase, const Patience& patience) {
     OrFail(Status::NotRestored, "not restored", [&] {
         FileChange file;
         try {
             file.Begin();
             file.Restore(backup.File());
-            RestoreDatabase(backup, patience);
+            if (isDatabase && !backup.IsPlain()) {
+                WriteInto(backup.Database(), patience);
+            } else {
+                ReplaceFiles(backup);
+            }
         } catch (...) {
             file.TakeBack();
             throw;
         }
-        file.Keep();
+        OrLog([&file] { file.Keep(); });
     });
 }
 

@@ -11,8 +11,9 @@
 Backup FindBackup(const std::vector<std::string>& words, const Patience& patience);
 
 // Makes database and XManConfigV2.xml what they are in the backup. What fails throws and leaves
-// both as they were.
-void Restore(const Backup& backup, const Patience& patience);
+// both as they were. A sound database that is there (isDatabase) is written into, under its locks;
+// anything else is replaced as a file.
+void Restore(const Backup& backup, bool isDatabase, const Patience& patience);
 
 // Removes what a run leaves that is killed while it restores.
 void RemoveUnfinishedDatabases();

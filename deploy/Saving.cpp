@@ -16,7 +16,7 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
         Database source(DATABASE, how, patience);
         Database copy(to, CREATED, patience);
         // The copy counts when it is whole and on the disk, which is seen to later.
-        copy.Execute("PRAGMA synchronous = OFF");
+        copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
         copy.CopyFrom(source);
     }
     const struct stat like = StatusOf(DATABASE);
@@ -26,10 +26,11 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
 }
 
 void CopyPlainFiles(const std::string& folder) {
-    RemoveFile(folder + "/ExMan.db");
     std::vector<std::string> sides(std::begin(SIDEFILES), std::end(SIDEFILES));
     sides.emplace_back("");
     for (const std::string& side : sides) {
+        // Of a copy that failed.
+        RemoveFile(folder + "/ExMan.db" + side);
         if (KindOf(DATABASE + side) == Kind::File) {
             CopyFile(DATABASE + side, folder + "/ExMan.db" + side, StatusOf(DATABASE + side));
         }

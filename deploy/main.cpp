@@ -70,13 +70,16 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
         OrLog([&backup] { Rewrite(backup); });
         throw;
     }
-    for (Application* application : waiting) {
-        // One that came later can have displaced it.
-        if (application->IsRegistered()) {
-            registrar.Verify(*application);
-            FailIfNotRegistered(*application, report);
+    // Each has been verified; but where rows can displace each other, one that came later may have
+    // taken the place of another's.
+    OrLog([&] {
+        for (Application* application : waiting) {
+            if (registrar.CanDisplace() && application->IsRegistered()) {
+                registrar.Verify(*application);
+                FailIfNotRegistered(*application, report);
+            }
         }
-    }
+    });
     OrLog(RemoveUnfinishedRegistration);
     OrLog([&backup] { End(backup); });
     OrLog(RemoveOld);
@@ -213,7 +216,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     Log("saved to " + present.Folder());
-    Restore(backup, patience);
+    Restore(backup, !present.IsPlain(), patience);
     report.backup = backup.name;
     // Whatever registration was begun, its state has gone.
     OrLog([] {
