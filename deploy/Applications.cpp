@@ -1,35 +1,23 @@
 #include "Applications.h"
 
+#include "Files.h"
 #include "PathUtils.h"
 
 #include <array>
-#include <climits>
 #include <cstdlib>
 #include <map>
 #include <sstream>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
-
-bool IsSame(const char* one, const char* other) {
-    struct stat first {};
-    struct stat second {};
-    return stat(one, &first) == 0 && stat(other, &second) == 0 && first.st_dev == second.st_dev
-           && first.st_ino == second.st_ino;
-}
 
 // The working folder, by the name under which the shell knows it.
 std::string WorkingFolder() {
     const char* shells = std::getenv("PWD");
-    if (shells != nullptr && *shells == '/' && IsSame(shells, ".")) {
-        const std::string path = shells + std::string("/");
-        if (path.find("/./") == std::string::npos && path.find("/../") == std::string::npos) {
-            return path;
-        }
-    }
-    std::array<char, PATH_MAX> buffer{};
-    return getcwd(buffer.data(), buffer.size()) == nullptr ? "" : buffer.data();
+    const std::string path = shells == nullptr ? "" : shells + std::string("/");
+    const bool isPlain = path.rfind('/', 0) == 0 && path.find("/./") == std::string::npos
+                         && path.find("/../") == std::string::npos;
+    return isPlain && Resolved(path) == Resolved(".") ? path : Resolved(".");
 }
 
 // The path as the shell's cd and pwd give it: absolute, with links as they are.

@@ -78,7 +78,6 @@ void Database::Check(int code) {
     case SQLITE_OK:
         return;
     case SQLITE_BUSY:
-    case SQLITE_LOCKED:
         throw Failure(Status::DatabaseInUse, "the database is in use");
     default:
         throw DatabaseError(code & PRIMARY, sqlite3_errmsg(handle));
@@ -99,17 +98,11 @@ void Database::Attach(const std::string& path, std::string_view how, const std::
 }
 
 void Database::CopyFrom(Database& source) {
-    sqlite3_backup* backup = sqlite3_backup_init(handle, "main", source.handle, "main");
-    if (backup == nullptr) {
-        Check(sqlite3_errcode(handle));
-    }
-    int code = SQLITE_BUSY;
-    while (code == SQLITE_BUSY) {
+    sqlite3_backup* backup = Allocated(sqlite3_backup_init(handle, "main", source.handle, "main"));
+    int code = SQLITE_OK;
+    do {
         code = sqlite3_backup_step(backup, -1);
-        if (code == SQLITE_BUSY && !itsPatience.Wait()) {
-            break;
-        }
-    }
+    } while (code == SQLITE_BUSY && itsPatience.Wait());
     sqlite3_backup_finish(backup);
     Check(code == SQLITE_DONE ? SQLITE_OK : code);
 }
@@ -150,9 +143,6 @@ bool Statement::Next() {
 }
 
 std::string Statement::Text(int column) {
-    if (sqlite3_column_type(handle, column) == SQLITE_NULL) {
-        return {};
-    }
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, column)); // NOLINT
     return {Allocated(text), static_cast<std::size_t>(sqlite3_column_bytes(handle, column))};
 }

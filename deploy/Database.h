@@ -82,7 +82,7 @@ public:
     void Reset() { sqlite3_reset(handle); }
     // Goes to the next row. Returns false where there is none.
     bool Next();
-    // A value of the present row, as text.
+    // A value of the present row, as text; it must not be NULL.
     std::string Text(int column);
     // All values of the present row.
     Row Values();

@@ -2,8 +2,11 @@
 
 #include "PathUtils.h"
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <ftw.h>
 #include <string_view>
@@ -73,6 +76,11 @@ Kind KindOf(const std::string& path) {
     return S_ISREG(status.st_mode)   ? Kind::File
            : S_ISDIR(status.st_mode) ? Kind::Folder
                                      : Kind::Other;
+}
+
+std::string Resolved(const std::string& path) {
+    std::array<char, PATH_MAX> resolved{};
+    return realpath(path.c_str(), resolved.data()) == nullptr ? "" : resolved.data();
 }
 
 std::string ReadFile(const std::string& path) {

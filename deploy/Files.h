@@ -28,6 +28,9 @@ enum class Kind : unsigned char { Nothing, File, Folder, Other };
 // What is at the path; a link is something other, wherever it leads.
 Kind KindOf(const std::string& path);
 
+// The path without links, or "" where nothing is at it.
+std::string Resolved(const std::string& path);
+
 // The whole of a plain file.
 std::string ReadFile(const std::string& path);
 

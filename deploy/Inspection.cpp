@@ -93,11 +93,10 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
         const std::string select = "SELECT " + asTexts[i] + " FROM ";
         const std::string where =
             table + " AS t WHERE t.ProdID = (SELECT ProdID FROM main." + table + ")";
-        explained = explained
-                    && memory.Value("SELECT COUNT(*) FROM (" + select + "installed." + where
-                                    + " EXCEPT " + select + "saved." + where + " EXCEPT " + select
-                                    + "main." + table + " AS t)")
-                           == "0";
+        explained &= memory.Value("SELECT COUNT(*) FROM (" + select + "installed." + where
+                                  + " EXCEPT " + select + "saved." + where + " EXCEPT " + select
+                                  + "main." + table + " AS t)")
+                     == "0";
     }
     memory.Execute("DETACH saved");
     return explained;

@@ -7,13 +7,12 @@
 #include "Processes.h"
 #include "Status.h"
 
-#include <array>
-#include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <sys/statvfs.h>
 #include <unistd.h>
 #ifdef __APPLE__
+#include <array>
+#include <climits>
 #include <mach-o/dyld.h>
 #endif
 
@@ -28,8 +27,7 @@ std::string OwnPath() {
 #else
     const std::string path = "/proc/self/exe";
 #endif
-    std::array<char, PATH_MAX> resolved{};
-    return realpath(path.c_str(), resolved.data()) == nullptr ? "" : resolved.data();
+    return Resolved(path);
 }
 
 } // namespace
@@ -90,24 +88,15 @@ void RequireDatabase(bool mustBeThere) {
 }
 
 void RequireWritable(const Patience& patience) {
-    const std::string what = "the database cannot be written";
-    try {
-        Database database(DATABASE, READWRITE, patience);
-        sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1,
-                          nullptr); // NOLINT
-        database.Execute("BEGIN EXCLUSIVE; ROLLBACK");
-        // Which SQLite grants a database that it has opened for reading only, too.
-        if (sqlite3_db_readonly(database.Handle(), "main") != 0) {
-            throw Failure(Status::NotRegistered, what + ": it may be read only");
-        }
-    } catch (const DatabaseError& error) {
-        if (error.Code() == SQLITE_READONLY) {
-            throw Failure(Status::NotRegistered, what + ": " + error.what());
-        }
-        throw;
+    Database database(DATABASE, READWRITE, patience);
+    sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
+    // Readers count, too: Tamsel would meet them when it has written.
+    database.Execute("BEGIN EXCLUSIVE; ROLLBACK");
+    // SQLite grants that also where it could open the database for reading only.
+    if (sqlite3_db_readonly(database.Handle(), "main") != 0
+        || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
+        throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
-    OrFail(Status::NotRegistered, what,
-           [] { return Checked(access(DATABASEFOLDER.c_str(), W_OK), DATABASEFOLDER); });
 }
 
 void RequireWritableFile() {

@@ -11,8 +11,7 @@
 #include "Status.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
+#include <optional>
 
 namespace {
 
@@ -48,11 +47,13 @@ void WriteInto(const std::string& saved, const Patience& patience) {
 // not meet the new one, so the side files are out of the way first.
 void ReplaceFiles(const Backup& backup) {
     RemoveUnfinishedDatabases();
+    std::vector<std::string> made;
     const std::string sides[] = {SIDEFILES[0], SIDEFILES[1], SIDEFILES[2]};
     for (const std::string& side : {sides[0], sides[1], sides[2], std::string()}) {
         const std::string saved = backup.Database() + side;
         if (KindOf(saved) == Kind::File) {
             CopyFile(saved, Successor(side), StatusOf(saved));
+            made.push_back(side);
         }
     }
     try {
@@ -61,11 +62,14 @@ void ReplaceFiles(const Backup& backup) {
                 Rename(DATABASE + side, Aside(side));
             }
         }
-        if (KindOf(Successor("")) == Kind::Nothing) {
+        if (made.empty() || !made.back().empty()) {
             // There was none when the backup was made.
             RemoveFile(DATABASE);
-        } else {
-            Move(Successor(""), DATABASE);
+        }
+        // The database itself is the last one that was made, and the first one to come.
+        std::reverse(made.begin(), made.end());
+        if (!made.empty()) {
+            Move(Successor(made.front()), DATABASE + made.front());
         }
     } catch (...) {
         for (const std::string& side : sides) {
@@ -76,10 +80,8 @@ void ReplaceFiles(const Backup& backup) {
         throw;
     }
     // From here on there is no way back.
-    for (const std::string& side : sides) {
-        if (KindOf(Successor(side)) != Kind::Nothing) {
-            Move(Successor(side), DATABASE + side);
-        }
+    for (std::size_t i = 1; i < made.size(); ++i) {
+        Move(Successor(made[i]), DATABASE + made[i]);
     }
     OrLog([] { Sync(DATABASEFOLDER); });
     OrLog(RemoveUnfinishedDatabases);
@@ -93,11 +95,7 @@ std::string NameIn(const std::string& word) {
     if (slash == std::string::npos) {
         return path;
     }
-    using Path = std::unique_ptr<char, decltype(&std::free)>;
-    const Path folder(realpath(path.substr(0, slash + 1).c_str(), nullptr), &std::free);
-    const Path backups(realpath(BACKUPS.c_str(), nullptr), &std::free);
-    const bool isInside =
-        folder != nullptr && backups != nullptr && std::string(folder.get()) == backups.get();
+    const bool isInside = Resolved(path.substr(0, slash + 1)) == Resolved(BACKUPS);
     return isInside ? path.substr(slash + 1) : "";
 }
 

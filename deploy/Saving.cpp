@@ -74,9 +74,8 @@ Backup Renew(const Backup& newest, const Backup& wanted) {
     }
     const Backup renewed{newest.name, wanted.why, wanted.what};
     Rewrite(renewed);
-    if (newest.Note() != renewed.Note()) {
-        RemoveFile(newest.Note());
-    }
+    // Another one: no registration is open when the next one begins.
+    RemoveFile(newest.Note());
     return renewed;
 }
 

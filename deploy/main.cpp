@@ -18,7 +18,9 @@
 #include "Status.h"
 #include "Waiting.h"
 
+#include <algorithm>
 #include <fcntl.h>
+#include <iterator>
 #include <optional>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -95,17 +97,11 @@ Failure Refused(const std::exception& exception) {
         return {Status::NotRegistered, exception.what()};
     }
     const std::string why = std::string("the database cannot be read: ") + error->what();
-    switch (error->Code()) {
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-        return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
-    case SQLITE_NOMEM:
-    case SQLITE_IOERR:
-    case SQLITE_FULL:
-        return {Status::NotRegistered, why};
-    default:
+    constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR, SQLITE_READONLY};
+    if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
         return {Status::NotTheDatabase, why};
     }
+    return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
 }
 
 // The work of --verify, --dry-run and a registration, when it is known which applications to look
