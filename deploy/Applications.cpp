@@ -22,7 +22,11 @@ std::string WorkingFolder() {
 
 // The path as the shell's cd and pwd give it: absolute, with links as they are.
 std::string Normalised(const std::string& path) {
-    std::istringstream rest(path.rfind('/', 0) == 0 ? path : WorkingFolder() + "/" + path);
+    const std::string folder = path.rfind('/', 0) == 0 ? "/" : WorkingFolder();
+    if (folder.empty()) {
+        return {};
+    }
+    std::istringstream rest(folder + "/" + path);
     std::string result;
     std::string name;
     while (std::getline(rest, name, '/')) {

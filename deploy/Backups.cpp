@@ -182,8 +182,7 @@ void RemoveOld() {
     const std::optional<Backup> last = BeforeLastRegistration();
     std::size_t others = 0;
     for (auto backup = all.rbegin(); backup != all.rend(); ++backup) {
-        const bool stays = backup->name == all.front().name || backup->why == Why::Registering
-                           || (last && backup->name == last->name);
+        const bool stays = backup->name == all.front().name || (last && backup->name == last->name);
         if (!stays && ++others > KEPT) {
             // It goes as a whole, even if this is the last that the run does.
             Rename(backup->Folder(), UNFINISHEDBACKUP);

@@ -44,7 +44,7 @@ inline constexpr char SETTLED = '+';
 // if make says so. Throws a Failure with Status::NoBackup.
 void CheckBackups(bool make);
 
-// All backups, the oldest first. Throws a Failure with Status::NotRoot where they cannot be read.
+// All backups, the oldest first. Throws std::system_error.
 std::vector<Backup> AllBackups();
 
 // The one to which --restore leads without a name: that of a registration that did not come to its

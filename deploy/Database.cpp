@@ -99,10 +99,8 @@ void Database::Attach(const std::string& path, std::string_view how, const std::
 
 void Database::CopyFrom(Database& source) {
     sqlite3_backup* backup = Allocated(sqlite3_backup_init(handle, "main", source.handle, "main"));
-    int code = SQLITE_OK;
-    do {
-        code = sqlite3_backup_step(backup, -1);
-    } while (code == SQLITE_BUSY && itsPatience.Wait());
+    // Waits for locks by itself, as the connections do.
+    const int code = sqlite3_backup_step(backup, -1);
     sqlite3_backup_finish(backup);
     Check(code == SQLITE_DONE ? SQLITE_OK : code);
 }

@@ -24,3 +24,6 @@ inline const std::string STAGING = OWNFOLDER + "/staging";
 // What lies beside a database while it is in use, or after a program broke down: its name and one
 // of these.
 inline constexpr const char* SIDEFILES[] = {"-journal", "-wal", "-shm"};
+
+// The same and the database itself.
+inline constexpr const char* DATABASEFILES[] = {"-journal", "-wal", "-shm", ""};

@@ -3,7 +3,6 @@
 #include "Files.h"
 #include "Waiting.h"
 
-#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
@@ -96,9 +95,7 @@ std::string ReadAll(int pipe, pid_t group) {
 
 int WaitFor(pid_t process) {
     int status = 0;
-    while (waitpid(process, &status, 0) == -1) {
-        Checked(errno == EINTR ? 0 : -1, "waitpid");
-    }
+    Checked(waitpid(process, &status, 0), "waitpid");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

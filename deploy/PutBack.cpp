@@ -3,6 +3,7 @@
 #include "Database.h"
 #include "Places.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
@@ -60,15 +61,15 @@ public:
     void PutBack() {
         const std::vector<Row> displaced = Displaced();
         Remove();
-        for (const Row& row : Rows("ProdID = ?1")) {
-            // In its old place, where the table has places and nobody has taken it.
+        // Each in its old place, where the table has places and nobody has taken it.
+        const auto comeBack = [this](const Row& row) {
             if (!Insert(row, true) && !Insert(row, false)) {
-                throw std::runtime_error("another row is in the place of " + itsNumber);
+                throw std::runtime_error("another row is in the place of one of " + itsNumber);
             }
-        }
-        for (const Row& row : displaced) {
-            Insert(row, true);
-        }
+        };
+        const std::vector<Row> own = Rows("ProdID = ?1");
+        std::for_each(own.begin(), own.end(), comeBack);
+        std::for_each(displaced.begin(), displaced.end(), comeBack);
     }
 
 private:
@@ -90,10 +91,14 @@ private:
         return found;
     }
 
-    // The rows of others that are in the backup and no longer in the database.
+    // The rows of others that are in the backup and no longer in the database. Most are in their
+    // places, where they are found soonest.
     std::vector<Row> Lost() {
-        return Rows("ProdID IS NOT ?1 AND NOT EXISTS (SELECT 1 FROM main." + itsName
-                    + " AS theirs WHERE TRUE" + isSame + ")");
+        const std::string absent =
+            " AND NOT EXISTS (SELECT 1 FROM main." + itsName + " AS theirs WHERE ";
+        const std::string place = "theirs." + PLACE + " = ours." + PLACE;
+        return Rows("ProdID IS NOT ?1" + (HasPlaces() ? absent + place + isSame + ")" : "") + absent
+                    + "1" + isSame + ")");
     }
 
     // Whether the table has places for its rows, beside what is in them.
@@ -109,14 +114,13 @@ private:
     // Inserts a row, unless another one is in its way.
     bool Insert(const Row& row, bool inItsPlace) {
         const bool isPlaced = inItsPlace && HasPlaces();
-        const std::string before = itsDatabase.Value("SELECT total_changes()");
         Statement(itsDatabase,
                   "INSERT OR IGNORE INTO main." + itsName + " ("
                       + (isPlaced ? PLACE + columns : columns.substr(2)) + ") VALUES ("
                       + (isPlaced ? "?1" + parameters : parameters.substr(2)) + ")",
                   row)
             .Next();
-        return itsDatabase.Value("SELECT total_changes()") != before;
+        return sqlite3_changes(itsDatabase.Handle()) == 1;
     }
 
     Database& itsDatabase;

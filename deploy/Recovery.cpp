@@ -52,5 +52,4 @@ void RemoveLeftovers() {
     RemoveUnfinished();
     RemoveUnfinishedRegistration();
     RemoveUnfinishedFiles();
-    RemoveUnfinishedDatabases();
 }

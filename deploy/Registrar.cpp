@@ -120,12 +120,21 @@ bool Registrar::Judge(Application& application, const Backup& backup) {
            && HasLine(outcome.output, "InsertXManConfig false");
 }
 
+void Registrar::VerifyAgain(Application& application, const Backup& backup) {
+    Verify(application);
+    if (!application.IsRegistered()) {
+        OrFail(Status::NotRestored, application.path + " could not be put back",
+               [&] { PutBackRows(NumberOf(application), backup.Database(), itsPatience); });
+    }
+}
+
 void Registrar::PutBack(const Application& application, const Backup& backup, bool wroteNothing) {
     try {
         PutBackRows(NumberOf(application), backup.Database(), itsPatience);
     } catch (const Failure&) {
         // Somebody else's lock is in the way, as it was in Tamsel's, unless Tamsel has written.
         if (!wroteNothing) {
+            Log("waiting for a lock, to put back what was written");
             PutBackRows(NumberOf(application), backup.Database(), Patience::Unshaken(GRACE));
         }
     }

@@ -22,6 +22,9 @@ public:
     // Settles an application by what is in the database and in the configuration folder.
     void Verify(Application& application);
 
+    // The same once more. Where it is not registered any more, its rows become those of the backup.
+    void VerifyAgain(Application& application, const Backup& backup);
+
     // Registers the application, or leaves its rows and XManConfigV2.xml as they were, and settles
     // it. Where another program's lock stops Tamsel, tries again as long as patience lasts. Throws
     // a Failure with Status::NotRestored where something could not be put back.

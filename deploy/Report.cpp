@@ -73,7 +73,7 @@ void Report::Fail(Status failure, const std::string& why) {
 }
 
 void Log(const std::string& text) {
-    std::array<char, sizeof "2026-01-31T23:59:59Z"> now{};
+    std::array<char, 40> now{};
     const std::time_t seconds = std::time(nullptr);
     std::tm parts{};
     std::strftime(now.data(), now.size(), "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &parts));

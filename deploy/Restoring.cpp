@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <unistd.h>
 
 namespace {
 
@@ -43,48 +44,43 @@ void WriteInto(const std::string& saved, const Patience& patience) {
     }
 }
 
+// What is at the path: its number on the disk, or 0.
+ino_t NumberOf(const std::string& path) {
+    return KindOf(path) == Kind::Nothing ? 0 : StatusOf(path).st_ino;
+}
+
 // Puts the saved files in the place of those that are there. A journal of the former database must
-// not meet the new one, so the side files are out of the way first.
+// not meet the new one, so the side files are out of the way first. Wherever this is cut off,
+// SettleReplacement leads it to an end.
 void ReplaceFiles(const Backup& backup) {
-    RemoveUnfinishedDatabases();
-    std::vector<std::string> made;
-    const std::string sides[] = {SIDEFILES[0], SIDEFILES[1], SIDEFILES[2]};
-    for (const std::string& side : {sides[0], sides[1], sides[2], std::string()}) {
+    SettleReplacement();
+    if (KindOf(DATABASE) == Kind::File) {
+        // By this second name it is known whether the new one has come.
+        Checked(link(DATABASE.c_str(), Aside("").c_str()), DATABASE);
+    }
+    for (const std::string side : DATABASEFILES) {
         const std::string saved = backup.Database() + side;
         if (KindOf(saved) == Kind::File) {
             CopyFile(saved, Successor(side), StatusOf(saved));
-            made.push_back(side);
         }
     }
     try {
-        for (const std::string& side : sides) {
+        for (const std::string side : SIDEFILES) {
             if (KindOf(DATABASE + side) != Kind::Nothing) {
                 Rename(DATABASE + side, Aside(side));
             }
         }
-        if (made.empty() || !made.back().empty()) {
+        if (KindOf(Successor("")) == Kind::File) {
+            Move(Successor(""), DATABASE);
+        } else {
             // There was none when the backup was made.
             RemoveFile(DATABASE);
         }
-        // The database itself is the last one that was made, and the first one to come.
-        std::reverse(made.begin(), made.end());
-        if (!made.empty()) {
-            Move(Successor(made.front()), DATABASE + made.front());
-        }
     } catch (...) {
-        for (const std::string& side : sides) {
-            if (KindOf(Aside(side)) != Kind::Nothing) {
-                Rename(Aside(side), DATABASE + side);
-            }
-        }
+        OrLog(SettleReplacement);
         throw;
     }
-    // From here on there is no way back.
-    for (std::size_t i = 1; i < made.size(); ++i) {
-        Move(Successor(made[i]), DATABASE + made[i]);
-    }
-    OrLog([] { Sync(DATABASEFOLDER); });
-    OrLog(RemoveUnfinishedDatabases);
+    OrLog(SettleReplacement);
 }
 
 // The name in a word that may be a path into the folder of the backups.
@@ -147,9 +143,16 @@ void Restore(const Backup& backup, bool isDatabase, const Patience& patience) {
     });
 }
 
-void RemoveUnfinishedDatabases() {
-    RemoveFile(Successor(""));
-    for (const char* side : SIDEFILES) {
+void SettleReplacement() {
+    const bool hasCome = NumberOf(DATABASE) != NumberOf(Aside(""));
+    for (const std::string side : SIDEFILES) {
+        const std::string rightful = hasCome ? Successor(side) : Aside(side);
+        if (KindOf(rightful) != Kind::Nothing) {
+            Move(rightful, DATABASE + side);
+        }
+    }
+    Sync(DATABASEFOLDER);
+    for (const std::string side : DATABASEFILES) {
         RemoveFile(Successor(side));
         RemoveFile(Aside(side));
     }

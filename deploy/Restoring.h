@@ -15,5 +15,6 @@ Backup FindBackup(const std::vector<std::string>& words, const Patience& patienc
 // anything else is replaced as a file.
 void Restore(const Backup& backup, bool isDatabase, const Patience& patience);
 
-// Removes what a run leaves that is killed while it restores.
-void RemoveUnfinishedDatabases();
+// Leads the replacement of a database that was cut off to an end: forward where the new database
+// has come, otherwise back. Has to be done before anybody opens the database.
+void SettleReplacement();

@@ -6,6 +6,8 @@
 #include "Places.h"
 #include "Status.h"
 
+#include <algorithm>
+#include <iterator>
 #include <unistd.h>
 
 namespace {
@@ -26,9 +28,7 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
 }
 
 void CopyPlainFiles(const std::string& folder) {
-    std::vector<std::string> sides(std::begin(SIDEFILES), std::end(SIDEFILES));
-    sides.emplace_back("");
-    for (const std::string& side : sides) {
+    for (const std::string side : DATABASEFILES) {
         // Of a copy that failed.
         RemoveFile(folder + "/ExMan.db" + side);
         if (KindOf(DATABASE + side) == Kind::File) {
@@ -47,8 +47,12 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
                 return false;
             }
         }
-    } catch (const DatabaseError&) {
-        // It is no database, or one that has to be repaired first.
+    } catch (const DatabaseError& error) {
+        // It is no database, or one that has to be repaired first; or the disk is full or broken.
+        constexpr int TROUBLE[] = {SQLITE_IOERR, SQLITE_FULL, SQLITE_NOMEM};
+        if (std::find(std::begin(TROUBLE), std::end(TROUBLE), error.Code()) != std::end(TROUBLE)) {
+            throw;
+        }
     }
     CopyPlainFiles(folder);
     return true;
@@ -98,7 +102,14 @@ Backup SaveAs(Backup backup, const Patience& patience) {
     backup.name = NextName();
     WriteNote(backup, UNFINISHEDBACKUP + backup.Note().substr(backup.Folder().size()));
     Sync(UNFINISHEDBACKUP);
-    Rename(UNFINISHEDBACKUP, backup.Folder());
+    Move(UNFINISHEDBACKUP, backup.Folder());
+    try {
+        Sync(BACKUPS);
+    } catch (...) {
+        // No backup, then.
+        Move(backup.Folder(), UNFINISHEDBACKUP);
+        throw;
+    }
     return backup;
 }
 

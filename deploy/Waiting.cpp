@@ -47,7 +47,7 @@ bool IsInterrupted() {
     sigemptyset(&waiting);
     sigpending(&waiting);
     for (const int number : ENDING) {
-        if (sigismember(&waiting, number) == 1 && sigismember(&held, number) == 1) {
+        if (sigismember(&waiting, number) == 1) {
             return true;
         }
     }

@@ -5,6 +5,7 @@
 #include "Backups.h"
 #include "ConfigurationFile.h"
 #include "Database.h"
+#include "Files.h"
 #include "Inspection.h"
 #include "Options.h"
 #include "Places.h"
@@ -24,6 +25,7 @@
 #include <optional>
 #include <sys/stat.h>
 #include <syslog.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -55,6 +57,7 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     Backup backup = Save(Why::Registering, paths, patience);
     report.backup = backup.name;
     Log("saved to " + backup.Folder());
+    const bool canDisplace = registrar.CanDisplace();
     try {
         for (Application* application : waiting) {
             if (IsInterrupted()) {
@@ -64,6 +67,13 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
             }
             FailIfNotRegistered(*application, report);
         }
+        for (Application* application : waiting) {
+            // Where rows can displace each other, one that came later can have taken their place.
+            if (canDisplace && application->IsRegistered()) {
+                registrar.VerifyAgain(*application, backup);
+                FailIfNotRegistered(*application, report);
+            }
+        }
     } catch (...) {
         // Something could not be put back. The next run does it, and leaves alone what is settled.
         for (std::size_t i = 0; i < waiting.size(); ++i) {
@@ -72,16 +82,6 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
         OrLog([&backup] { Rewrite(backup); });
         throw;
     }
-    // Each has been verified; but where rows can displace each other, one that came later may have
-    // taken the place of another's.
-    OrLog([&] {
-        for (Application* application : waiting) {
-            if (registrar.CanDisplace() && application->IsRegistered()) {
-                registrar.Verify(*application);
-                FailIfNotRegistered(*application, report);
-            }
-        }
-    });
     OrLog(RemoveUnfinishedRegistration);
     OrLog([&backup] { End(backup); });
     OrLog(RemoveOld);
@@ -113,6 +113,7 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
     if (registers) {
         CheckBackups(true);
         lock.emplace(patience);
+        SettleReplacement();
     } else if (options.command == Command::DryRun) {
         CheckBackups(false);
     }
@@ -205,10 +206,15 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     RequireDatabase(false);
     CheckBackups(false);
     CheckFile();
-    // There may be nothing to restore, nor a place for a lock.
-    FindBackup(options.words, patience);
+    if (KindOf(BACKUPS) == Kind::Nothing) {
+        // Nor is there a place for a lock.
+        throw Failure(Status::NotRestored, "there is no backup");
+    }
     const RunLock lock(patience);
-    OrFail(Status::NotRestored, "not restored", RemoveLeftovers);
+    OrFail(Status::NotRestored, "not restored", [] {
+        SettleReplacement();
+        RemoveLeftovers();
+    });
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     Log("saved to " + present.Folder());
@@ -226,7 +232,12 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
 void RunList(Report& report) {
     RequireRoot();
     CheckBackups(false);
-    report.backups = AllBackups();
+    try {
+        report.backups = AllBackups();
+    } catch (const std::system_error&) {
+        // A run has renamed or removed one meanwhile.
+        report.backups = AllBackups();
+    }
 }
 
 void Run(const Options& options, Report& report) {

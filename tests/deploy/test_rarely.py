@@ -78,7 +78,7 @@ class Rarely(DeployTest):
                     "INSERT INTO Tb_XManConfig VALUES (190, 'mine', 'only')")
         self.replace_tamsel(f'sqlite3 "{DATABASE}" "UPDATE Tb_XManConfig SET ProdID = 12 WHERE KeyName ='
                             " 'mine'\"; exit 1")
-        self.assert_deploys([INDESIGN], NOT_RESTORED, FAILED, "another row is in the place of 190")
+        self.assert_deploys([INDESIGN], NOT_RESTORED, FAILED, "another row is in the place of one of 190")
 
     def test_a_key_that_products_could_share_and_do_not(self):
         self.change("CREATE UNIQUE INDEX Ix_Entry ON Tb_ProductInfoV2 (PCDEntryName)")
@@ -109,6 +109,32 @@ class Rarely(DeployTest):
         self.assert_deploys([INDESIGN, "--wait", "0"], IN_USE, FAILED)
         self.assertEqual(self.note(self.all_backups()[0])[0], CLOSED)
 
+    def test_a_lock_that_comes_when_tamsel_has_written(self):
+        os.mkfifo(self.folder / "go")
+        self.replace_tamsel(f"""\
+            sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"
+            {{ {{ echo 'BEGIN EXCLUSIVE; SELECT 1;'; read -r _ <"{self.folder}/go"; }} |
+                sqlite3 "{DATABASE}"; }} >/dev/null 2>&1 &
+            while sqlite3 "{DATABASE}" 'SELECT * FROM Tb_XManConfig' >/dev/null 2>&1; do :; done
+            exit 1
+            """)
+        run = self.start(INDESIGN, "--wait", "0")
+        for line in run.stderr:
+            if b"waiting for a lock, to put back" in line:
+                break
+        (self.folder / "go").write_text("go\n")
+        result = self.finish(run)
+        self.assertEqual((result.out.decode(), result.status), (FAILED, NOT_REGISTERED))
+        self.assertEqual(self.rows("SELECT * FROM Tb_XManConfig WHERE ProdID = 190"), [])
+
+    def test_a_row_that_somebody_else_removes_meanwhile(self):
+        self.change("INSERT INTO Tb_XManConfig VALUES (190, 'mine', 'kept')")
+        self.replace_tamsel(f'sqlite3 "{DATABASE}" "DELETE FROM Tb_XManConfig WHERE KeyName IN'
+                            """ ('bit', 'mine')"; exit 1""")
+        self.assert_deploys([INDESIGN], NOT_REGISTERED, FAILED)
+        self.assertEqual(self.rows("SELECT ProdID, KeyName FROM Tb_XManConfig ORDER BY rowid"),
+                         [(12, "$iconpath"), (12, "$installfolder"), (1860, "suite"), (190, "mine")])
+
     def test_the_end_of_a_path_is_the_middle_of_a_character(self):
         self.assert_deploys([b"/\xc3"], NO_APPLICATION, "not found: /\\xC3\n")
 
@@ -120,7 +146,7 @@ class Rarely(DeployTest):
         self.assert_deploys([INDESIGN], RUNNING, options=["--bind", "/dev/null", "/usr/bin/pgrep"])
 
     def test_no_number_of_seconds(self):
-        for words in (["--wait", ""], ["--wait="]):
+        for words in (["--wait", ""], ["--wait="], ["--wait", "1234567"]):
             self.assert_deploys([*words, INDESIGN], USAGE)
 
     def test_no_room_for_a_backup(self):
