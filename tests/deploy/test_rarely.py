@@ -135,6 +135,33 @@ class Rarely(DeployTest):
         self.assertEqual(self.rows("SELECT ProdID, KeyName FROM Tb_XManConfig ORDER BY rowid"),
                          [(12, "$iconpath"), (12, "$installfolder"), (1860, "suite"), (190, "mine")])
 
+    def set_aside(self, name):
+        """What a restore does with a file that is killed before the new database comes, or after."""
+        return self.database.parent / f".{name}.tamsel-old"
+
+    def test_a_journal_that_a_killed_restore_has_moved_away(self):
+        before = self.dump()
+        self.break_down()
+        os.link(self.database, self.set_aside("ExMan.db"))
+        (self.database.parent / "ExMan.db-journal").rename(self.set_aside("ExMan.db-journal"))
+        (self.database.parent / ".ExMan.db-wal.tamsel-new").write_text("of another database")
+        self.deploy(INDESIGN)
+        self.deploy("--restore")
+        self.assertEqual(self.dump(), before)
+        self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
+
+    def test_a_journal_that_a_killed_restore_has_not_brought_yet(self):
+        before = self.dump()
+        self.break_down()
+        self.set_aside("ExMan.db").write_text("the former one")
+        self.set_aside("ExMan.db-wal").write_text("of the former one")
+        journal = self.database.parent / "ExMan.db-journal"
+        journal.rename(journal.with_name(".ExMan.db-journal.tamsel-new"))
+        self.deploy(INDESIGN)
+        self.deploy("--restore")
+        self.assertEqual(self.dump(), before)
+        self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
+
     def test_the_end_of_a_path_is_the_middle_of_a_character(self):
         self.assert_deploys([b"/\xc3"], NO_APPLICATION, "not found: /\\xC3\n")
 
