@@ -24,13 +24,12 @@ SANDBOX = HERE.parent / "scripts" / "sandbox"
 MOST_INSTRUCTIONS = 1.3
 
 # The most instructions that verifying four registered applications may need, as a multiple of those of
-# `Tamsel -h`: well above the 3.55 that were measured with SQLite 3.40, since they change with it, and
+# `Tamsel -h`: well above the 3.39 that were measured with SQLite 3.40, since they change with it, and
 # below the 5.65 of statements that are compiled anew for each application.
 MOST_FOR_VERIFYING = 4.5
 
 SIZES = [0, 1000, 100000, 1000000]
 OTHERS = ["floor", "shell", "Python"]
-GROWING = ["--verify", "--dry-run", "registration", "copy", "check", "rest"]
 COUNTS = {
     "instructions": "user-space instructions",
     "calls": "system calls, whole tree",
@@ -77,17 +76,23 @@ def growth(times):
             for size, results in times.items()}
 
 
+def shares(parts, wholes):
+    """The median share of the parts in a run, by the number of rows."""
+    return {size: statistics.median(sum(time["wall"] for time in part) / whole["wall"]
+                                    for whole, *part in zip(results, *(times[size] for times in parts)))
+            for size, results in wholes.items()}
+
+
 def deployments(measured):
-    """What deployments.py found; of a registration, what is neither the copy nor its check as well."""
+    """What deployments.py found. A dry run checks the database, a registration copies it before."""
     times = measured["growth"]
-    times["rest"] = {size: [{"wall": whole["wall"] - copy["wall"] - check["wall"]}
-                            for whole, copy, check in zip(results, times["copy"][size], times["check"][size])]
-                     for size, results in times["registration"].items()}
     return {
         "verifying": medians(measured["verifying"], "tamsel-deploy"),
         "registering": medians(measured["registering"], "tamsel-deploy"),
         "instructions": measured["instructions"],
         "growth": {kind: growth(results) for kind, results in times.items()},
+        "shares": {"--dry-run": shares([times["check"]], times["--dry-run"]),
+                   "registration": shares([times["copy"], times["check"]], times["registration"])},
     }
 
 
@@ -140,12 +145,14 @@ def report_deployments(results):
     rows.append(["user-space instructions, verifying four, `Tamsel -h`", cell(own),
                  cell(other, own / other)])
     print_table(["", "tamsel-deploy", "Tamsel"], rows)
-    print("Wall times in ms, for one application; in parentheses, of that without any rows.\n")
-    print_table(["unrelated rows per table", "`--verify`", "`--dry-run`", "registration",
-                 "of that the copy", "its check", "the rest"],
-                [[cell(int(size))] + [cell(results["growth"][kind][size]["median"],
-                                           results["growth"][kind][size]["ratio"])
-                                      for kind in GROWING] for size in results["growth"]["rest"]])
+    print("Wall times in ms, for one application; in parentheses, of that of --verify without any rows, the"
+          "\nshare of the check in a dry run, and that of the copy and its check in a registration.\n")
+    times, parts = results["growth"], results["shares"]
+    print_table(["unrelated rows per table", "--verify", "--dry-run", "registration", "copy", "its check"],
+                [[cell(int(size)), cell(result["median"], result["ratio"]),
+                  *(cell(times[kind][size]["median"], parts[kind][size]) for kind in parts),
+                  *(cell(times[kind][size]["median"]) for kind in ("copy", "check"))]
+                 for size, result in times["--verify"].items()])
 
 
 def main():

@@ -21,7 +21,7 @@ import time
 from measure import (APPLICATION, COPY, DATABASE, SCRATCH, TABLES, TESTS, Refusal, create_database,
                      instructions, product_rows, progress, rounds, timed)
 
-EXPECTED = TESTS / "cli" / "expected"
+EXPECTED = TESTS / "expected"
 # In the order in which tamsel-deploy finds them.
 PRODUCTS = {"Adobe InCopy CC 2019": 156, "Adobe InDesign CC 2019": 159,
             "Adobe InCopy 2020": 187, "Adobe InDesign 2020": 190}
@@ -52,20 +52,23 @@ class Programs:
         if (COPY.read_bytes() if COPY.exists() else b"") != (self.file if registered else b""):
             raise Refusal(f"another {COPY.name}")
 
-    def verified(self, *arguments):
-        before = DATABASE.stat()
-        result = self.deployed("registered", "--verify", *arguments)
-        if (DATABASE.stat(), OWN.exists()) != (before, False):
-            raise Refusal("a verification changed something")
+    def left_alone(self, *run):
+        """A run that must not change the database, nor make or remove a file."""
+        def state():
+            return [path.stat().st_mtime_ns for path in (DATABASE, DATABASE.parent, COPY.parent)]
+
+        before = state()
+        result = self.deployed(*run)
+        if OWN.exists() or state() != before:
+            raise Refusal(f"{run[1]} changed something")
         return result
+
+    def verified(self, *arguments):
+        return self.left_alone("registered", "--verify", *arguments)
 
     def tried(self, *arguments):
         unregister()
-        result = self.deployed("would register", "--dry-run", *arguments)
-        self.require([])
-        if OWN.exists():
-            raise Refusal("a dry run changed something")
-        return result
+        return self.left_alone("would register", "--dry-run", *arguments)
 
     def registered(self, *arguments):
         """A registration on a machine without a backup."""

@@ -30,6 +30,7 @@ DATABASE = CONFIGURATION / "DB" / "ExMan.db"
 COPY = CONFIGURATION / "XManConfigV2.xml"
 SCRATCH = pathlib.Path("/Library/bench")
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": str(SCRATCH)}
+TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 
 APPLICATION = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
 NUMBER = 190
@@ -79,25 +80,29 @@ def create_database(rows):
     connection.close()
 
 
-def product_rows():
+def product_rows(number=NUMBER):
     connection = sqlite3.connect(DATABASE)
-    rows = [row for table in ("Tb_ProductInfoV2", "Tb_XManConfig") for row in connection.execute(
-        f"SELECT * FROM {table} WHERE ProdID = ? ORDER BY rowid", (NUMBER,))]
+    rows = [row for table in TABLES for row in connection.execute(
+        f"SELECT * FROM {table} WHERE ProdID = ? ORDER BY rowid", (number,))]
     connection.close()
     return "".join("|".join(map(str, row)) + "\n" for row in rows)
 
 
-def timed(command):
-    """Runs a command; its wall time and the processor time of its whole tree, in milliseconds."""
+def timed(command, expected=None, log=None):
+    """Runs a command; its wall time and the processor time of its whole tree, in milliseconds.
+    What it writes has to be what is expected; a log is a file for what does not count of that."""
+    expected = expected or (HELP if command[-1] == "-h" else OUTPUT)
     output = SCRATCH / "output"
-    actions = [(os.POSIX_SPAWN_OPEN, 1, output, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600),
-               (os.POSIX_SPAWN_DUP2, 1, 2)]
+    new = (os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600)
+    actions = [(os.POSIX_SPAWN_OPEN, 1, output, *new),
+               (os.POSIX_SPAWN_OPEN, 2, log, *new) if log else (os.POSIX_SPAWN_DUP2, 1, 2)]
     began = time.perf_counter()
     child = os.posix_spawn(command[0], command, ENVIRONMENT, file_actions=actions)
     _, status, usage = os.wait4(child, 0)
     wall = time.perf_counter() - began
-    if status != 0 or output.read_bytes() != (HELP if command[-1] == "-h" else OUTPUT):
-        raise Refusal(f"{command[0]} ended with {status} and wrote:\n{output.read_text()}")
+    if status != 0 or output.read_bytes() != expected:
+        wrote = "".join(file.read_text() for file in (output, log) if file)
+        raise Refusal(f"{command[0]} ended with {status} and wrote:\n{wrote}")
     return {"wall": wall * 1e3, "processor": (usage.ru_utime + usage.ru_stime) * 1e3}
 
 
@@ -143,6 +148,12 @@ def number_in(pattern, text):
     return int(re.search(pattern, text).group(1))
 
 
+def instructions(command):
+    """How many instructions a program needs, outside the kernel and without what it starts."""
+    return number_in(r"Collected : (\d+)", output_of(
+        "valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command))
+
+
 def counts(command):
     """What does not depend on the time that a run takes."""
     file = SCRATCH / "counts"
@@ -154,11 +165,10 @@ def counts(command):
     with open(command[0], "rb") as program:
         if program.read(4) != b"\x7fELF" or pathlib.Path(command[0]).samefile(sys.executable):
             return counted  # a script: what counts happens in processes that it starts
-    callgrind = output_of("valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command)
     linker = output_of(*command, LD_DEBUG="statistics")
     return dict(
         counted,
-        instructions=number_in(r"Collected : (\d+)", callgrind),
+        instructions=instructions(command),
         relocations=number_in(r" number of relocations: (\d+)", linker),
         relative_relocations=number_in(r"number of relative relocations: (\d+)", linker),
         size=os.path.getsize(command[0]))
