@@ -123,7 +123,7 @@ def verify(programs):
 
 
 def rounds(what, number, runs):
-    """Times each of the runs once a round, in an order of chance: a run is slower after one that
+    """Times each of the runs once per round, in random order: a run is slower after one that
     takes much of the processor's caches, and so each has to come after each."""
     times = {name: [] for name in runs}
     chance = random.Random(0)
