@@ -28,7 +28,7 @@ def commands(document):
     return blocks
 
 
-class Stranger(DeployTest):
+class ReadmeCommands(DeployTest):
     """What a shell does with commands of the README, after each other, on one machine."""
 
     def setUp(self):

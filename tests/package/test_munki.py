@@ -132,7 +132,7 @@ class WhatARunCannotMend(MunkiTest):
 
     def test_a_link_in_the_place_of_the_file(self):
         self.copied.symlink_to("elsewhere")
-        self.assertEqual(self.deploy("--verify").status, NO_FILE)
+        self.assertEqual(self.deploy("--verify").status, NOT_REGISTERED)
         self.assert_left_alone()
 
     def test_no_backups(self):
