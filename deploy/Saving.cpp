@@ -76,7 +76,7 @@ Backup Renew(const Backup& newest, const Backup& wanted) {
     if (wanted.why == Why::Restoring) {
         return newest;
     }
-    const Backup renewed{newest.name, wanted.why, wanted.what};
+    Backup renewed{newest.name, wanted.why, wanted.what};
     Rewrite(renewed);
     // Another one: no registration is open when the next one begins.
     RemoveFile(newest.Note());
