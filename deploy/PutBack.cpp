@@ -104,7 +104,7 @@ private:
     // Whether the table has places for its rows, beside what is in them.
     bool HasPlaces() {
         try {
-            Statement(itsDatabase, "SELECT " + PLACE + " FROM saved." + itsName);
+            const Statement places(itsDatabase, "SELECT " + PLACE + " FROM saved." + itsName);
             return true;
         } catch (const DatabaseError&) {
             return false;
