@@ -218,8 +218,10 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     Log("saved to " + present.Folder());
+    std::string name = backup.name;
     Restore(backup, !present.IsPlain(), patience);
-    report.backup = backup.name;
+    // What comes from here on must not make a failure of it.
+    report.backup.swap(name);
     // Whatever registration was begun, its state has gone.
     OrLog([] {
         for (const Backup& begun : AllBackups()) {
