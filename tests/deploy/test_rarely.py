@@ -195,3 +195,17 @@ class Rarely(DeployTest):
         for told in ("/nowhere", "relative", f"{self.folder}/../{self.folder.name}"):
             result = self.deploy("--verify", "x.app", environment={"PWD": told})
             self.assertEqual(result.out, b"not found: x.app\n")
+
+    def test_a_working_folder_that_has_gone(self):
+        gone = ["sh", "-c", 'mkdir "$0" && cd "$0" && rmdir "$0" && exec env -u PWD "$@"',
+                self.folder / "gone"]
+        result = self.deploy("--verify", "Applications/x.app", before=gone)
+        self.assertEqual(result.out, b"not found: Applications/x.app\n")
+
+    def test_a_note_that_another_run_renames_meanwhile(self):
+        self.need("strace")
+        backup = self.deploy_once()
+        once = ["strace", "-qq", "-o", "/dev/null", "-P", f"{BACKUPS}/{backup.name}/{CLOSED}",
+                "-e", "inject=openat:error=ENOENT:when=1"]
+        self.assert_deploys(["--list"], ALL_DONE, f"{backup.name} before registering {INDESIGN}\n",
+                            before=once)
