@@ -7,10 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <memory>
-#include <regex>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,8 +23,15 @@ constexpr std::size_t KEPT = 5;
 
 // The running number in a name of the form of a backup's, or 0.
 long long NumberOf(const std::string& name) {
-    static const std::regex form(R"((\d{4}|[1-9]\d{4,14})-\d{4}-\d\d-\d\dT\d{6}Z)");
-    return std::regex_match(name, form) ? std::stoll(name) : 0;
+    int length = 0;
+    // Each part at the most as long as in the form; the whole decides that it is no shorter.
+    std::sscanf(name.c_str(), "%*15[0-9]-%*4[0-9]-%*2[0-9]-%*2[0-9]T%*6[0-9]Z%n",
+                &length); // NOLINT
+    const auto digits = name.find('-');
+    const bool isForm = name.size() == static_cast<std::size_t>(length)
+                        && name.size() == digits + std::strlen("-2026-01-31T235959Z")
+                        && (digits == 4 || (digits > 4 && name.front() != '0'));
+    return isForm ? std::stoll(name) : 0;
 }
 
 // The names of the form of a backup's, by their numbers.

@@ -209,3 +209,11 @@ class Rarely(DeployTest):
                 "-e", "inject=openat:error=ENOENT:when=1"]
         self.assert_deploys(["--list"], ALL_DONE, f"{backup.name} before registering {INDESIGN}\n",
                             before=once)
+
+    def test_names_that_only_resemble_a_backup_s(self):
+        backup = self.deploy_once()
+        for name in ("0002-2026-1-31T235959Z", "00002-2026-01-31T235959Z", "002-2026-01-31T235959Z",
+                     "0002-2026-01-31T235959", "0002-2026-01-31T235959Zz", "x0002-2026-01-31T235959Z"):
+            (self.backups / name).mkdir()
+            (self.backups / name / CLOSED).write_text("x")
+        self.assert_deploys(["--list"], ALL_DONE, f"{backup.name} before registering {INDESIGN}\n")
