@@ -2,8 +2,11 @@
 
 #include "Status.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <unistd.h>
 
 namespace {
 
@@ -169,4 +172,20 @@ bool YieldSame(Statement& one, Statement& other) {
         }
     }
     return !other.Next();
+}
+
+Failure Refused(const std::exception& exception) {
+    if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
+        return *failure;
+    }
+    const auto* error = dynamic_cast<const DatabaseError*>(&exception);
+    if (error == nullptr) {
+        return {Status::NotRegistered, exception.what()};
+    }
+    const std::string why = std::string("the database cannot be read: ") + error->what();
+    constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR, SQLITE_READONLY};
+    if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
+        return {Status::NotTheDatabase, why};
+    }
+    return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
 }

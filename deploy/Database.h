@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Status.h"
 #include "Waiting.h"
 
 #include <initializer_list>
@@ -96,3 +97,6 @@ private:
 
 // Whether two statements yield the same rows in the same order.
 bool YieldSame(Statement& one, Statement& other);
+
+// What an error of any kind means for a run that it ends before anything was written.
+Failure Refused(const std::exception& exception);

@@ -140,22 +140,26 @@ void Registrar::PutBack(const Application& application, const Backup& backup, bo
     }
 }
 
+void Registrar::Prepare(FileChange& file) const {
+    OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [&] {
+        file.Begin();
+        if (!HasRightFile()) {
+            file.Replace(shipped);
+        }
+    });
+    OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
+        if (KindOf(RESERVE) == Kind::Nothing) {
+            WriteFile(RESERVE, std::string(ROOM, '\0'));
+        }
+    });
+}
+
 void Registrar::Try(Application& application, const Backup& backup) {
     FileChange file;
     bool wasStarted = false;
     bool wroteNothing = false;
     try {
-        OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [&] {
-            file.Begin();
-            if (!HasRightFile()) {
-                file.Replace(shipped);
-            }
-        });
-        OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
-            if (KindOf(RESERVE) == Kind::Nothing) {
-                WriteFile(RESERVE, std::string(ROOM, '\0'));
-            }
-        });
+        Prepare(file);
         wasStarted = true;
         wroteNothing = Judge(application, backup);
     } catch (const std::exception& exception) {

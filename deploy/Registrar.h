@@ -2,6 +2,7 @@
 
 #include "Applications.h"
 #include "Backups.h"
+#include "ConfigurationFile.h"
 #include "Inspection.h"
 #include "Options.h"
 #include "Waiting.h"
@@ -46,6 +47,8 @@ private:
     // Returns whether Tamsel said that it has written nothing.
     bool Judge(Application& application, const Backup& backup);
     void PutBack(const Application& application, const Backup& backup, bool wroteNothing);
+    // Puts the file in place, and reserves the room that putting back takes.
+    void Prepare(FileChange& file) const;
     void Try(Application& application, const Backup& backup);
 
     std::string program;

@@ -19,9 +19,7 @@
 #include "Status.h"
 #include "Waiting.h"
 
-#include <algorithm>
 #include <fcntl.h>
-#include <iterator>
 #include <optional>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -85,23 +83,6 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     OrLog(RemoveUnfinishedRegistration);
     OrLog([&backup] { End(backup); });
     OrLog(RemoveOld);
-}
-
-// What an error means for a run that it ends.
-Failure Refused(const std::exception& exception) {
-    if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
-        return *failure;
-    }
-    const auto* error = dynamic_cast<const DatabaseError*>(&exception);
-    if (error == nullptr) {
-        return {Status::NotRegistered, exception.what()};
-    }
-    const std::string why = std::string("the database cannot be read: ") + error->what();
-    constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR, SQLITE_READONLY};
-    if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
-        return {Status::NotTheDatabase, why};
-    }
-    return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
 }
 
 // The work of --verify, --dry-run and a registration, when it is known which applications to look
