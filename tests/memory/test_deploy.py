@@ -2,12 +2,12 @@
 
 from harness import snapshot
 from harness.deploy import ALL_DONE, INCOPY, NOT_REGISTERED, OLD_FILE
-from harness.machine import BUILD, TESTS, slow
+from harness.machine import BUILD, slow
 from harness.promises import ABORTED, REGISTERED, STATUSES, PromiseTest
 from harness.registration import INDESIGN
 from harness.restores import RestoreTest
+from harness.valgrind import watched
 
-FOUND = 99
 FAILED = b"allocation failed\n"
 
 
@@ -98,10 +98,7 @@ class Valgrind(RestoreTest):
     def assert_clean(self, arguments, out, status=ALL_DONE):
         self.need("valgrind")
         log = self.folder / "valgrind"
-        result = self.shell.run(
-            "valgrind", "--quiet", f"--error-exitcode={FOUND}", f"--log-file={log}",
-            f"--suppressions={TESTS / 'memory' / 'runtime.supp'}", "--leak-check=full",
-            "--show-leak-kinds=all", "--errors-for-leak-kinds=all", *self.command, *arguments)
+        result = self.shell.run(*watched(log, *self.command, *arguments))
         self.assertEqual(log.read_text(), "")
         self.assertEqual((result.out.decode(), result.status), (out, status), result.err.decode())
 

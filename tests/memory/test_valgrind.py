@@ -1,7 +1,6 @@
-from harness.machine import BUILD, DATABASE, TESTS, expected
+from harness.machine import BUILD, DATABASE, expected
 from harness.registration import INDESIGN, RegistrationTest
-
-FOUND = 99
+from harness.valgrind import watched
 
 
 class Valgrind(RegistrationTest):
@@ -13,11 +12,7 @@ class Valgrind(RegistrationTest):
 
     def assert_clean(self, arguments, name, status=0, options=()):
         log = self.folder / "valgrind"
-        result = self.run_inside(
-            "valgrind", "--quiet", f"--error-exitcode={FOUND}", f"--log-file={log}",
-            f"--suppressions={TESTS / 'memory' / 'runtime.supp'}",
-            "--leak-check=full", "--show-leak-kinds=all", "--errors-for-leak-kinds=all",
-            BUILD / "Tamsel", *arguments, options=options)
+        result = self.run_inside(*watched(log, BUILD / "Tamsel", *arguments), options=options)
         self.assertEqual(log.read_text(), "")
         self.assert_result(result, expected(name), status=status)
 
