@@ -97,7 +97,8 @@ class AtOnceWithAWriteAheadLog(AtOnce):
 class Neighbours(PromiseTest):
     """Others use the database, each for a moment, again and again; runs wait for them."""
 
-    turns = 20
+    turns = 60
+    pause = 0.002  # seconds: who never lets go would leave Tamsel, which does not wait, no chance
 
     def setUp(self):
         super().setUp()
@@ -110,6 +111,7 @@ class Neighbours(PromiseTest):
             connection.execute("BEGIN")
             connection.execute("SELECT COUNT(*) FROM Tb_XManConfig").fetchall()
             connection.execute("COMMIT")
+            self.over.wait(self.pause)
         connection.close()
 
     def write(self):
@@ -119,6 +121,7 @@ class Neighbours(PromiseTest):
             connection.execute("UPDATE Tb_ProductInfoV2 SET SuiteID = ? WHERE ProdID = 12", (self.written,))
             connection.execute("COMMIT")
             self.written += 1
+            self.over.wait(self.pause)
         connection.close()
 
     def test_runs_beside_a_reader_and_a_writer(self):
