@@ -74,7 +74,7 @@ std::string Backup::Folder() const {
 }
 
 std::string Backup::Database() const {
-    return Folder() + "/ExMan.db";
+    return Folder() + "/" + DATABASENAME;
 }
 
 std::string Backup::File() const {

@@ -33,14 +33,15 @@ bool IsSameDatabase(const std::string& one, const std::string& other, const Pati
 } // namespace
 
 bool IsSameState(const std::string& one, const std::string& other, const Patience& patience) {
+    const std::string first = one + "/" + DATABASENAME;
+    const std::string second = other + "/" + DATABASENAME;
     for (const std::string side : SIDEFILES) {
-        if (!IsSameFile(one + "/ExMan.db" + side, other + "/ExMan.db" + side)) {
+        if (!IsSameFile(first + side, second + side)) {
             return false;
         }
     }
     return IsSameFile(one + "/" + FILENAME, other + "/" + FILENAME)
-           && (IsSameDatabase(one + "/ExMan.db", other + "/ExMan.db", patience)
-               || IsSameFile(one + "/ExMan.db", other + "/ExMan.db"));
+           && (IsSameDatabase(first, second, patience) || IsSameFile(first, second));
 }
 
 bool HoldSame(Database& one, Database& other) {

@@ -100,6 +100,11 @@ void Database::Attach(const std::string& path, std::string_view how, const std::
     Statement(*this, "ATTACH ? AS " + name, {Name(path, how)}).Next();
 }
 
+void Database::Seize() {
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
+    Execute("BEGIN EXCLUSIVE");
+}
+
 void Database::CopyFrom(Database& source) {
     sqlite3_backup* backup = Allocated(sqlite3_backup_init(handle, "main", source.handle, "main"));
     // Waits for locks by itself, as the connections do.

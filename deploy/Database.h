@@ -49,6 +49,9 @@ public:
     std::string Value(const std::string& sql);
     // Lets this connection see another database, too, under a name.
     void Attach(const std::string& path, std::string_view how, const std::string& name);
+    // Keeps everybody else out of the database until this connection is closed. Nothing is written,
+    // not even what waits in a write-ahead log, whose readers are let be.
+    void Seize();
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
     sqlite3* Handle() { return handle; }

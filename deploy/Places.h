@@ -10,6 +10,7 @@
 inline const std::string DATABASE = EXMANDBPATH;
 inline const std::string DATABASEFOLDER = GetParentDirectory(DATABASE);
 inline const std::string CONFIGURATION = GetParentDirectory(DATABASEFOLDER);
+inline const std::string DATABASENAME = DATABASE.substr(DATABASEFOLDER.size() + 1);
 inline const std::string FILENAME = "XManConfigV2.xml";
 inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
 

@@ -89,9 +89,8 @@ void RequireDatabase(bool mustBeThere) {
 
 void RequireWritable(const Patience& patience) {
     Database database(DATABASE, READWRITE, patience);
-    sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
     // Readers count, too: Tamsel would meet them when it has written.
-    database.Execute("BEGIN EXCLUSIVE; ROLLBACK");
+    database.Seize();
     // SQLite grants that also where it could open the database for reading only.
     if (sqlite3_db_readonly(database.Handle(), "main") != 0
         || access(DATABASEFOLDER.c_str(), W_OK) == -1) {

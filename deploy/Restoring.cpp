@@ -18,11 +18,11 @@ namespace {
 
 // Where a file of the database's folder is set aside, and where its successor is made.
 std::string Aside(const std::string& side) {
-    return DATABASEFOLDER + "/.ExMan.db" + side + ".tamsel-old";
+    return DATABASEFOLDER + "/." + DATABASENAME + side + ".tamsel-old";
 }
 
 std::string Successor(const std::string& side) {
-    return DATABASEFOLDER + "/.ExMan.db" + side + ".tamsel-new";
+    return DATABASEFOLDER + "/." + DATABASENAME + side + ".tamsel-new";
 }
 
 // Writes the saved database into the one that is there, in one transaction under its locks.
@@ -124,15 +124,22 @@ Backup FindBackup(const std::vector<std::string>& words, const Patience& patienc
     });
 }
 
-void Restore(const Backup& backup, bool isDatabase, const Patience& patience) {
+void Restore(const Backup& backup, const Backup& present, const Patience& patience) {
     OrFail(Status::NotRestored, "not restored", [&] {
         FileChange file;
         try {
             file.Begin();
             file.Restore(backup.File());
+            const bool isDatabase = !present.IsPlain() || IsDatabase(patience);
             if (isDatabase && !backup.IsPlain()) {
                 WriteInto(backup.Database(), patience);
             } else {
+                // Nobody is at work on a database that goes.
+                std::optional<Database> former;
+                if (isDatabase) {
+                    former.emplace(DATABASE, READWRITE, patience);
+                    former->Seize();
+                }
                 ReplaceFiles(backup);
             }
         } catch (...) {

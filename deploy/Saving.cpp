@@ -4,6 +4,7 @@
 #include "Database.h"
 #include "Files.h"
 #include "Places.h"
+#include "Report.h"
 #include "Status.h"
 
 #include <algorithm>
@@ -29,38 +30,60 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
 
 void CopyPlainFiles(const std::string& folder) {
     for (const std::string side : DATABASEFILES) {
-        // Of a copy that failed.
-        RemoveFile(folder + "/ExMan.db" + side);
+        const std::string copy = folder + "/" + DATABASENAME + side;
+        // Of a copy that was none.
+        RemoveFile(copy);
         if (KindOf(DATABASE + side) == Kind::File) {
-            CopyFile(DATABASE + side, folder + "/ExMan.db" + side, StatusOf(DATABASE + side));
+            CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
         }
+    }
+}
+
+bool IsIntact(Database& database) {
+    return database.Value("PRAGMA integrity_check") == "ok";
+}
+
+// Looks whether there is a database of some kind. One that has to be recovered first, or that is
+// none, is not there; a disk that is full or broken throws.
+template <typename Look>
+bool IsThere(Look look) {
+    try {
+        return look();
+    } catch (const DatabaseError& error) {
+        constexpr int TROUBLE[] = {SQLITE_IOERR, SQLITE_FULL, SQLITE_NOMEM};
+        if (std::find(std::begin(TROUBLE), std::end(TROUBLE), error.Code()) != std::end(TROUBLE)) {
+            throw;
+        }
+        return false;
     }
 }
 
 // Saves the database before a restore. It is only read: to open a damaged one for writing could
 // change it. Returns whether it was saved as plain files.
 bool SaveAnything(const std::string& folder, const Patience& patience) {
-    try {
-        if (KindOf(DATABASE) == Kind::File) {
-            CopyDatabase(READONLY, folder + "/ExMan.db", patience);
-            if (IsSound(folder + "/ExMan.db", IMMUTABLE, patience)) {
-                return false;
-            }
-        }
-    } catch (const DatabaseError& error) {
-        // It is no database, or one that has to be repaired first; or the disk is full or broken.
-        constexpr int TROUBLE[] = {SQLITE_IOERR, SQLITE_FULL, SQLITE_NOMEM};
-        if (std::find(std::begin(TROUBLE), std::end(TROUBLE), error.Code()) != std::end(TROUBLE)) {
-            throw;
-        }
+    const std::string copy = folder + "/" + DATABASENAME;
+    const auto copyDatabase = [&] {
+        CopyDatabase(READONLY, copy, patience);
+        return IsSound(copy, IMMUTABLE, patience);
+    };
+    // What a program left that broke down while it was writing is taken back, in the copy.
+    const auto recoverCopy = [&] {
+        CopyPlainFiles(folder);
+        const bool isSound = IsSound(copy, READWRITE, patience);
+        Sync(copy);
+        return isSound;
+    };
+    const bool isSaved = IsThere(copyDatabase) || IsThere(recoverCopy);
+    if (!isSaved) {
+        CopyPlainFiles(folder);
     }
-    CopyPlainFiles(folder);
-    return true;
+    return !isSaved;
 }
 
 void SaveSound(const std::string& folder, const Patience& patience) {
-    CopyDatabase(READWRITE, folder + "/ExMan.db", patience);
-    RequireSound(IsSound(folder + "/ExMan.db", IMMUTABLE, patience));
+    const std::string copy = folder + "/" + DATABASENAME;
+    CopyDatabase(READWRITE, copy, patience);
+    RequireSound(IsSound(copy, IMMUTABLE, patience));
 }
 
 void WriteNote(const Backup& backup, const std::string& note) {
@@ -77,7 +100,12 @@ Backup Renew(const Backup& newest, const Backup& wanted) {
         return newest;
     }
     Backup renewed{newest.name, wanted.why, wanted.what};
-    Rewrite(renewed);
+    try {
+        Rewrite(renewed);
+    } catch (...) {
+        OrLog([&renewed] { RemoveFile(renewed.Note()); });
+        throw;
+    }
     // Another one: no registration is open when the next one begins.
     RemoveFile(newest.Note());
     return renewed;
@@ -135,9 +163,16 @@ void Rewrite(const Backup& backup) {
     RemoveUnfinished();
 }
 
+bool IsDatabase(const Patience& patience) {
+    return IsThere([&patience] {
+        Database database(DATABASE, READONLY, patience);
+        return IsIntact(database);
+    });
+}
+
 bool IsSound(const std::string& path, std::string_view how, const Patience& patience) {
     Database database(path, how, patience);
-    return database.Value("PRAGMA integrity_check") == "ok"
+    return IsIntact(database)
            && database.Value(
                   "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name COLLATE NOCASE IN"
                   " ('Tb_ProductInfoV2', 'Tb_XManConfig')")

@@ -200,7 +200,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     Log("saved to " + present.Folder());
     std::string name = backup.name;
-    Restore(backup, !present.IsPlain(), patience);
+    Restore(backup, present, patience);
     // What comes from here on must not make a failure of it.
     report.backup.swap(name);
     // Whatever registration was begun, its state has gone.

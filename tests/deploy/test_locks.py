@@ -131,6 +131,18 @@ class TheDatabase(LockTest):
         self.hold(HOLDS[2])
         self.assert_deploys(["--wait", "0"], ALL_DONE, REGISTERED)
 
+    def test_what_waits_in_a_write_ahead_log_is_left_there_by_a_dry_run(self):
+        self.change("PRAGMA journal_mode = WAL")
+        connection = self.connect()
+        connection.execute("INSERT INTO Tb_XManConfig VALUES (12, 'late', '')")
+        files = [self.database, self.database.parent / "ExMan.db-wal"]
+        left = [path.read_bytes() for path in files]
+        connection.close()
+        for path, content in zip(files, left):
+            path.write_bytes(content)
+        self.assert_deploys(["--dry-run"], ALL_DONE, f"would register: {INDESIGN}\n")
+        self.assertEqual([path.read_bytes() for path in files], left)
+
     def test_in_use_before_a_restore(self):
         self.deploy_once()
         before = self.installed()

@@ -99,7 +99,7 @@ class Rarely(DeployTest):
 
     def test_a_lock_that_stays_when_tamsel_has_written_nothing(self):
         self.replace_tamsel(f"""\
-            {{ {{ echo 'BEGIN EXCLUSIVE; SELECT 1;'; read -r _ <"{self.folder}/go"; }} |
+            {{ {{ printf '.timeout 60000\\nBEGIN EXCLUSIVE;\\n'; read -r _ <"{self.folder}/go"; }} |
                 sqlite3 "{DATABASE}"; }} >/dev/null 2>&1 &
             while sqlite3 "{DATABASE}" 'SELECT * FROM Tb_XManConfig' >/dev/null 2>&1; do :; done
             printf 'ERROR: while compiling sql: database is locked\\n'
@@ -113,7 +113,7 @@ class Rarely(DeployTest):
         os.mkfifo(self.folder / "go")
         self.replace_tamsel(f"""\
             sqlite3 "{DATABASE}" "INSERT INTO Tb_XManConfig VALUES (190, 5, 5)"
-            {{ {{ echo 'BEGIN EXCLUSIVE; SELECT 1;'; read -r _ <"{self.folder}/go"; }} |
+            {{ {{ printf '.timeout 60000\\nBEGIN EXCLUSIVE;\\n'; read -r _ <"{self.folder}/go"; }} |
                 sqlite3 "{DATABASE}"; }} >/dev/null 2>&1 &
             while sqlite3 "{DATABASE}" 'SELECT * FROM Tb_XManConfig' >/dev/null 2>&1; do :; done
             exit 1

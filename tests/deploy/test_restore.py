@@ -4,8 +4,8 @@ import os
 import shutil
 import stat
 
-from harness.deploy import (ALL_DONE, BACKUPS, CLOSED, INCOPY, INDESIGN, NOT_RESTORED, NO_BACKUP, NO_FILE,
-                            OLD_FILE, OPEN, RESTORING, DeployTest)
+from harness.deploy import (ALL_DONE, BACKUPS, CLOSED, INCOPY, INDESIGN, IN_USE, NOT_RESTORED, NO_BACKUP,
+                            NO_FILE, OLD_FILE, OPEN, RESTORING, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
 PLAIN = "plain files"
@@ -205,13 +205,69 @@ class Database(RestoreTest):
         self.database.write_bytes(self.database.read_bytes()[:-4096] + bytes(4096))
         self.assert_there_and_back()
 
+    def test_a_damaged_one_beside_a_journal(self):
+        """What the journal takes back does not mend it, so the journal is kept, too."""
+        (page,), = self.rows("SELECT rootpage FROM sqlite_master WHERE name = 'Tb_ProductInfoV2'")
+        self.break_down()
+        content = self.database.read_bytes()
+        self.database.write_bytes(content[:(page - 1) * 4096] + bytes(4096) + content[page * 4096:])
+        self.assert_there_and_back()
+
     def test_one_that_is_cut_short(self):
         self.database.write_bytes(self.database.read_bytes()[:5000])
         self.assert_there_and_back()
 
-    def test_one_of_another_kind(self):
+    def make_another_kind(self):
         self.change("DROP TABLE Tb_XManConfig; CREATE TABLE Other (a)")
+
+    def test_one_of_another_kind(self):
+        self.make_another_kind()
         self.assert_there_and_back()
+
+    def test_one_that_can_be_written_into_is_not_replaced(self):
+        """A program that has it open would go on with a file that has no name any more."""
+        for break_it in (self.make_another_kind, self.break_down):
+            with self.subTest(break_it.__name__):
+                break_it()
+                number = self.database.stat().st_ino
+                self.assert_restored(self.backup)
+                self.assertEqual(self.database.stat().st_ino, number)
+
+    def test_one_that_somebody_reads(self):
+        """Whatever is to take its place, it waits until nobody is at work on it."""
+        self.database.write_bytes(b"x" * 8192)
+        self.assert_restored(self.backup)
+        damaged = self.all_backups()[-1]
+        for backup, change in ((self.backup, self.make_another_kind), (damaged, lambda: None)):
+            with self.subTest(backup.name):
+                change()
+                before = self.files()
+                let_go = self.hold("BEGIN; SELECT * FROM sqlite_master")
+                self.assert_deploys(["--restore", backup.name, "--wait", "0"], IN_USE)
+                self.assertEqual(self.files(), before)
+                let_go()
+                self.assert_deploys(["--restore", backup.name], ALL_DONE, f"restored: {backup.name}\n")
+                self.database.unlink()
+                self.assert_restored(self.backup)
+
+    def test_a_damaged_one_over_one_in_write_ahead_mode(self):
+        """What is left of its log must not get into the other one."""
+        self.database.write_bytes(b"x" * 8192)
+        self.assert_restored(self.backup)
+        damaged = self.all_backups()[-1]
+        self.change("PRAGMA journal_mode = WAL")
+        reader = self.connect()
+        self.assertEqual(reader.execute("SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 190").fetchall(),
+                         [(0,)])
+        self.change("INSERT INTO Tb_XManConfig VALUES (12, 'late', '')")
+        late = self.dump()
+        self.assert_deploys(["--restore", damaged.name], ALL_DONE, f"restored: {damaged.name}\n")
+        reader.close()
+        self.assertEqual(list(self.files()), ["ExMan.db"])
+        self.assertEqual(self.database.read_bytes(), b"x" * 8192)
+        taken = self.all_backups()[-1]
+        self.assert_deploys(["--restore", taken.name], ALL_DONE, f"restored: {taken.name}\n")
+        self.assertEqual(self.dump(), late)
 
     def test_one_with_another_page_size(self):
         for mode in ("DELETE", "WAL"):
@@ -255,9 +311,16 @@ class Database(RestoreTest):
         self.assert_there_and_back()
 
     def test_what_a_crash_left(self):
+        """It is saved as what any program would find there."""
+        registered = self.dump()
         self.break_down()
         self.assert_restored(self.backup)
-        self.assert_restored(self.backup)
+        taken = self.all_backups()[-1]
+        self.assertEqual(self.note(taken), (RESTORING, [self.backup.name]))
+        self.assertEqual(sorted(path.name for path in taken.iterdir()),
+                         ["ExMan.db", "XManConfigV2.xml", RESTORING])
+        self.assert_deploys(["--restore", taken.name], ALL_DONE, f"restored: {taken.name}\n")
+        self.assertEqual(self.dump(), registered)
 
     def test_one_that_may_not_be_written(self):
         before = self.installed()
