@@ -2,9 +2,10 @@
 
 import re
 
-from harness.machine import BUILD, expected
+from harness.machine import BUILD, MEMORY, expected
 from harness.registration import INDESIGN, RegistrationTest
 from harness.report import Claims, claims
+from harness.shell import Shell
 
 NUMBER = "190"
 WHOLE = expected("adobe-indesign-2020.out")
@@ -19,6 +20,7 @@ class FaultTest(RegistrationTest):
     """Runs in each of which one thing goes wrong. Whatever it is, the database stays sound and what
     the run says is true, and the next run completes the registration."""
 
+    place = MEMORY
     journal = "delete"  # or "wal"
     repair = False  # whether the product is registered already, in another folder
 
@@ -34,6 +36,11 @@ class FaultTest(RegistrationTest):
         self.others = self.other_rows(NUMBER)
         self.content = self.database.read_bytes()
         self.points = 0
+        self.shell = Shell(self, [])
+
+    def run_inside(self, *command, path=None):
+        """Runs a command in the sandbox that is open already."""
+        return self.shell.run(*(["env", f"PATH={path}"] if path else []), *command)
 
     @staticmethod
     def rows_in(folder):

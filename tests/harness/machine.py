@@ -26,6 +26,9 @@ DATABASE = CONFIGURATION + "/DB/ExMan.db"
 
 NO_SANDBOX = 77
 
+# A folder in memory, where a run need not wait for a disk, if the machine has one.
+MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+
 
 class Result(NamedTuple):
     """What a program did."""

@@ -9,7 +9,7 @@ import sqlite3
 from harness import snapshot
 from harness.deploy import (ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OPEN, DeployTest)
 from harness.faults import ELSEWHERE
-from harness.machine import expected
+from harness.machine import MEMORY, expected
 from harness.registration import INDESIGN, PRODUCTS, file_name
 from harness.shell import Shell
 
@@ -53,8 +53,7 @@ class PromiseTest(DeployTest):
     rollback journal or a write-ahead log, the product new or registered in another folder, a
     configuration file there or not."""
 
-    # In memory, where a run need not wait for a disk to have something.
-    place = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    place = MEMORY
     paths = (INDESIGN,)
     journal = "delete"  # or "wal"
     repair = False

@@ -20,7 +20,8 @@ class Shell:
     def run(self, *command):
         """Runs a command and returns its Result; a signal that ends it counts as sh counts it."""
         words = " ".join(shlex.quote(str(word)) for word in command)
-        return self.run_line(f"{words} >{shlex.quote(str(self.out))} 2>{shlex.quote(str(self.err))}")
+        # In a process of its own, so that what sh says of a signal does not get into err.
+        return self.run_line(f"(exec {words}) >{shlex.quote(str(self.out))} 2>{shlex.quote(str(self.err))}")
 
     def run_line(self, line):
         """The same with a line of sh, which writes the files out and err."""
