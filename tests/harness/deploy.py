@@ -150,10 +150,12 @@ class DeployTest(PackageTest):
         connection.execute("PRAGMA synchronous = OFF")
         connection.execute("PRAGMA cache_size = 2")
         connection.execute("BEGIN")
-        connection.execute("UPDATE Tb_XManConfig SET KeyName = hex(zeroblob(9999)) || KeyName")
+        connection.execute("UPDATE Tb_XManConfig SET KeyValue = 'half written'")
+        connection.execute("CREATE TABLE Half AS SELECT zeroblob(99999)")
         left = self.database.read_bytes(), journal.read_bytes()
         connection.execute("ROLLBACK")
         connection.close()
+        self.assertNotEqual(left[0][:self.database.stat().st_size], self.database.read_bytes())
         self.database.write_bytes(left[0])
         journal.write_bytes(left[1])
 
