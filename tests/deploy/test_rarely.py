@@ -210,6 +210,17 @@ class Rarely(DeployTest):
         self.assert_deploys(["--list"], ALL_DONE, f"{backup.name} before registering {INDESIGN}\n",
                             before=once)
 
+    def test_a_note_that_is_renewed_and_does_not_get_to_the_disk(self):
+        self.need("strace")
+        first = self.deploy_once()
+        for _ in range(2):
+            self.assert_deploys(["--restore"], ALL_DONE, f"restored: {first.name}\n")
+        newest = self.all_backups()[-1]
+        broken = ["strace", "-qq", "-o", "/dev/null", "-P", f"{BACKUPS}/{newest.name}",
+                  "-e", "inject=fsync:error=EIO"]
+        self.assert_deploys([INDESIGN], NO_BACKUP, FAILED, before=broken)
+        self.assertEqual(self.note(newest), (RESTORING, [first.name]))
+
     def test_names_that_only_resemble_a_backup_s(self):
         backup = self.deploy_once()
         for name in ("0002-2026-1-31T235959Z", "00002-2026-01-31T235959Z", "002-2026-01-31T235959Z",
