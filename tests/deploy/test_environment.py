@@ -28,9 +28,8 @@ class OfTamsel(DeployTest):
                          b"PATH=/usr/bin:/bin:/usr/sbin:/sbin\0")
 
     def test_a_function_of_somebodys_bash_does_not_matter(self):
-        (self.folder / "cp").write_text("#!/bin/sh\nexit 1\n")
-        (self.folder / "cp").chmod(0o755)
-        hostile = {"PATH": f"{self.folder}:/usr/bin:/bin",
+        self.make_tool("cp", "exit 1\n")
+        hostile = {"PATH": f"{self.tools}:/usr/bin:/bin",
                    "BASH_FUNC_cp%%": f'() {{ echo > "{self.folder}/called"; }}'}
         self.assert_deploys([INDESIGN], ALL_DONE, REGISTERED, environment=hostile)
         self.assertFalse((self.folder / "called").exists())

@@ -13,14 +13,13 @@ import subprocess
 import tempfile
 import textwrap
 
-from harness.machine import BUILD, NO_SANDBOX, SANDBOX, Result
+from harness.machine import BUILD, NO_SANDBOX, SANDBOX, Result, write_script
 from harness.package import PackageTest
-from harness.registration import INDESIGN
+from harness.registration import INDESIGN, PRODUCTS
 
 INCOPY = "/Applications/Adobe InCopy CC 2019.app"
-APPLICATIONS = ("Adobe InCopy CC 2019", "Adobe InCopy CC 2019 Win64", "Adobe InDesign CC 2019",
-                "Adobe InDesign CC 2019 Win64", "Adobe InCopy 2020", "Adobe InCopy 2020 Win64",
-                "Adobe InDesign 2020", "Adobe InDesign 2020 Win64")
+# In the order in which they are registered where none is named.
+APPLICATIONS = [PRODUCTS[number] for number in ("156", "155", "159", "158", "187", "186", "190", "189")]
 OWN = "/Library/Application Support/Tamsel"
 VERSION = "1.0.2"
 BACKUPS = OWN + "/Backups"
@@ -110,18 +109,15 @@ class DeployTest(PackageTest):
 
     def stand_in(self, script, tool):
         """What puts a shell script in the place of one of the system's tools."""
-        path = self.folder / ("instead-of-" + tool)
-        path.write_text("#!/bin/sh\n" + textwrap.dedent(script))
-        path.chmod(0o755)
-        return ["--bind", path, os.path.realpath(shutil.which(tool, path="/usr/bin"))]
+        return ["--bind", self.make_tool(tool, script), os.path.realpath(shutil.which(tool, path="/usr/bin"))]
 
     def replace_tamsel(self, script):
         """Puts a script of bash in the place of Tamsel. In it, `tamsel "$@"` is the real one."""
         real = self.folder / "Tamsel"
         shutil.copy(BUILD / "Tamsel", real)
-        (self.package / "Tamsel").write_text(
-            f"#!/bin/bash\ntamsel() {{ (exec -a '{STAGING}/Tamsel' '{real}' \"$@\"); }}\n"
-            + textwrap.dedent(script))
+        write_script(self.package / "Tamsel",
+                     f"tamsel() {{ (exec -a '{STAGING}/Tamsel' '{real}' \"$@\"); }}\n"
+                     + textwrap.dedent(script), "bash")
 
     def hold(self, sql):
         """Another program that has done this with the database and does not let it go before the

@@ -87,11 +87,7 @@ class MachineTest(unittest.TestCase):
     def make_tool(self, name, script):
         """Puts a shell script into the folder tools, to be found through search_path or bound to
         the place of a tool of the system. Returns its path."""
-        self.tools.mkdir(exist_ok=True)
-        tool = self.tools / name
-        tool.write_text("#!/bin/sh\n" + textwrap.dedent(script))
-        tool.chmod(0o755)
-        return tool
+        return write_script(self.tools / name, script)
 
     def run_inside(self, *command, stdin=b"", cwd=None, path=None, options=()):
         """Runs a command in the sandbox, to which options go as well, and returns its Result."""
@@ -129,6 +125,14 @@ class MachineTest(unittest.TestCase):
         self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
                          out.decode("utf-8", "backslashreplace"))
         self.assertEqual(result, Result(out, err, status))
+
+
+def write_script(path, script, shell="sh"):
+    """Makes a shell script, without its first line here, that can be started. Returns its path."""
+    path.parent.mkdir(exist_ok=True)
+    path.write_text(f"#!/bin/{shell}\n" + textwrap.dedent(script))
+    path.chmod(0o755)
+    return path
 
 
 def search_path(first):

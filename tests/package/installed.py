@@ -3,7 +3,7 @@
 import shutil
 
 from harness.deploy import INDESIGN, DeployTest
-from harness.machine import ROOT
+from harness.machine import ROOT, write_script
 from harness.package import run
 
 
@@ -34,8 +34,7 @@ class InstalledTest(DeployTest):
         real = self.program.with_name("real")
         if not real.exists():
             self.program.rename(real)
-        self.program.write_text("#!/bin/sh\nreal=${0%/*}/real\n" + script + "\n")
-        self.program.chmod(0o755)
+        write_script(self.program, "real=${0%/*}/real\n" + script + "\n")
 
     def without_waiting(self):
         """Keeps a test from waiting where a script lets the program wait."""

@@ -18,15 +18,8 @@ class MacTest(MachineTest):
         self.machine = self.folder / "machine"
         self.support = self.machine / "Library" / "Application Support"
         self.support.mkdir(parents=True)
-        self.tools = self.folder / "tools"
-        self.tools.mkdir()
-        self.play("uname", "echo Darwin")
-        self.play("sudo", 'exec "$@"')
-
-    def play(self, tool, script):
-        """Puts a shell script in the place of a tool."""
-        (self.tools / tool).write_text("#!/bin/sh\n" + script)
-        (self.tools / tool).chmod(0o755)
+        self.make_tool("uname", "echo Darwin")
+        self.make_tool("sudo", 'exec "$@"')
 
     def run_on_the_mac(self, *command, variables=("TAMSEL_THROW_AWAY_MACHINE=yes",), binds=(),
                        stdin=subprocess.DEVNULL, cwd=None):

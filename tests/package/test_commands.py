@@ -37,13 +37,11 @@ class ReadmeCommands(DeployTest):
         self.blocks = commands("README.md")
         self.local = self.folder / "local"
         self.downloads = self.folder / "downloads"
-        tools = self.folder / "tools"
-        for folder in (self.local, self.downloads, tools):
+        for folder in (self.local, self.downloads):
             folder.mkdir()
         # In the sandbox everybody is root.
-        (tools / "sudo").write_text('#!/bin/sh\nexec "$@"\n')
-        (tools / "sudo").chmod(0o755)
-        self.path = f"{tools}:/usr/local/bin:/usr/bin:/bin"
+        self.make_tool("sudo", 'exec "$@"\n')
+        self.path = f"{self.tools}:/usr/local/bin:/usr/bin:/bin"
         self.package.rename(self.folder / NAME)
         archive = self.downloads / (NAME + ".tar.gz")
         run(sys.executable, "-B", ROOT / "packaging" / "archive.py", self.folder / NAME, archive, "0")

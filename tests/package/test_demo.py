@@ -26,7 +26,7 @@ class OnMacOS(MacTest):
             shutil.copytree(ROOT / name, self.tree / name)
         (self.tree / "build").symlink_to(BUILD)
         self.built = self.folder / "built"
-        self.play("cmake", f'echo cmake >>"{self.built}"\n')
+        self.make_tool("cmake", f'echo cmake >>"{self.built}"\n')
 
     def demo(self, answer=None, **how):
         """The demo's Result, on a terminal where there is an answer."""

@@ -10,7 +10,6 @@ from harness.machine import ROOT, VERSION
 from package.archive import NAME, ArchiveTest
 
 TOOL = """\
-#!/bin/sh
 echo "${0##*/} $*" | sed "s|$TMPDIR/[^/ ]*|WORK|g" >> "$CALLS"
 case ${0##*/}-$1 in
 pkgbuild-*) for file; do :; done; (cd "$2" && find .) > "$file" ;;
@@ -44,15 +43,9 @@ class TreeTest(ArchiveTest):
             shutil.copy(ROOT / name, self.tree)
         (self.tree / "dist").mkdir()
         self.pack_into_dist()
-        self.tools = self.folder / "tools"
-        self.tools.mkdir()
         for name in ("codesign", "pkgbuild", "productbuild", "pkgutil", "xattr", "xcrun", "gh"):
-            self.stand_in(name, TOOL)
+            self.make_tool(name, TOOL)
         (self.folder / "work").mkdir()
-
-    def stand_in(self, name, script):
-        (self.tools / name).write_text(script)
-        (self.tools / name).chmod(0o755)
 
     def pack_into_dist(self):
         self.pack()
@@ -76,9 +69,9 @@ class OnAMac(TreeTest):
 
     def setUp(self):
         super().setUp()
-        self.stand_in("uname", "#!/bin/sh\necho Darwin\n")
+        self.make_tool("uname", "echo Darwin\n")
         for name in ("brew", "cmake"):
-            self.stand_in(name, "#!/bin/sh\n")
+            self.make_tool(name, "")
 
     def test_the_archive_replaces_nothing_else_in_dist(self):
         shutil.copy(ROOT / "README.md", self.tree)

@@ -7,11 +7,10 @@ import subprocess
 import tempfile
 import unittest
 
-from harness.machine import ROOT
+from harness.machine import ROOT, write_script
 from harness.package import run
 
 BREW = """\
-#!/bin/sh
 echo "$*" >>"$FOLDER/calls"
 case $* in
 --repository*) echo "$FOLDER/tap" ;;
@@ -39,8 +38,7 @@ class Formula(unittest.TestCase):
                           ["checkout", "--quiet", "--detach"], ["branch", "--quiet", "-D", "only"]):
             run("git", "-c", "init.defaultBranch=only", "-c", "user.name=x", "-c", "user.email=x",
                 "-C", self.tree, *arguments)
-        (self.folder / "brew").write_text(BREW)
-        (self.folder / "brew").chmod(0o755)
+        write_script(self.folder / "brew", BREW)
         (self.folder / "work").mkdir()
 
     def start(self, *arguments, allowed="yes", fails=""):

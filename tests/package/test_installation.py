@@ -133,11 +133,7 @@ class InAnEmptyRoot(InstallationTest):
 
     def stand_in(self, tool, script):
         """A search path on which a shell script takes the place of one of the system's tools."""
-        path = self.folder / "tools" / tool
-        path.parent.mkdir()
-        path.write_text("#!/bin/sh\n" + script)
-        path.chmod(0o755)
-        return f"{path.parent}:/usr/bin:/bin"
+        return f"{self.make_tool(tool, script).parent}:/usr/bin:/bin"
 
     def test_leaves_no_half_of_any_file(self):
         search = self.stand_in(

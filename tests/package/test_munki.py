@@ -4,7 +4,7 @@ import shutil
 
 from harness.deploy import (ALL_DONE, ANOTHER_RUN, DAMAGED, INCOMPLETE, INDESIGN, IN_USE,
                             NO_FILE, NOT_REGISTERED, RUNNING)
-from harness.machine import CONFIGURATION, DATABASE
+from harness.machine import CONFIGURATION, DATABASE, VERSION, write_script
 from package.installed import InstalledTest
 
 ASKS = 0
@@ -205,9 +205,10 @@ class WhatOnlyARunCanTell(MunkiTest):
                                 (8, [8, "did nothing"]), (9, [9, 9]), (11, [11, 11]), (12, [12, 12]),
                                 (13, [13, "did nothing"])):
             with self.subTest(status):
-                (self.package / "tamsel-deploy").write_text(
-                    "#!/bin/sh\ncase $1 in --version) echo tamsel-deploy 1.0.2 ;;"
-                    f" --verify) echo {status} && exit 8 ;; --dry-run) ;; *) exit {status} ;; esac\n")
+                write_script(
+                    self.package / "tamsel-deploy",
+                    f"case $1 in --version) echo tamsel-deploy {VERSION} ;; --dry-run) ;;"
+                    f" --verify) echo {status} && exit 8 ;; *) exit {status} ;; esac\n")
                 self.install()
                 self.assert_visits(*results)
 
@@ -276,5 +277,5 @@ class Uninstall(MunkiTest):
         self.assertEqual(self.run_script("munki/uninstall"), (b"", b"", 0))
 
     def test_hands_on_what_fails(self):
-        (self.libexec / "uninstall").write_text("#!/bin/sh\nexit 3\n")
+        write_script(self.libexec / "uninstall", "exit 3\n")
         self.assertEqual(self.run_script("munki/uninstall").status, 3)

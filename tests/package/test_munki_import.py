@@ -21,11 +21,7 @@ class Import(MachineTest):
         self.package.parent.mkdir()
         self.package.write_text("package")
         (self.folder / "elsewhere" / "a tree" / "packaging" / "munki").mkdir(parents=True)
-        self.tools = self.folder / "tools"
-        self.tools.mkdir()
-        self.munkiimport = self.tools / "munkiimport"
-        self.munkiimport.write_text('#!/bin/sh\nprintf "%s\\n" "$@"\nexit 3\n')
-        self.munkiimport.chmod(0o755)
+        self.munkiimport = self.make_tool("munkiimport", 'printf "%s\\n" "$@"\nexit 3\n')
 
     def run_import(self, *arguments):
         finished = subprocess.run(

@@ -41,7 +41,7 @@ class OnMacOS(SandboxTest):
         self.assertEqual([path.name for path in (self.support / "Adobe").iterdir()], ["Other"])
 
     def test_leaves_nothing_where_no_link_can_be_made(self):
-        self.play("ln", "exit 1")
+        self.make_tool("ln", "exit 1")
         result = self.run_on_macos("Library", "true")
         self.assertEqual((result.out, result.status), (b"", NO_SANDBOX))
         self.assertEqual(list(self.support.iterdir()), [])
@@ -76,7 +76,7 @@ class OnMacOS(SandboxTest):
         self.assert_refused(reason)
 
     def test_leaves_backups_alone_that_are_made_meanwhile(self):
-        self.play("ln", '/bin/ln "$@" && mkdir -p "/Library/Application Support/Tamsel/Backups"')
+        self.make_tool("ln", '/bin/ln "$@" && mkdir -p "/Library/Application Support/Tamsel/Backups"')
         result = self.run_on_macos("Library", "true")
         self.assertEqual((result.err, result.status),
                          (b"sandbox: /Library/Application Support/Tamsel is there\n", NO_SANDBOX))

@@ -10,7 +10,7 @@ import tempfile
 import unittest
 import unittest.mock
 
-from harness.machine import ROOT, MachineTest
+from harness.machine import ROOT, MachineTest, write_script
 
 SCRIPTS = sorted(path for folder in (".ci", ".github", "scripts", "packaging")
                  for path in (ROOT / folder).rglob("*") if path.is_file() and path.stat().st_mode & 0o100)
@@ -62,10 +62,9 @@ class Skipped(MachineTest):
             self.not_run(self.cannot_run, "mandoc is not installed")
 
     def test_for_the_reason_that_the_sandbox_gives(self):
-        (self.folder / "uname").write_text("#!/bin/sh\necho Darwin\n")
-        (self.folder / "uname").chmod(0o755)
+        self.make_tool("uname", "echo Darwin\n")
         line = self.not_run(self.run_inside, "true", options=["--user", "501"],
-                            path=f"{self.folder}:/usr/bin:/bin")
+                            path=f"{self.tools}:/usr/bin:/bin")
         self.assertEqual(line, f"not run: {self.id()}: macOS cannot bind folders, change the user or hide"
                                " processes\n")
 
@@ -77,8 +76,7 @@ class Skipped(MachineTest):
         for name in ("test", "help.sh"):
             shutil.copy(ROOT / "scripts" / name, scripts)
         for name, status in (("install-tools", 0), ("cmake", 0), ("ctest", 8)):
-            (scripts / name).write_text(f"#!/bin/sh\nexit {status}\n")
-            (scripts / name).chmod(0o755)
+            write_script(scripts / name, f"exit {status}\n")
         for lines, end in (
                 ("", "no tests were skipped\n"),
                 ("not run: a.B.c: x is missing\nsnot run: a.B.c: x is missing\n",

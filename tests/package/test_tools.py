@@ -6,10 +6,9 @@ import subprocess
 import tempfile
 import unittest
 
-from harness.machine import ROOT
+from harness.machine import ROOT, write_script
 
 BREW = """\
-#!/bin/sh
 echo "brew $*" >>"$CALLS"
 case $* in
 "list --versions $BREW_HAS") ;;
@@ -31,12 +30,10 @@ class ToolsTest(unittest.TestCase):
         self.calls.touch()
         for name in ("bash", "cat", "dirname", "id", "sed", "sh"):
             (self.tools / name).symlink_to(shutil.which(name, path="/usr/bin:/bin"))
-        self.put("uname", "#!/bin/sh\necho Darwin\n")
+        self.put("uname", "echo Darwin\n")
 
-    def put(self, name, script, folder=None):
-        path = (folder or self.tools) / name
-        path.write_text(script)
-        path.chmod(0o755)
+    def put(self, name, script):
+        write_script(self.tools / name, script)
 
     def start(self, script, *arguments, **variables):
         environment = {"PATH": str(self.tools), "CALLS": str(self.calls), "BREW_HAS": "", **variables}
@@ -64,7 +61,7 @@ class InstallTools(ToolsTest):
     def test_not_what_is_in_the_search_path(self):
         for name in ("cmake", "flake8", "shellcheck", "clang-format", "clang-tidy"):
             self.put(name, "")
-        self.put("c++", "#!/bin/sh\ntest \"$*\" = '-std=c++17 -E -x c++ -'\n")
+        self.put("c++", "test \"$*\" = '-std=c++17 -E -x c++ -'\n")
         for present in (False, True):
             self.assert_installed(["build", "test", "check"], [])
             self.put("brew", BREW)
@@ -87,9 +84,9 @@ class Check(ToolsTest):
                 (system / path.name).symlink_to(path)
         self.put("brew", BREW)
         for name in ("cmake", "flake8", "shellcheck"):
-            self.put(name, "#!/bin/sh\n")
+            self.put(name, "")
         for name in ("clang-format", "clang-tidy", "cmake"):
-            self.put(name, '#!/bin/sh\necho "keg ${0##*/}" >>"$CALLS"\n', keg / "bin")
+            write_script(keg / "bin" / name, 'echo "keg ${0##*/}" >>"$CALLS"\n')
         self.start("check", PATH=f"{self.tools}:{system}", KEG=str(keg), BREW_HAS="llvm")
         self.assertEqual({line for line in self.calls.read_text().splitlines() if line.startswith("keg")},
                          {"keg clang-format", "keg clang-tidy"})

@@ -3,13 +3,12 @@ others that of its tools and of tamsel-deploy."""
 
 import shutil
 
-from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX, ROOT
+from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX, ROOT, write_script
 from package.archive import NAME, ArchiveTest
 from package.macos import MANAGER, MacTest
 
 PACKAGE = NAME.replace("-macos-universal", ".pkg")
 DEPLOY = f"""\
-#!/bin/sh
 cd "/Library/Application Support"
 case $1 in
 --dry-run) ;;
@@ -37,12 +36,12 @@ class TrialTest(ArchiveTest, MacTest):
         (self.tree / "dist").mkdir()
         self.local = self.folder / "local"
         self.local.mkdir()
-        self.play("uname", 'case ${1:-} in -m) echo x86_64 ;; *) echo Darwin ;; esac')
+        self.make_tool("uname", 'case ${1:-} in -m) echo x86_64 ;; *) echo Darwin ;; esac')
         shutil.copy(BUILD / "Tamsel", self.unpacked)
         self.write_deploy(DEPLOY)
 
     def write_deploy(self, script):
-        (self.unpacked / "tamsel-deploy").write_text(script)
+        write_script(self.unpacked / "tamsel-deploy", script)
         self.pack()
         for name in (self.archive.name, "SHA256SUMS"):
             shutil.copy(self.folder / name, self.tree / "dist")
@@ -70,16 +69,16 @@ class Archive(TrialTest):
         self.assert_tried(self.start("try-archive"), "Tamsel", "tamsel-deploy", "uninstall")
 
     def test_uses_the_parts_for_intel_on_apple_silicon(self):
-        self.play("uname", 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac')
-        self.play("arch", f'echo "$*" >>"{self.folder}/calls" && shift && exec "$@"')
+        self.make_tool("uname", 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac')
+        self.make_tool("arch", f'echo "$*" >>"{self.folder}/calls" && shift && exec "$@"')
         self.assert_tried(self.start("try-archive"), "Tamsel", "tamsel-deploy", "arch -x86_64 Tamsel",
                           "arch -x86_64 tamsel-deploy", "uninstall")
         self.assertIn("-x86_64 /usr/local/libexec/tamsel/Tamsel -r",
                       (self.folder / "calls").read_text())
 
     def test_names_what_cannot_be_tried(self):
-        self.play("uname", 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac')
-        self.play("arch", "exit 1")
+        self.make_tool("uname", 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac')
+        self.make_tool("arch", "exit 1")
         self.assert_tried(self.start("try-archive"), "Tamsel", "tamsel-deploy",
                           "not tried: the parts for Intel, since this Mac has no Rosetta", "uninstall")
 
@@ -113,12 +112,12 @@ class Archive(TrialTest):
                            (f' && sqlite3 "{DATABASE}" "DELETE FROM Tb_XManConfig"', "/rows"),
                            (f' && rm "{CONFIGURATION}/XManConfigV2.xml"', "/XManConfigV2.xml: No such file")):
             with self.subTest(after):
-                (self.unpacked / "Tamsel").write_text(f'#!/bin/sh\n{BUILD}/Tamsel "$@"{after}\n')
+                write_script(self.unpacked / "Tamsel", f'{BUILD}/Tamsel "$@"{after}\n')
                 self.write_deploy(DEPLOY)
                 self.assert_fails("try-archive", err)
 
     def test_notices_what_is_left(self):
-        (self.unpacked / "uninstall").write_text("#!/bin/sh\n")
+        write_script(self.unpacked / "uninstall", "")
         self.write_deploy(DEPLOY)
         self.assert_fails("try-archive", "try-installed: /usr/local/bin/Tamsel is left\n")
 
@@ -126,21 +125,21 @@ class Archive(TrialTest):
 class Distribution(TrialTest):
     def setUp(self):
         super().setUp()
-        (self.tree / "packaging" / "macos" / "make-distribution").write_text(
-            f"#!/bin/sh\ncp dist/*.tar.gz dist/{PACKAGE}\n")
+        write_script(self.tree / "packaging" / "macos" / "make-distribution",
+                     f"cp dist/*.tar.gz dist/{PACKAGE}\n")
         # The package is the archive, and the receipt a file.
-        self.play("installer", '[ "$1 $3 $4" = "-pkg -target /" ] && mkdir /usr/local/new &&'
-                  ' tar -xzf "$2" -C /usr/local/new --strip-components 1 && /usr/local/new/install &&'
-                  f' rm -r /usr/local/new && echo tools.Tamsel >"{self.folder}/receipts"\n')
-        self.play("pkgutil", f'case $1 in --pkgs) cat "{self.folder}/receipts" ;;'
-                  f' --forget) : >"{self.folder}/receipts" ;; esac')
+        self.make_tool("installer", '[ "$1 $3 $4" = "-pkg -target /" ] && mkdir /usr/local/new &&'
+                       ' tar -xzf "$2" -C /usr/local/new --strip-components 1 && /usr/local/new/install &&'
+                       f' rm -r /usr/local/new && echo tools.Tamsel >"{self.folder}/receipts"\n')
+        self.make_tool("pkgutil", f'case $1 in --pkgs) cat "{self.folder}/receipts" ;;'
+                       f' --forget) : >"{self.folder}/receipts" ;; esac')
 
     def test_is_installed_and_leaves_nothing(self):
         result = self.start("try-distribution")
         self.assert_tried(result, "Tamsel", "tamsel-deploy", "uninstall")
 
     def test_a_receipt_that_is_left(self):
-        self.play("pkgutil", f'[ $1 = --forget ] || cat "{self.folder}/receipts"')
+        self.make_tool("pkgutil", f'[ $1 = --forget ] || cat "{self.folder}/receipts"')
         self.assert_fails("try-distribution", "try-distribution: a receipt is left\n")
 
     def test_changes_nothing_on_another_mac(self):
