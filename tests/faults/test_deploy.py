@@ -2,7 +2,7 @@
 
 from harness.deploy import INCOPY, OLD_FILE
 from harness.machine import slow
-from harness.points import Points
+from harness.points import FailingCalls, Points
 from harness.promises import PromiseTest
 from harness.registration import INDESIGN
 
@@ -80,25 +80,7 @@ class Interruption(Repaired, Registration):
         self.send_where_something_changes("TERM")
 
 
-class Failure(Repaired, Registration):
-    @slow
-    def test_input_and_output_error_at_every_call_with_files(self):
-        self.fail_calls("EIO", "%file,%desc")
-
-    @slow
-    def test_no_space_at_every_call_that_may_need_some(self):
-        self.fail_calls("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,?mkdirat,rename,"
-                                  "?renameat,symlink,?symlinkat,link,?linkat,?fallocate,mmap")
-
-    @slow
-    def test_no_permission_at_every_call_that_may_need_it(self):
-        self.fail_calls("EACCES", "%file,fcntl,flock,?fchmod,?fchown")
-
-    @slow
-    def test_interruption_of_every_call_that_may_wait(self):
-        self.fail_calls("EINTR", "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,"
-                                 "wait4,?poll,?nanosleep,?clock_nanosleep")
-
+class Failure(FailingCalls, Repaired, Registration):
     @slow
     def test_no_process_and_no_memory(self):
         self.fail_calls("EAGAIN", "?clone,?clone3,?vfork,?pipe,?pipe2,?dup2,?mmap,?munmap,flock")

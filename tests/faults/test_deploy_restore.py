@@ -3,7 +3,7 @@
 from harness import snapshot
 from harness.deploy import ALL_DONE, NOT_REGISTERED
 from harness.machine import slow
-from harness.points import Points
+from harness.points import FailingCalls, Points
 from harness.promises import REGISTERED, STATUSES, PromiseTest
 from harness.registration import INDESIGN
 from harness.restores import RestoreTest
@@ -53,24 +53,8 @@ class Interruption(Restore):
         self.send_where_something_changes("TERM")
 
 
-class Failure(Restore):
-    @slow
-    def test_input_and_output_error_at_every_call_with_files(self):
-        self.fail_calls("EIO", "%file,%desc")
-
-    @slow
-    def test_no_space_at_every_call_that_may_need_some(self):
-        self.fail_calls("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,?mkdirat,rename,"
-                                  "?renameat,?link,?linkat,?fallocate,mmap")
-
-    @slow
-    def test_no_permission_at_every_call_that_may_need_it(self):
-        self.fail_calls("EACCES", "%file,fcntl,flock,?fchmod,?fchown")
-
-    @slow
-    def test_interruption_of_every_call_that_may_wait(self):
-        self.fail_calls("EINTR", "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,"
-                                 "?wait4,?poll,?nanosleep,?clock_nanosleep")
+class Failure(FailingCalls, Restore):
+    """Where a restore fails, what was there stays."""
 
 
 @slow

@@ -6,6 +6,7 @@ from collections import Counter
 from harness import snapshot
 from harness.deploy import ALL_DONE
 from harness.faults import CALL
+from harness.machine import slow
 
 # What changes something on the disk, or lets another program do so. Between two of them a kill finds
 # what it finds at the second.
@@ -81,3 +82,25 @@ class Points:
     def fail_calls(self, error, kinds):
         # A call to which an error happens is not made; every system closes a file even so.
         self.happens(f"error={error}", [call for call in self.calls(kinds) if call[0] != "close"])
+
+
+class FailingCalls(Points):
+    """Each call of a run fails once, in each way in which it can."""
+
+    @slow
+    def test_input_and_output_error_at_every_call_with_files(self):
+        self.fail_calls("EIO", "%file,%desc")
+
+    @slow
+    def test_no_space_at_every_call_that_may_need_some(self):
+        self.fail_calls("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,?mkdirat,rename,"
+                                  "?renameat,symlink,?symlinkat,link,?linkat,?fallocate,mmap")
+
+    @slow
+    def test_no_permission_at_every_call_that_may_need_it(self):
+        self.fail_calls("EACCES", "%file,fcntl,flock,?fchmod,?fchown")
+
+    @slow
+    def test_interruption_of_every_call_that_may_wait(self):
+        self.fail_calls("EINTR", "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,"
+                                 "wait4,?poll,?nanosleep,?clock_nanosleep")
