@@ -11,15 +11,13 @@ to standard error. Ends with status 1 and the reason when a run's lines, rows, f
 not those of what it is measured at.
 """
 
-import json
 import pathlib
 import shutil
 import sqlite3
-import sys
 import time
 
 from measure import (APPLICATION, COPY, DATABASE, SCRATCH, TABLES, TESTS, Refusal, create_database,
-                     instructions, product_rows, progress, rounds, timed)
+                     hand_over, instructions, product_rows, progress, rounds, timed)
 
 EXPECTED = TESTS / "expected"
 # In the order in which tamsel-deploy finds them.
@@ -157,7 +155,7 @@ def growth(programs, number, sizes):
     return grown
 
 
-def main(build, number, *sizes):
+def measure(build, number, *sizes):
     DATABASE.parent.mkdir(parents=True)
     SCRATCH.mkdir()
     programs = Programs(pathlib.Path(build))
@@ -165,27 +163,22 @@ def main(build, number, *sizes):
         (pathlib.Path(path) / "Contents").mkdir(parents=True)
         (pathlib.Path(path) / "Contents" / "Info.plist").touch()
     help_command = [programs.tamsel, "-h"]
-    try:
-        create_database(0)
-        registering = rounds("registering four", int(number), {
-            "tamsel-deploy": programs.registered,
-            "Tamsel": lambda: programs.registered_by_tamsel(*APPLICATIONS)})
-        programs.registered_by_tamsel(*APPLICATIONS)
-        measured = {
-            "registering": registering,
-            "verifying": rounds("verifying four", int(number), {
-                "tamsel-deploy": programs.verified,
-                "Tamsel": lambda: timed(help_command)}),
-            "instructions": {
-                "tamsel-deploy": instructions([programs.deploy, "--verify"]),
-                "Tamsel": instructions(help_command)},
-            "growth": growth(programs, max(5, int(number) // 10), sizes),
-        }
-    except Refusal as refusal:
-        sys.exit(f"\nbench: {refusal}")
-    progress("")
-    json.dump(measured, sys.stdout)
+    create_database(0)
+    registering = rounds("registering four", int(number), {
+        "tamsel-deploy": programs.registered,
+        "Tamsel": lambda: programs.registered_by_tamsel(*APPLICATIONS)})
+    programs.registered_by_tamsel(*APPLICATIONS)
+    return {
+        "registering": registering,
+        "verifying": rounds("verifying four", int(number), {
+            "tamsel-deploy": programs.verified,
+            "Tamsel": lambda: timed(help_command)}),
+        "instructions": {
+            "tamsel-deploy": instructions([programs.deploy, "--verify"]),
+            "Tamsel": instructions(help_command)},
+        "growth": growth(programs, max(5, int(number) // 10), sizes),
+    }
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    hand_over(measure)

@@ -191,22 +191,29 @@ def growth(command, number, sizes):
     return rounds("growth", number, runs)
 
 
-def main(build, folder, number, *sizes):
+def measure(build, folder, number, *sizes):
     programs = commands(pathlib.Path(build))
     DATABASE.parent.mkdir(parents=True)
     SCRATCH.mkdir()
+    verify(programs)
+    create_database(0)
+    runs = {name: lambda command=command: timed(command) for name, command in programs.items()}
+    measured = {"times": rounds(folder, int(number), runs), "counts": {}}
+    if product_rows() != ROWS:
+        raise Refusal("the measured runs left other rows")
+    if sizes:
+        for name, command in programs.items():
+            progress(f"counting {name}")
+            measured["counts"][name] = counts(command)
+        measured["growth"] = growth(programs["Tamsel"], int(number), sizes)
+    return measured
+
+
+def hand_over(measure_all):
+    """Writes what the function measures, which gets the words of the command line, to standard output;
+    where it refuses, the program ends with the reason."""
     try:
-        verify(programs)
-        create_database(0)
-        runs = {name: lambda command=command: timed(command) for name, command in programs.items()}
-        measured = {"times": rounds(folder, int(number), runs), "counts": {}}
-        if product_rows() != ROWS:
-            raise Refusal("the measured runs left other rows")
-        if sizes:
-            for name, command in programs.items():
-                progress(f"counting {name}")
-                measured["counts"][name] = counts(command)
-            measured["growth"] = growth(programs["Tamsel"], int(number), sizes)
+        measured = measure_all(*sys.argv[1:])
     except Refusal as refusal:
         sys.exit(f"\nbench: {refusal}")
     progress("")
@@ -214,4 +221,4 @@ def main(build, folder, number, *sizes):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    hand_over(measure)
