@@ -4,6 +4,7 @@
 #include "Places.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -132,48 +133,46 @@ private:
     std::string isSame;
 };
 
-// A transaction in the database, in which no trigger fires, with the backup beside it. It is given
-// up unless it is committed.
-class Transaction {
+// The database in a transaction, in which no trigger fires, with the backup beside it. It is rolled
+// back unless it is committed.
+class Transaction : public Database {
 public:
-    Transaction(const char* begin, const std::string& saved, const Patience& patience)
-        : database(DATABASE, READWRITE, patience) {
-        sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr); // NOLINT
-        database.Execute("PRAGMA temp_store = MEMORY; PRAGMA fullfsync = ON");
-        database.Attach(saved, IMMUTABLE, "saved");
-        database.Execute(begin);
+    Transaction(const std::string& saved, const Patience& patience)
+        : Database(DATABASE, READWRITE, patience) {
+        sqlite3_db_config(Handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr); // NOLINT
+        Execute("PRAGMA temp_store = MEMORY; PRAGMA synchronous = FULL; PRAGMA fullfsync = ON");
+        Attach(saved, IMMUTABLE, "saved");
+        Execute("BEGIN");
     }
-    Database& Get() { return database; }
 
-private:
-    Database database;
+    // Keeps other writers out. BEGIN IMMEDIATE is not for it: an old SQLite would want to write the
+    // backup as well, which cannot be written.
+    void LockForWriting() { Execute(std::string("DELETE FROM main.") + TABLES[0] + " WHERE 0"); }
 };
 
 } // namespace
 
 void PutBackRows(const std::string& number, const std::string& saved, const Patience& patience) {
-    bool isAsSaved = true;
     {
-        Transaction transaction("BEGIN", saved, patience);
-        for (const char* name : TABLES) {
-            isAsSaved = isAsSaved && RowsOfProduct(transaction.Get(), name, number).IsAsSaved();
+        Transaction transaction(saved, patience);
+        if (std::all_of(std::begin(TABLES), std::end(TABLES), [&](const char* name) {
+                return RowsOfProduct(transaction, name, number).IsAsSaved();
+            })) {
+            return;
         }
     }
-    if (!isAsSaved) {
-        Transaction transaction("BEGIN IMMEDIATE", saved, patience);
-        for (const char* name : TABLES) {
-            RowsOfProduct(transaction.Get(), name, number).PutBack();
-        }
-        transaction.Get().Execute("COMMIT");
+    Transaction transaction(saved, patience);
+    transaction.LockForWriting();
+    for (const char* name : TABLES) {
+        RowsOfProduct(transaction, name, number).PutBack();
     }
+    transaction.Execute("COMMIT");
 }
 
 bool HasDisplaced(const std::string& number, const std::string& saved, const Patience& patience) {
-    Transaction transaction("BEGIN IMMEDIATE", saved, patience);
-    bool displaced = false;
-    for (const char* name : TABLES) {
-        displaced =
-            displaced || !RowsOfProduct(transaction.Get(), name, number).Displaced().empty();
-    }
-    return displaced;
+    Transaction transaction(saved, patience);
+    transaction.LockForWriting();
+    return std::any_of(std::begin(TABLES), std::end(TABLES), [&](const char* name) {
+        return !RowsOfProduct(transaction, name, number).Displaced().empty();
+    });
 }
