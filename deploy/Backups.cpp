@@ -137,7 +137,9 @@ void CheckBackups(bool make) {
 std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
     for (const std::string& name : Names()) {
-        for (const Why why : {Why::Registering, Why::Registered, Why::Restoring}) {
+        // Again at the end, since a run can put such a note in the place of another one meanwhile.
+        for (const Why why :
+             {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
             Backup backup{name, why, {}};
             if (KindOf(backup.Folder()) == Kind::Folder && KindOf(backup.Note()) == Kind::File) {
                 backup.what = LinesOf(ReadFile(backup.Note()));

@@ -6,11 +6,6 @@
 
 namespace {
 
-bool IsSameFile(const std::string& one, const std::string& other) {
-    const Kind kind = KindOf(one);
-    return kind == KindOf(other) && (kind == Kind::Nothing || ReadFile(one) == ReadFile(other));
-}
-
 bool YieldSame(Database& one, Database& other, const std::string& query) {
     Statement rows(one, query);
     Statement others(other, query);
@@ -36,12 +31,12 @@ bool IsSameState(const std::string& one, const std::string& other, const Patienc
     const std::string first = one + "/" + DATABASENAME;
     const std::string second = other + "/" + DATABASENAME;
     for (const std::string side : SIDEFILES) {
-        if (!IsSameFile(first + side, second + side)) {
+        if (!AreSame(first + side, second + side)) {
             return false;
         }
     }
-    return IsSameFile(one + "/" + FILENAME, other + "/" + FILENAME)
-           && (IsSameDatabase(first, second, patience) || IsSameFile(first, second));
+    return AreSame(one + "/" + FILENAME, other + "/" + FILENAME)
+           && (IsSameDatabase(first, second, patience) || AreSame(first, second));
 }
 
 bool HoldSame(Database& one, Database& other) {

@@ -53,10 +53,12 @@ void FileChange::Replace(const std::string& path) {
 }
 
 void FileChange::Restore(const std::string& path) {
-    const bool wasSaved = KindOf(path) == Kind::File;
-    if (wasSaved && !IsFileLike(path)) {
+    if (AreSame(path, INSTALLEDFILE)) {
+        return;
+    }
+    if (KindOf(path) == Kind::File) {
         PutInPlace(path, StatusOf(path));
-    } else if (!wasSaved && HasFile()) {
+    } else {
         RemoveFile(INSTALLEDFILE);
         Sync(CONFIGURATION);
     }

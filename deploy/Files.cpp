@@ -89,6 +89,17 @@ std::string ReadFile(const std::string& path) {
     return content;
 }
 
+bool AreSame(const std::string& one, const std::string& other) {
+    const Kind kind = KindOf(one);
+    if (kind != KindOf(other) || kind == Kind::Nothing) {
+        return kind == KindOf(other);
+    }
+    const struct stat status = StatusOf(one);
+    const struct stat others = StatusOf(other);
+    return status.st_mode == others.st_mode && status.st_uid == others.st_uid
+           && status.st_gid == others.st_gid && ReadFile(one) == ReadFile(other);
+}
+
 void WriteFile(const std::string& path, const std::string& content) {
     const Descriptor file(Checked(open(path.c_str(), MAKING, PRIVATE), path));
     Write(file.Get(), content, path);

@@ -34,6 +34,9 @@ std::string Resolved(const std::string& path);
 // The whole of a plain file.
 std::string ReadFile(const std::string& path);
 
+// Whether both are plain files with the same content, owner and mode, or nothing is at both paths.
+bool AreSame(const std::string& one, const std::string& other);
+
 // Makes a file that must not be there yet, readable by its owner alone, and has it on the disk.
 void WriteFile(const std::string& path, const std::string& content);
 

@@ -3,6 +3,8 @@
 #include "Places.h"
 #include "SQLUtils.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -77,8 +79,14 @@ std::vector<std::string> Inspection::Missing(const Application& application) {
     std::vector<std::string> missing;
     for (const auto& rows : unlike) {
         rows->Reset();
-        while (rows->Next()) {
-            missing.push_back(rows->Text(0));
+        try {
+            while (rows->Next()) {
+                missing.push_back(rows->Text(0));
+            }
+        } catch (...) {
+            // It would keep the database from being written.
+            rows->Reset();
+            throw;
         }
     }
     return missing;
@@ -103,15 +111,17 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
 }
 
 bool Inspection::CanDisplace() {
-    bool canDisplace = false;
-    for (const Rows& rows : TABLES) {
-        canDisplace =
-            canDisplace
-            || memory.Value(std::string("SELECT COUNT(*) FROM pragma_index_list('") + rows.table
-                            + "', 'installed') AS list WHERE \"unique\" AND NOT EXISTS"
+    return std::any_of(std::begin(TABLES), std::end(TABLES), [this](const Rows& rows) {
+        const std::string table = "('" + std::string(rows.table) + "', 'installed')";
+        // An index without ProdID; or a primary key that is one other column, which needs no index.
+        return memory.Value("SELECT COUNT(*) FROM pragma_index_list" + table
+                            + " AS list WHERE \"unique\" AND NOT EXISTS"
                               " (SELECT 1 FROM pragma_index_info(list.name, 'installed')"
                               " AS info WHERE info.name = 'ProdID' COLLATE NOCASE)")
-                   != "0";
-    }
-    return canDisplace;
+                   != "0"
+               || memory.Value("SELECT COUNT(*) = 1 AND MAX(name) <> 'ProdID' COLLATE NOCASE"
+                               " FROM pragma_table_info"
+                               + table + " WHERE pk")
+                      == "1";
+    });
 }

@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "Waiting.h"
 
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
@@ -73,6 +74,16 @@ private:
     posix_spawnattr_t attributes{};
 };
 
+// The result of a system call, which is made again where only a signal has interrupted it.
+template <typename Call>
+int Patiently(Call call, const char* name) {
+    int result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
+    }
+    return Checked(result, name);
+}
+
 // Reads until nobody can write any more.
 std::string ReadAll(int pipe, pid_t group) {
     constexpr int MOMENT = 50;
@@ -82,9 +93,10 @@ std::string ReadAll(int pipe, pid_t group) {
             kill(-group, SIGKILL);
         }
         pollfd waiting{pipe, POLLIN, 0};
-        if (Checked(poll(&waiting, 1, MOMENT), "poll") == 1) {
+        if (Patiently([&] { return poll(&waiting, 1, MOMENT); }, "poll") == 1) {
             char buffer[4096];
-            const auto size = Checked(static_cast<int>(read(pipe, buffer, sizeof buffer)), "pipe");
+            const int size = Patiently(
+                [&] { return static_cast<int>(read(pipe, buffer, sizeof buffer)); }, "pipe");
             if (size == 0) {
                 return output;
             }
@@ -95,7 +107,7 @@ std::string ReadAll(int pipe, pid_t group) {
 
 int WaitFor(pid_t process) {
     int status = 0;
-    Checked(waitpid(process, &status, 0), "waitpid");
+    Patiently([&] { return waitpid(process, &status, 0); }, "waitpid");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

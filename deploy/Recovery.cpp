@@ -40,7 +40,10 @@ void LeadBack(Registrar& registrar, const Patience& patience) {
             if (!std::all_of(begun.begin(), begun.end(), isExplained)) {
                 Log("saved to " + Save(Why::Restoring, {backup.name}, patience).Folder());
             }
-            OrFail(Status::NotRestored, "what a run left half done could not be put back",
+            OrFail(Status::NotRestored,
+                   "what a run left half done could not be put back; to bring back all that was"
+                   " before: sudo tamsel-deploy --restore "
+                       + backup.name,
                    [&] { registrar.LeadBack(begun, backup); });
             Log("led back to " + backup.name + " what a run left half done");
         }

@@ -67,6 +67,11 @@ void LogOutput(const std::string& output) {
     }
 }
 
+Failure NotPutBack(const Application& application, const std::string& why) {
+    return {Status::NotRestored,
+            application.path + ": " + application.reason + "; not put back: " + why};
+}
+
 const std::string& NumberOf(const Application& application) {
     return ValueOf(*application.record, "ProdId");
 }
@@ -123,8 +128,12 @@ bool Registrar::Judge(Application& application, const Backup& backup) {
 void Registrar::VerifyAgain(Application& application, const Backup& backup) {
     Verify(application);
     if (!application.IsRegistered()) {
-        OrFail(Status::NotRestored, application.path + " could not be put back",
-               [&] { PutBackRows(NumberOf(application), backup.Database(), itsPatience); });
+        OrLog([] { RemoveFile(RESERVE); });
+        try {
+            PutBack(application, backup, false);
+        } catch (const std::exception& exception) {
+            throw NotPutBack(application, exception.what());
+        }
     }
 }
 
@@ -177,7 +186,7 @@ void Registrar::Try(Application& application, const Backup& backup) {
         try {
             action();
         } catch (const std::exception& exception) {
-            trouble += std::string("; not put back: ") + exception.what();
+            trouble = exception.what();
         }
     };
     OrLog([] { RemoveFile(RESERVE); });
@@ -188,7 +197,7 @@ void Registrar::Try(Application& application, const Backup& backup) {
         }
     });
     if (!trouble.empty()) {
-        throw Failure(Status::NotRestored, application.path + ": " + application.reason + trouble);
+        throw NotPutBack(application, trouble);
     }
 }
 

@@ -89,13 +89,13 @@ void RequireDatabase(bool mustBeThere) {
 
 void RequireWritable(const Patience& patience) {
     Database database(DATABASE, READWRITE, patience);
-    // Readers count, too: Tamsel would meet them when it has written.
-    database.Seize();
-    // SQLite grants that also where it could open the database for reading only.
+    // SQLite opens it for reading only where it can do no more.
     if (sqlite3_db_readonly(database.Handle(), "main") != 0
         || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
+    // Readers count, too: Tamsel would meet them when it has written.
+    database.Seize();
 }
 
 void RequireWritableFile() {

@@ -29,7 +29,7 @@ std::string Successor(const std::string& side) {
 void WriteInto(const std::string& saved, const Patience& patience) {
     Database source(saved, IMMUTABLE, patience);
     Database target(DATABASE, READWRITE, patience);
-    target.Execute("PRAGMA fullfsync = ON");
+    target.Execute("PRAGMA synchronous = FULL; PRAGMA fullfsync = ON");
     try {
         target.CopyFrom(source);
     } catch (const DatabaseError& error) {
@@ -58,13 +58,13 @@ void ReplaceFiles(const Backup& backup) {
         // By this second name it is known whether the new one has come.
         Checked(link(DATABASE.c_str(), Aside("").c_str()), DATABASE);
     }
-    for (const std::string side : DATABASEFILES) {
-        const std::string saved = backup.Database() + side;
-        if (KindOf(saved) == Kind::File) {
-            CopyFile(saved, Successor(side), StatusOf(saved));
-        }
-    }
     try {
+        for (const std::string side : DATABASEFILES) {
+            const std::string saved = backup.Database() + side;
+            if (KindOf(saved) == Kind::File) {
+                CopyFile(saved, Successor(side), StatusOf(saved));
+            }
+        }
         for (const std::string side : SIDEFILES) {
             if (KindOf(DATABASE + side) != Kind::Nothing) {
                 Rename(DATABASE + side, Aside(side));
@@ -138,12 +138,14 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
                 std::optional<Database> former;
                 if (isDatabase) {
                     former.emplace(DATABASE, READWRITE, patience);
+                    // Nor is anything left in a log that could get into another one.
+                    former->Execute("PRAGMA journal_mode = DELETE");
                     former->Seize();
                 }
                 ReplaceFiles(backup);
             }
         } catch (...) {
-            file.TakeBack();
+            OrLog([&file] { file.TakeBack(); });
             throw;
         }
         OrLog([&file] { file.Keep(); });

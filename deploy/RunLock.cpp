@@ -1,6 +1,5 @@
 #include "RunLock.h"
 
-#include "Files.h"
 #include "Places.h"
 #include "Report.h"
 #include "Status.h"
@@ -8,7 +7,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 RunLock::RunLock(const Patience& patience)
     // Not closed on exec.
@@ -16,20 +14,15 @@ RunLock::RunLock(const Patience& patience)
           return Checked(open(LOCKFILE.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600), LOCKFILE);
       })) {
     bool isFirst = true;
-    while (flock(file, LOCK_EX | LOCK_NB) == -1) {
+    while (flock(file.Get(), LOCK_EX | LOCK_NB) == -1) {
         const bool isHeld = errno == EWOULDBLOCK;
         if (isHeld && isFirst) {
             Log("waiting for another run");
             isFirst = false;
         }
         if (!isHeld || !patience.Wait()) {
-            close(file);
             throw Failure(isHeld ? Status::AnotherRun : Status::NoBackup,
                           isHeld ? "another run holds the lock" : "no lock could be made");
         }
     }
-}
-
-RunLock::~RunLock() {
-    close(file);
 }

@@ -148,7 +148,7 @@ Backup Save(Why why, const std::vector<std::string>& what, const Patience& patie
         try {
             return SaveAs({"", why, what}, patience);
         } catch (...) {
-            RemoveUnfinished();
+            OrLog(RemoveUnfinished);
             throw;
         }
     });

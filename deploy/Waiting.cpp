@@ -40,6 +40,8 @@ void HoldSignals() {
     for (const int number : {SIGPIPE, SIGXFSZ}) {
         std::signal(number, SIG_IGN);
     }
+    // Where it is ignored, nobody learns how a program has ended.
+    std::signal(SIGCHLD, SIG_DFL);
 }
 
 bool IsInterrupted() {

@@ -104,8 +104,8 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
     Inspection inspection(registers ? READWRITE : READONLY, patience);
     Registrar registrar(folder, options, patience, inspection);
     if (registers) {
-        LeadBack(registrar, patience);
         RemoveLeftovers();
+        LeadBack(registrar, patience);
     }
     std::vector<Application*> waiting;
     for (Application& application : report.applications) {
@@ -185,12 +185,12 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     RequireRoot();
     RequireNoManager(patience);
     RequireDatabase(false);
-    CheckBackups(false);
-    CheckFile();
     if (KindOf(BACKUPS) == Kind::Nothing) {
         // Nor is there a place for a lock.
         throw Failure(Status::NotRestored, "there is no backup");
     }
+    CheckBackups(true);
+    CheckFile();
     const RunLock lock(patience);
     OrFail(Status::NotRestored, "not restored", [] {
         SettleReplacement();
@@ -198,7 +198,11 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     });
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
+    report.backup = present.name;
     Log("saved to " + present.Folder());
+    if (IsInterrupted()) {
+        throw Failure(Status::NotRestored, "a signal has ended the run");
+    }
     std::string name = backup.name;
     Restore(backup, present, patience);
     // What comes from here on must not make a failure of it.
@@ -283,7 +287,8 @@ int main(int argc, char* argv[]) {
             output = options.json ? Json(report, options.command == Command::List)
                                   : Lines(report, options.command == Command::Restore);
         }
-    } catch (const Failure& failure) {
+    } catch (const std::exception& exception) {
+        const Failure failure = Refused(exception);
         report.Fail(failure.GetStatus(), failure.what());
     }
     if (!WriteOut(output)) {
