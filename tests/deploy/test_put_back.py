@@ -183,6 +183,13 @@ class Displaced(PutBackTest):
             "INSERT INTO Tb_XManConfig VALUES (4711, 'hostnameforcsxs', 'IDSN'), (4711, 'own', 'value')",
             second=FAILED)
 
+    def test_a_row_with_a_number_that_is_another_column(self):
+        """Such a key needs no index. SuiteID is that of InDesign."""
+        self.assert_put_back_in(
+            self.PRODUCTS.replace("INTEGER PRIMARY KEY", "TEXT UNIQUE")[:-1] + " PRIMARY KEY)",
+            "INSERT INTO Tb_ProductInfoV2 (ProdID, SuiteID) VALUES (4711, 7)",
+            self.KEYS + ", PRIMARY KEY (ProdID, KeyName))", second=FAILED)
+
     def test_tables_without_row_numbers(self):
         self.assert_put_back_in(
             self.PRODUCTS.replace("INTEGER PRIMARY KEY", "TEXT PRIMARY KEY") + " WITHOUT ROWID",

@@ -135,6 +135,15 @@ class File(RestoreTest):
         self.assert_restored(backup)
         self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o604)
 
+    def test_a_mode_that_has_changed(self):
+        backup = self.deploy_once()
+        self.copied.chmod(0o604)
+        self.assert_restored(backup)
+        self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o644)
+        self.assert_deploys(["--restore", self.all_backups()[-1].name], ALL_DONE,
+                            f"restored: {self.all_backups()[-1].name}\n")
+        self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o604)
+
     def test_a_folder_that_cannot_be_written(self):
         """The file is put in place by a rename, which needs the folder. Nothing else has changed."""
         self.deploy_once("--replace-file")

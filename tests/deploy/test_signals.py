@@ -4,7 +4,7 @@ import json
 import signal
 import sys
 
-from harness.deploy import ALL_DONE, CLOSED, INCOPY, INDESIGN, OLD_FILE, OWN, DeployTest, back
+from harness.deploy import ALL_DONE, BACKUPS, CLOSED, INCOPY, INDESIGN, OLD_FILE, OWN, DeployTest, back
 
 SIGNALS = ("INT", "TERM", "HUP")
 # Ends after a minute where nobody ends it.
@@ -93,6 +93,10 @@ class AtOtherTimes(SignalTest):
             self.assert_dies(name, f"failed: {INDESIGN}\n",
                              options=self.stand_in(f"kill -{name} $PPID; exit 1", "pgrep"))
 
+    def test_where_the_end_of_a_child_is_ignored_from_the_start(self):
+        self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n",
+                            before=["env", "--ignore-signal=CHLD"])
+
     def test_while_it_waits(self):
         self.need("strace")
         before = self.lasting_state()
@@ -105,6 +109,17 @@ class AtOtherTimes(SignalTest):
                              (f"failed: {INDESIGN}\n", 128 + getattr(signal, "SIG" + name)))
         (self.folder / "trace").unlink()
         self.assertEqual(self.lasting_state(), before)
+
+    def test_while_the_present_state_is_saved_before_a_restore(self):
+        self.need("strace")
+        self.deploy_once("--replace-file")
+        before = self.installed()
+        result = self.deploy("--restore", before=[
+            "strace", "-qq", "-o", self.folder / "trace", "-P", f"{BACKUPS}/.incomplete", "-e",
+            "inject=?mkdir,?mkdirat:signal=TERM"])
+        self.assertEqual((result.out, result.status), (b"", 128 + signal.SIGTERM))
+        self.assert_logged(result.err, "a signal has ended the run", back(self.all_backups()[-1].name))
+        self.assertEqual(self.installed(), before)
 
     def test_while_a_backup_is_brought_back(self):
         """Restoring is done or not done."""

@@ -1,8 +1,8 @@
 """The disk is full while tamsel-deploy registers or restores."""
 
 from harness import disk, snapshot
-from harness.deploy import ALL_DONE, NO_BACKUP, NOT_REGISTERED, NOT_RESTORED, OLD_FILE
-from harness.machine import slow
+from harness.deploy import ALL_DONE, NO_BACKUP, NOT_REGISTERED, NOT_RESTORED, OLD_FILE, OPEN
+from harness.machine import DATABASE, slow
 from harness.promises import PromiseTest
 from harness.restores import RestoreTest
 
@@ -98,6 +98,22 @@ class FilledMeanwhile(PromiseTest):
         self.assertEqual((result.out.decode(), result.status), (f"failed: {self.paths[0]}\n", NOT_REGISTERED),
                          result.err.decode())
         self.assertGreater(self.inside("/Library/filled").stat().st_size, 100 * disk.PAGE)
+        self.assertEqual(self.present(), self.before)
+
+    def test_the_next_run_leads_back_even_where_no_room_is_left(self):
+        self.replace_tamsel(f"""\
+            tamsel "$@"
+            sqlite3 '{DATABASE}' "DELETE FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName = 'bit'"
+            cat /dev/zero >/Library/filled 2>&-
+            kill -KILL $PPID
+            """)
+        self.put(self.begin)
+        disk.run_on_a_disk(self, 2000, *self.command, *self.paths)
+        self.assertEqual(len(self.backups_of(OPEN)), 1)
+        self.assertNotEqual(self.present(), self.before)
+        self.replace_tamsel("exit 1")
+        result = disk.run_on_a_disk(self, 2000, *self.command, *self.paths)
+        self.assertNotEqual(result.status, NOT_RESTORED, result.err.decode())
         self.assertEqual(self.present(), self.before)
 
 
