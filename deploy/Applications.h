@@ -27,6 +27,9 @@ struct Application {
         status = meaning;
         reason = why;
     }
+    // The number of its product.
+    const std::string& Number() const { return ValueOf(*record, "ProdId"); }
+
     bool IsRegistered() const { return state == "registered"; }
 
     // The folder that holds it, as Tamsel takes it from the path.

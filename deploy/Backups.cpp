@@ -24,7 +24,7 @@ constexpr std::size_t KEPT = 5;
 // The running number in a name of the form of a backup's, or 0.
 long long NumberOf(const std::string& name) {
     int length = 0;
-    // Each part at the most as long as in the form; the whole decides that it is no shorter.
+    // Each part at most as long as in the form; the whole decides that it is no shorter.
     std::sscanf(name.c_str(), "%*15[0-9]-%*4[0-9]-%*2[0-9]-%*2[0-9]T%*6[0-9]Z%n",
                 &length); // NOLINT
     const auto digits = name.find('-');
@@ -89,9 +89,9 @@ bool Backup::IsPlain() const {
     return why == Why::Restoring && what.size() > 1;
 }
 
-bool Backup::HasSettled() const {
+bool Backup::HasFinished() const {
     return std::any_of(what.begin(), what.end(),
-                       [](const std::string& line) { return line.front() == SETTLED; });
+                       [](const std::string& line) { return line.front() == FINISHED; });
 }
 
 std::string Backup::Made() const {
@@ -105,7 +105,7 @@ std::string Backup::Reason() const {
     std::string reason = why == Why::Restoring ? "before restoring" : "before registering";
     const char* separator = " ";
     for (const std::string& line : what) {
-        reason += separator + line.substr(line.front() == SETTLED ? 1 : 0);
+        reason += separator + line.substr(line.front() == FINISHED ? 1 : 0);
         separator = ", ";
     }
     return reason;

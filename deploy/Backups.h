@@ -19,7 +19,7 @@ struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
     Why why = Why::Registering;
-    // The paths of the applications to be registered, SETTLED before those whose registration has
+    // The paths of the applications to be registered, FINISHED before those whose registration has
     // come to its end when another one could not be put back; or the name of the backup to be
     // restored, and PLAINFILES where the files were saved as they were, since they are no sound
     // database.
@@ -30,7 +30,7 @@ struct Backup {
     std::string File() const;
     std::string Note() const;
     bool IsPlain() const;
-    bool HasSettled() const;
+    bool HasFinished() const;
     // When it was made, such as 2026-01-31T23:59:59Z.
     std::string Made() const;
     // Such as "before registering /Applications/Adobe InCopy 2020.app".
@@ -38,7 +38,7 @@ struct Backup {
 };
 
 inline constexpr const char* PLAINFILES = "plain files";
-inline constexpr char SETTLED = '+';
+inline constexpr char FINISHED = '+';
 
 // Makes sure that the folder of the backups is one that only root can have filled: 0700, and made
 // if make says so. Throws a Failure with Status::NoBackup.
@@ -54,7 +54,7 @@ std::optional<Backup> BeforeLastRegistration();
 // The name of the next backup. Its number counts; the time is there for people.
 std::string NextName();
 
-// Takes down that the registration before which the backup was made has come to its end.
+// Records that the registration before which the backup was made has finished.
 void End(const Backup& backup);
 
 // Removes what a run leaves that is killed while it makes or removes a backup.

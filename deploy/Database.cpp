@@ -100,7 +100,7 @@ void Database::Attach(const std::string& path, std::string_view how, const std::
     Statement(*this, "ATTACH ? AS " + name, {Name(path, how)}).Next();
 }
 
-void Database::Seize() {
+void Database::LockExclusively() {
     sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
     Execute("BEGIN EXCLUSIVE");
 }

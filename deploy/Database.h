@@ -30,7 +30,7 @@ private:
 inline constexpr std::string_view READONLY = "mode=ro";
 inline constexpr std::string_view READWRITE = "mode=rw";
 inline constexpr std::string_view CREATED = "mode=rwc";
-// It is not written by anybody, so no lock is taken and no other file made beside it.
+// Nobody writes to it, so no lock is taken and no other file made beside it.
 inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
 
 class Database {
@@ -50,8 +50,8 @@ public:
     // Lets this connection see another database, too, under a name.
     void Attach(const std::string& path, std::string_view how, const std::string& name);
     // Keeps everybody else out of the database until this connection is closed. Nothing is written,
-    // not even what waits in a write-ahead log, whose readers are let be.
-    void Seize();
+    // not even what waits in a write-ahead log, whose readers are left alone.
+    void LockExclusively();
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
     sqlite3* Handle() { return handle; }

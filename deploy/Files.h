@@ -37,20 +37,20 @@ std::string ReadFile(const std::string& path);
 // Whether both are plain files with the same content, owner and mode, or nothing is at both paths.
 bool AreSame(const std::string& one, const std::string& other);
 
-// Makes a file that must not be there yet, readable by its owner alone, and has it on the disk.
+// Makes a file that must not be there yet, readable by its owner alone, and syncs it to disk.
 void WriteFile(const std::string& path, const std::string& content);
 
-// Makes a copy, which must not be there yet, and has it on the disk. Its owner and mode are those
-// of the file like.
+// Makes a copy, which must not be there yet, and syncs it to disk. Its owner and mode are those of
+// the file like.
 void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
 
 // The owner, mode and size of a plain file.
 struct stat StatusOf(const std::string& path);
 
-// Moves a file or folder to another name in its folder, in whose place it is at once.
+// Gives a file or folder another name, atomically replacing what has that name.
 void Move(const std::string& from, const std::string& to);
 
-// The same, and has it on the disk.
+// The same, and syncs the folder of the new name to disk.
 void Rename(const std::string& from, const std::string& to);
 
 // Removes a file, where there is one.
@@ -59,6 +59,6 @@ void RemoveFile(const std::string& path);
 // Removes a folder with all that is in it, where there is one.
 void RemoveFolder(const std::string& path);
 
-// Has the contents of a file, or the names in a folder, on the disk. A link is followed: only what
+// Syncs the contents of a file, or the names in a folder, to disk. A link is followed: only what
 // has been looked at before is given to it.
 void Sync(const std::string& path);

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-// What is in the Extension Manager's database, held against what Tamsel's own statements leave in
-// an empty one in memory. productLine must have been filled.
+// What is in the Extension Manager's database, compared with what Tamsel's own statements leave
+// in an empty one in memory. productLine must have been filled.
 class Inspection {
 public:
     // Looks into the database as how says: READONLY, at one moment for all applications, or

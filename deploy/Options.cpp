@@ -3,7 +3,9 @@
 #include "Status.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <getopt.h>
 #include <iterator>
 #include <set>
@@ -47,52 +49,34 @@ std::chrono::seconds Seconds(const std::string& text) {
 
 void Take(Options& options, int letter) {
     switch (letter) {
-    case 'd':
-        options.command = Command::DryRun;
-        break;
     case 'f':
         options.replaceFile = true;
-        break;
-    case 'h':
-        options.command = Command::Help;
         break;
     case 'j':
         options.json = true;
         break;
-    case 'l':
-        options.command = Command::List;
-        break;
-    case 'r':
-        options.command = Command::Restore;
-        if (optarg != nullptr) {
-            options.words.emplace_back(optarg);
-        }
-        break;
-    case 'v':
-        options.command = Command::Verify;
-        break;
-    case 'V':
-        options.command = Command::Version;
-        break;
     case 'w':
         options.wait = Seconds(optarg);
         break;
+    case '?':
+        throw WrongUsage("an option is unknown, lacks its value or has one too many");
     default:
-        throw WrongUsage("an option is unknown, or has a word too few or too many");
+        options.command = static_cast<Command>(letter);
+        if (optarg != nullptr) {
+            options.words.emplace_back(optarg);
+        }
     }
 }
 
 // How many words may follow a command.
 std::size_t MostWords(Command command) {
     switch (command) {
-    case Command::List:
-    case Command::Help:
-    case Command::Version:
-        return 0;
-    case Command::Restore:
-        return 1;
-    default:
+    case Command::Register:
+    case Command::DryRun:
+    case Command::Verify:
         return SIZE_MAX;
+    default:
+        return command == Command::Restore ? 1 : 0;
     }
 }
 
@@ -105,11 +89,10 @@ Options ReadOptions(int argc, char* argv[]) {
     opterr = 0;
     Options options;
     std::set<int> seen;
-    const std::string commands = "dhlrvV";
     int letter = 0;
     while ((letter = getopt_long(argc, argv, "h", LONG, nullptr)) != -1) { // NOLINT
         // All commands count as one option.
-        const bool isCommand = commands.find(static_cast<char>(letter)) != std::string::npos;
+        const bool isCommand = std::strchr("fjw?", letter) == nullptr;
         if (!seen.insert(isCommand ? 0 : letter).second) {
             throw WrongUsage("an option is given twice, or two commands together");
         }
@@ -123,8 +106,9 @@ Options ReadOptions(int argc, char* argv[]) {
 }
 
 std::string Help() {
-    return "Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is there,\n"
-           "runs Tamsel, makes sure that the registration has arrived, and leads back where not.\n"
+    return "Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is\n"
+           "there, runs Tamsel, makes sure that the registration has arrived, and puts back what\n"
+           "has not.\n"
            "\n"
            "usage: tamsel-deploy [OPTION...] [APPLICATION...]\n"
            "       tamsel-deploy --verify | --dry-run [OPTION...] [APPLICATION...]\n"

@@ -4,7 +4,16 @@
 #include <string>
 #include <vector>
 
-enum class Command : unsigned char { Register, DryRun, Verify, List, Restore, Help, Version };
+// Each but the first is the letter of its option.
+enum class Command : char {
+    Register,
+    DryRun = 'd',
+    Help = 'h',
+    List = 'l',
+    Restore = 'r',
+    Verify = 'v',
+    Version = 'V',
+};
 
 // What was asked for on the command line.
 struct Options {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// A product's rows in the database, held against those in a backup. number is the product's, saved
+// A product's rows in the database, compared with those in a backup. number is the product's, saved
 // the path of the backup's database. All throw DatabaseErrors, and a Failure with
 // Status::DatabaseInUse.
 

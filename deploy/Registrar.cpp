@@ -72,19 +72,10 @@ Failure NotPutBack(const Application& application, const std::string& why) {
             application.path + ": " + application.reason + "; not put back: " + why};
 }
 
-const std::string& NumberOf(const Application& application) {
-    return ValueOf(*application.record, "ProdId");
-}
-
 } // namespace
 
-Registrar::Registrar(const std::string& folder, const Options& options, const Patience& patience,
-                     Inspection& inspection)
-    : program(folder + "/Tamsel"), shipped(folder + "/Resources/" + FILENAME), itsOptions(options),
-      itsPatience(patience), itsInspection(inspection) {}
-
 bool Registrar::HasRightFile() const {
-    return itsOptions.replaceFile ? IsFileLike(shipped) : HasFile();
+    return itsOptions.replaceFile ? IsFileLike(itsPackage.file) : HasFile();
 }
 
 void Registrar::Verify(Application& application) {
@@ -108,7 +99,7 @@ void Registrar::Verify(Application& application) {
 bool Registrar::Judge(Application& application, const Backup& backup) {
     const Outcome outcome = [this, &application] {
         const Staging staging;
-        return Start(program, {STAGING + "/Tamsel", "-r", application.path});
+        return Start(itsPackage.program, {STAGING + "/Tamsel", "-r", application.path});
     }();
     if (!IsWritten(outcome)) {
         LogOutput(outcome.output);
@@ -116,7 +107,7 @@ bool Registrar::Judge(Application& application, const Backup& backup) {
                            IsLocked(outcome) ? Status::DatabaseInUse : Status::NotRegistered,
                            "Tamsel could not write the rows");
     } else if (itsInspection.CanDisplace()
-               && HasDisplaced(NumberOf(application), backup.Database(), itsPatience)) {
+               && HasDisplaced(application.Number(), backup.Database(), itsPatience)) {
         application.Settle("failed", Status::NotRegistered, "rows of other products had to go");
     } else {
         Verify(application);
@@ -139,12 +130,12 @@ void Registrar::VerifyAgain(Application& application, const Backup& backup) {
 
 void Registrar::PutBack(const Application& application, const Backup& backup, bool wroteNothing) {
     try {
-        PutBackRows(NumberOf(application), backup.Database(), itsPatience);
+        PutBackRows(application.Number(), backup.Database(), itsPatience);
     } catch (const Failure&) {
         // Somebody else's lock is in the way, as it was in Tamsel's, unless Tamsel has written.
         if (!wroteNothing) {
             Log("waiting for a lock, to put back what was written");
-            PutBackRows(NumberOf(application), backup.Database(), Patience::Unshaken(GRACE));
+            PutBackRows(application.Number(), backup.Database(), Patience(GRACE, false));
         }
     }
 }
@@ -153,7 +144,7 @@ void Registrar::Prepare(FileChange& file) const {
     OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [&] {
         file.Begin();
         if (!HasRightFile()) {
-            file.Replace(shipped);
+            file.Replace(itsPackage.file);
         }
     });
     OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
@@ -205,27 +196,6 @@ void Registrar::Register(Application& application, const Backup& backup) {
     do {
         Try(application, backup);
     } while (application.status == Status::DatabaseInUse && itsPatience.Wait());
-}
-
-bool Registrar::IsComplete(const Application& application) {
-    return itsInspection.Missing(application).empty() && HasFile();
-}
-
-bool Registrar::IsExplained(const Application& application, const Backup& backup) {
-    return itsInspection.IsExplained(application, backup);
-}
-
-void Registrar::LeadBack(const std::vector<Application>& applications, const Backup& backup) {
-    for (const Application& application : applications) {
-        PutBackRows(NumberOf(application), backup.Database(), itsPatience);
-    }
-    // Only a file that comes with Tamsel can be of that registration.
-    if (!backup.HasSettled() && IsFileLike(shipped)) {
-        FileChange file;
-        file.Begin();
-        file.Restore(backup.File());
-        file.Keep();
-    }
 }
 
 void RemoveUnfinishedRegistration() {

@@ -5,20 +5,17 @@
 #include "ConfigurationFile.h"
 #include "Inspection.h"
 #include "Options.h"
+#include "Requirements.h"
 #include "Waiting.h"
 
-#include <string>
-#include <vector>
-
-// Has Tamsel register applications, judges what came of it, and puts back what did not.
+// Has Tamsel register applications, judges the result, and puts back what failed.
 class Registrar {
 public:
-    // folder holds Tamsel and Resources/XManConfigV2.xml. All references must outlive this.
-    Registrar(const std::string& folder, const Options& options, const Patience& patience,
-              Inspection& inspection);
-
-    // Whether one product's rows can displace another's.
-    bool CanDisplace() { return itsInspection.CanDisplace(); }
+    // All references must outlive this.
+    Registrar(const Package& package, const Options& options, const Patience& patience,
+              Inspection& inspection)
+        : itsPackage(package), itsOptions(options), itsPatience(patience),
+          itsInspection(inspection) {}
 
     // Settles an application by what is in the database and in the configuration folder.
     void Verify(Application& application);
@@ -31,17 +28,6 @@ public:
     // a Failure with Status::NotRestored where something could not be put back.
     void Register(Application& application, const Backup& backup);
 
-    // Whether the application's rows are there, and XManConfigV2.xml, be it Tamsel's or not.
-    bool IsComplete(const Application& application);
-
-    // Whether all rows of the application that are there come from the backup or from Tamsel, so
-    // that LeadBack loses nothing.
-    bool IsExplained(const Application& application, const Backup& backup);
-
-    // Makes the applications' rows, and XManConfigV2.xml, what they are in the backup that was made
-    // before their registration, which did not come to its end.
-    void LeadBack(const std::vector<Application>& applications, const Backup& backup);
-
 private:
     bool HasRightFile() const;
     // Returns whether Tamsel said that it has written nothing.
@@ -51,8 +37,7 @@ private:
     void Prepare(FileChange& file) const;
     void Try(Application& application, const Backup& backup);
 
-    std::string program;
-    std::string shipped;
+    const Package& itsPackage;
     const Options& itsOptions;
     const Patience& itsPatience;
     Inspection& itsInspection;

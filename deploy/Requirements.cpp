@@ -1,6 +1,5 @@
 #include "Requirements.h"
 
-#include "ConfigurationFile.h"
 #include "Database.h"
 #include "Files.h"
 #include "Places.h"
@@ -38,40 +37,40 @@ void RequireRoot() {
     }
 }
 
-std::string RequireTamsel() {
-    std::string folder = GetParentDirectory(OwnPath());
-    const std::string program = folder + "/Tamsel";
-    const std::string file = folder + "/Resources/" + FILENAME;
-    if (KindOf(program) != Kind::File || access(program.c_str(), X_OK) == -1) {
-        throw Failure(Status::Incomplete, program + " is missing");
-    }
-    if (KindOf(file) != Kind::File || access(file.c_str(), R_OK) == -1) {
-        throw Failure(Status::Incomplete, file + " is missing");
-    }
-    return folder;
+Package RequireTamsel() {
+    const std::string folder = GetParentDirectory(OwnPath());
+    Package package{folder + "/Tamsel", folder + "/Resources/" + FILENAME};
+    const auto require = [](const std::string& path, int use) {
+        if (KindOf(path) != Kind::File || access(path.c_str(), use) == -1) {
+            throw Failure(Status::Incomplete, path + " is missing");
+        }
+    };
+    require(package.program, X_OK);
+    require(package.file, R_OK);
+    return package;
 }
 
 void RequireNoManager(const Patience& patience) {
     constexpr int FOUND = 0;
     constexpr int NONE = 1;
-    int status = FOUND;
-    do {
+    const std::string unknown = "it cannot be told whether the Extension Manager is running";
+    while (true) {
         // The whole command line, since pgrep cuts the names of processes off.
-        status = OrFail(
-            Status::ManagerRunning, "it cannot be told whether the Extension Manager is running",
-            [] {
-                return Start("/usr/bin/pgrep",
-                             {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
-                    .status;
-            });
-    } while (status == FOUND && patience.Wait(std::chrono::milliseconds(200)));
-    if (status == FOUND) {
-        throw Failure(Status::ManagerRunning,
-                      "the Extension Manager is running; please quit it and try again");
-    }
-    if (status != NONE) {
-        throw Failure(Status::ManagerRunning,
-                      "it cannot be told whether the Extension Manager is running");
+        const int status = OrFail(Status::ManagerRunning, unknown, [] {
+            return Start("/usr/bin/pgrep",
+                         {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
+                .status;
+        });
+        if (status == NONE) {
+            return;
+        }
+        if (status != FOUND) {
+            throw Failure(Status::ManagerRunning, unknown);
+        }
+        if (!patience.Wait(std::chrono::milliseconds(200))) {
+            throw Failure(Status::ManagerRunning,
+                          "the Extension Manager is running; please quit it and try again");
+        }
     }
 }
 
@@ -95,7 +94,7 @@ void RequireWritable(const Patience& patience) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
     // Readers count, too: Tamsel would meet them when it has written.
-    database.Seize();
+    database.LockExclusively();
 }
 
 void RequireWritableFile() {

@@ -4,13 +4,18 @@
 
 #include <string>
 
-// What has to be so before a run may do anything. Each function changes nothing, and throws a
-// Failure with the status that says what is not so.
+// What must hold before a run may do anything. Each function changes nothing, and throws a Failure
+// with the status that says what does not hold.
 
 void RequireRoot();
 
-// Returns the folder of this program, in which Tamsel and its file have to be.
-std::string RequireTamsel();
+// What lies beside this program: Tamsel and its XManConfigV2.xml.
+struct Package {
+    std::string program;
+    std::string file;
+};
+
+Package RequireTamsel();
 
 // The Extension Manager must not run, or has to quit while patience lasts.
 void RequireNoManager(const Patience& patience);

@@ -44,16 +44,16 @@ void WriteInto(const std::string& saved, const Patience& patience) {
     }
 }
 
-// What is at the path: its number on the disk, or 0.
-ino_t NumberOf(const std::string& path) {
+// The inode of what is at the path, or 0.
+ino_t InodeOf(const std::string& path) {
     return KindOf(path) == Kind::Nothing ? 0 : StatusOf(path).st_ino;
 }
 
 // Puts the saved files in the place of those that are there. A journal of the former database must
 // not meet the new one, so the side files are out of the way first. Wherever this is cut off,
-// SettleReplacement leads it to an end.
+// FinishReplacement leads it to an end.
 void ReplaceFiles(const Backup& backup) {
-    SettleReplacement();
+    FinishReplacement();
     if (KindOf(DATABASE) == Kind::File) {
         // By this second name it is known whether the new one has come.
         Checked(link(DATABASE.c_str(), Aside("").c_str()), DATABASE);
@@ -77,10 +77,10 @@ void ReplaceFiles(const Backup& backup) {
             RemoveFile(DATABASE);
         }
     } catch (...) {
-        OrLog(SettleReplacement);
+        OrLog(FinishReplacement);
         throw;
     }
-    OrLog(SettleReplacement);
+    OrLog(FinishReplacement);
 }
 
 // The name in a word that may be a path into the folder of the backups.
@@ -140,7 +140,7 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
                     former.emplace(DATABASE, READWRITE, patience);
                     // Nor is anything left in a log that could get into another one.
                     former->Execute("PRAGMA journal_mode = DELETE");
-                    former->Seize();
+                    former->LockExclusively();
                 }
                 ReplaceFiles(backup);
             }
@@ -152,8 +152,8 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
     });
 }
 
-void SettleReplacement() {
-    const bool hasCome = NumberOf(DATABASE) != NumberOf(Aside(""));
+void FinishReplacement() {
+    const bool hasCome = InodeOf(DATABASE) != InodeOf(Aside(""));
     for (const std::string side : SIDEFILES) {
         const std::string rightful = hasCome ? Successor(side) : Aside(side);
         if (KindOf(rightful) != Kind::Nothing) {

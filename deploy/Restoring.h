@@ -17,4 +17,4 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
 
 // Leads the replacement of a database that was cut off to an end: forward where the new database
 // has come, otherwise back. Has to be done before anybody opens the database.
-void SettleReplacement();
+void FinishReplacement();

@@ -18,7 +18,7 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
     {
         Database source(DATABASE, how, patience);
         Database copy(to, CREATED, patience);
-        // The copy counts when it is whole and on the disk, which is seen to later.
+        // The copy counts when it is whole and on the disk, which comes later.
         copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
         copy.CopyFrom(source);
     }
@@ -31,7 +31,7 @@ void CopyDatabase(std::string_view how, const std::string& to, const Patience& p
 void CopyPlainFiles(const std::string& folder) {
     for (const std::string side : DATABASEFILES) {
         const std::string copy = folder + "/" + DATABASENAME + side;
-        // Of a copy that was none.
+        // Left by an attempt that failed.
         RemoveFile(copy);
         if (KindOf(DATABASE + side) == Kind::File) {
             CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
@@ -83,7 +83,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
 void SaveSound(const std::string& folder, const Patience& patience) {
     const std::string copy = folder + "/" + DATABASENAME;
     CopyDatabase(READWRITE, copy, patience);
-    RequireSound(IsSound(copy, IMMUTABLE, patience));
+    RequireSound(copy, IMMUTABLE, patience);
 }
 
 void WriteNote(const Backup& backup, const std::string& note) {
@@ -156,11 +156,8 @@ Backup Save(Why why, const std::vector<std::string>& what, const Patience& patie
 
 void Rewrite(const Backup& backup) {
     RemoveUnfinished();
-    Checked(mkdir(UNFINISHEDBACKUP.c_str(), 0700), UNFINISHEDBACKUP);
-    const std::string note = UNFINISHEDBACKUP + "/note";
-    WriteNote(backup, note);
-    Rename(note, backup.Note());
-    RemoveUnfinished();
+    WriteNote(backup, UNFINISHEDBACKUP);
+    Rename(UNFINISHEDBACKUP, backup.Note());
 }
 
 bool IsDatabase(const Patience& patience) {
@@ -174,13 +171,13 @@ bool IsSound(const std::string& path, std::string_view how, const Patience& pati
     Database database(path, how, patience);
     return IsIntact(database)
            && database.Value(
-                  "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name COLLATE NOCASE IN"
-                  " ('Tb_ProductInfoV2', 'Tb_XManConfig')")
+                  "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name COLLATE NOCASE"
+                  " IN ('Tb_ProductInfoV2', 'Tb_XManConfig')")
                   == "2";
 }
 
-void RequireSound(bool isSound) {
-    if (!isSound) {
+void RequireSound(const std::string& path, std::string_view how, const Patience& patience) {
+    if (!IsSound(path, how, patience)) {
         throw Failure(Status::NotTheDatabase,
                       "the database is damaged, or not the Extension Manager's");
     }

@@ -19,9 +19,9 @@ void Rewrite(const Backup& backup);
 // for one in a backup.
 bool IsSound(const std::string& path, std::string_view how, const Patience& patience);
 
+// Throws a Failure with Status::NotTheDatabase if it is not.
+void RequireSound(const std::string& path, std::string_view how, const Patience& patience);
+
 // Whether the Extension Manager's is a sound database, whatever is in it. It is only read, so one
 // that has to be recovered first is none.
 bool IsDatabase(const Patience& patience);
-
-// Throws a Failure with Status::NotTheDatabase where the Extension Manager's is not sound.
-void RequireSound(bool isSound);

@@ -10,7 +10,8 @@ constexpr const char* WORDS[] = {
     "root is needed, to write or to read",
     "the Extension Manager is running",
     "there is no Extension Manager: no database",
-    "no application found; or one missing, not supported, given twice, with a quote or a line break in its path",
+    ("no application found; or one missing, not supported, given twice, with a quote or a line break"
+     " in its path"),
     "no backup could be made; nothing was changed",
     "XManConfigV2.xml is missing, or with --replace-file not the one that comes with Tamsel",
     "not restored, what was there is still there; or not put back",

@@ -37,8 +37,8 @@ private:
     Status itsStatus;
 };
 
-// Carries an action out. Where it throws anything but a Failure, that becomes one with this status
-// and with "what: " before its own words.
+// Runs an action. Anything it throws but a Failure becomes one, with this status and with "what: "
+// before its own words.
 template <typename Action>
 auto OrFail(Status status, const std::string& what, Action&& action) {
     try {

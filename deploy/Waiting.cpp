@@ -13,14 +13,8 @@ sigset_t held;
 
 } // namespace
 
-Patience Patience::Unshaken(std::chrono::seconds time) {
-    Patience patience(time);
-    patience.minds = false;
-    return patience;
-}
-
 bool Patience::Wait(std::chrono::milliseconds moment) const {
-    if ((minds && IsInterrupted()) || std::chrono::steady_clock::now() >= end) {
+    if ((heeds && IsInterrupted()) || std::chrono::steady_clock::now() >= end) {
         return false;
     }
     std::this_thread::sleep_for(moment);

@@ -5,16 +5,15 @@
 // How long a run may wait in all: for another run, a lock on the database, the Extension Manager.
 class Patience {
 public:
-    explicit Patience(std::chrono::seconds time) : end(std::chrono::steady_clock::now() + time) {}
+    explicit Patience(std::chrono::seconds time, bool heedsSignals = true)
+        : heeds(heedsSignals), end(std::chrono::steady_clock::now() + time) {}
 
-    // The same whatever signals come.
-    static Patience Unshaken(std::chrono::seconds time);
-
-    // Waits for a moment. Returns false, at once, when the time is over or a signal has come.
+    // Waits for a moment. Returns false, at once, when the time is over or a signal that it heeds
+    // has come.
     bool Wait(std::chrono::milliseconds moment = std::chrono::milliseconds(10)) const;
 
 private:
-    bool minds = true;
+    bool heeds;
     std::chrono::steady_clock::time_point end;
 };
 

@@ -28,7 +28,7 @@
 
 namespace {
 
-std::vector<Application> Asked(const Options& options) {
+std::vector<Application> RequestedApplications(const Options& options) {
     SetupAdobeApplicationList();
     std::vector<Application> applications =
         options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
@@ -44,9 +44,10 @@ void FailIfNotRegistered(const Application& application, Report& report) {
     }
 }
 
-// Registers the applications that have not been settled yet.
-void Register(std::vector<Application*> waiting, Registrar& registrar, const Patience& patience,
-              Report& report) {
+// Registers these applications. canDisplace tells whether one product's rows can displace
+// another's.
+void Register(const std::vector<Application*>& waiting, Registrar& registrar, bool canDisplace,
+              const Patience& patience, Report& report) {
     std::vector<std::string> paths;
     paths.reserve(waiting.size());
     for (const Application* application : waiting) {
@@ -55,7 +56,6 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     Backup backup = Save(Why::Registering, paths, patience);
     report.backup = backup.name;
     Log("saved to " + backup.Folder());
-    const bool canDisplace = registrar.CanDisplace();
     try {
         for (Application* application : waiting) {
             if (IsInterrupted()) {
@@ -75,7 +75,7 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     } catch (...) {
         // Something could not be put back. The next run does it, and leaves alone what is settled.
         for (std::size_t i = 0; i < waiting.size(); ++i) {
-            backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, SETTLED);
+            backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, FINISHED);
         }
         OrLog([&backup] { Rewrite(backup); });
         throw;
@@ -85,16 +85,45 @@ void Register(std::vector<Application*> waiting, Registrar& registrar, const Pat
     OrLog(RemoveOld);
 }
 
+// The applications that are not registered. What is registered already is left alone.
+std::vector<Application*> Unregistered(const Options& options, Registrar& registrar,
+                                       Report& report) {
+    std::vector<Application*> waiting;
+    for (Application& application : report.applications) {
+        if (application.record == nullptr) {
+            continue;
+        }
+        registrar.Verify(application);
+        if (options.command == Command::Verify) {
+            FailIfNotRegistered(application, report);
+        } else if (!application.IsRegistered()) {
+            application.Settle("");
+            waiting.push_back(&application);
+        }
+    }
+    return waiting;
+}
+
+// Makes sure that what a registration does could be done.
+void Rehearse(const std::vector<Application*>& waiting, const Patience& patience) {
+    RequireWritableFile();
+    RequireSound(DATABASE, READONLY, patience);
+    RequireRoom();
+    for (Application* application : waiting) {
+        application->Settle("would register");
+    }
+}
+
 // The work of --verify, --dry-run and a registration, when it is known which applications to look
 // at.
-void Work(const Options& options, const std::string& folder, const Patience& patience,
+void Work(const Options& options, const Package& package, const Patience& patience,
           Report& report) {
     const bool registers = options.command == Command::Register;
     std::optional<RunLock> lock;
     if (registers) {
         CheckBackups(true);
         lock.emplace(patience);
-        SettleReplacement();
+        FinishReplacement();
     } else if (options.command == Command::DryRun) {
         CheckBackups(false);
     }
@@ -102,28 +131,12 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
         CheckFile();
     }
     Inspection inspection(registers ? READWRITE : READONLY, patience);
-    Registrar registrar(folder, options, patience, inspection);
     if (registers) {
         RemoveLeftovers();
-        LeadBack(registrar, patience);
+        LeadBack(inspection, package.file, patience);
     }
-    std::vector<Application*> waiting;
-    for (Application& application : report.applications) {
-        if (application.record == nullptr) {
-            continue;
-        }
-        registrar.Verify(application);
-        if (application.IsRegistered()) {
-            continue;
-        }
-        if (options.command == Command::Verify) {
-            FailIfNotRegistered(application, report);
-        } else {
-            // What is registered already is left alone.
-            application.Settle("");
-            waiting.push_back(&application);
-        }
-    }
+    Registrar registrar(package, options, patience, inspection);
+    const std::vector<Application*> waiting = Unregistered(options, registrar, report);
     if (waiting.empty()) {
         return;
     }
@@ -135,14 +148,9 @@ void Work(const Options& options, const std::string& folder, const Patience& pat
         throw Failure(Status::NotRegistered, "a signal has ended the run");
     }
     if (registers) {
-        Register(waiting, registrar, patience, report);
+        Register(waiting, registrar, inspection.CanDisplace(), patience, report);
     } else {
-        RequireWritableFile();
-        RequireSound(IsSound(DATABASE, READONLY, patience));
-        RequireRoom();
-        for (Application* application : waiting) {
-            application->Settle("would register");
-        }
+        Rehearse(waiting, patience);
     }
 }
 
@@ -150,12 +158,12 @@ void RunForApplications(const Options& options, const Patience& patience, Report
     if (options.command != Command::Verify) {
         RequireRoot();
     }
-    const std::string folder = RequireTamsel();
+    const Package package = RequireTamsel();
     if (options.command != Command::Verify) {
         RequireNoManager(patience);
     }
     RequireDatabase(true);
-    report.applications = Asked(options);
+    report.applications = RequestedApplications(options);
     bool isAnyLeft = false;
     for (const Application& application : report.applications) {
         if (application.record == nullptr) {
@@ -168,7 +176,7 @@ void RunForApplications(const Options& options, const Patience& patience, Report
         return;
     }
     try {
-        Work(options, folder, patience, report);
+        Work(options, package, patience, report);
     } catch (const std::exception& exception) {
         const Failure failure = Refused(exception);
         report.Fail(failure.GetStatus(), failure.what());
@@ -193,7 +201,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     CheckFile();
     const RunLock lock(patience);
     OrFail(Status::NotRestored, "not restored", [] {
-        SettleReplacement();
+        FinishReplacement();
         RemoveLeftovers();
     });
     const Backup backup = FindBackup(options.words, patience);
@@ -258,18 +266,6 @@ void FillStandardStreams() {
     }
 }
 
-// What a command of its own prints, or nothing.
-std::string Text(Command command) {
-    switch (command) {
-    case Command::Help:
-        return Help();
-    case Command::Version:
-        return "tamsel-deploy " TAMSEL_VERSION "\n";
-    default:
-        return "";
-    }
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -281,8 +277,11 @@ int main(int argc, char* argv[]) {
     std::string output;
     try {
         const Options options = ReadOptions(argc, argv);
-        output = Text(options.command);
-        if (output.empty()) {
+        if (options.command == Command::Help) {
+            output = Help();
+        } else if (options.command == Command::Version) {
+            output = "tamsel-deploy " TAMSEL_VERSION "\n";
+        } else {
             Run(options, report);
             output = options.json ? Json(report, options.command == Command::List)
                                   : Lines(report, options.command == Command::Restore);
