@@ -168,6 +168,10 @@ class Release(TreeTest):
             f"gh release create v{VERSION} --verify-tag --title Tamsel {VERSION} --notes-file -"
             f" dist/{NAME}.tar.gz dist/SHA256SUMS"])
         self.assertEqual((self.folder / "notes").read_text(), "\n- New.\n\n")
+        for outcome, more in (("success", ""),
+                              ("failure", "There is no attestation of where this archive was built.\n")):
+            self.call("packaging/release", f"v{VERSION}", outcome)
+            self.assertEqual((self.folder / "notes").read_text(), "\n- New.\n\n" + more)
 
     def test_refuses_the_tag_of_another_version(self):
         for tag in ("v9.9.9", VERSION, "main"):
