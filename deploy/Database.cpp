@@ -49,30 +49,15 @@ std::string Name(const std::string& path, std::string_view how) {
 
 } // namespace
 
-Database::Database(const std::string& path, std::string_view how, const Patience& patience)
-    : itsPatience(patience) {
-    Open(Name(path, how));
-}
-
-Database::Database(const Patience& patience) : itsPatience(patience) {
-    Open(":memory:");
-}
-
-void Database::Open(const std::string& name) {
+Database::Database(const std::string& path, std::string_view how, const Patience& patience) {
     constexpr int FLAGS =
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
-    try {
-        Check(sqlite3_open_v2(name.c_str(), &handle, FLAGS, nullptr));
-    } catch (...) {
-        sqlite3_close(handle);
-        throw;
-    }
+    sqlite3* opened = nullptr;
+    const int code = sqlite3_open_v2(Name(path, how).c_str(), &opened, FLAGS, nullptr);
+    handle.reset(opened);
+    Check(code);
     // SQLite takes the handler's argument as one that may be written.
-    sqlite3_busy_handler(handle, WaitForLock, const_cast<Patience*>(&itsPatience)); // NOLINT
-}
-
-Database::~Database() {
-    sqlite3_close(handle);
+    sqlite3_busy_handler(opened, WaitForLock, const_cast<Patience*>(&patience)); // NOLINT
 }
 
 void Database::Check(int code) {
@@ -83,12 +68,12 @@ void Database::Check(int code) {
     case SQLITE_BUSY:
         throw Failure(Status::DatabaseInUse, "the database is in use");
     default:
-        throw DatabaseError(code & PRIMARY, sqlite3_errmsg(handle));
+        throw DatabaseError(code & PRIMARY, sqlite3_errmsg(Handle()));
     }
 }
 
 void Database::Execute(const std::string& sql) {
-    Check(sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, nullptr));
+    Check(sqlite3_exec(Handle(), sql.c_str(), nullptr, nullptr, nullptr));
 }
 
 std::string Database::Value(const std::string& sql) {
@@ -97,16 +82,17 @@ std::string Database::Value(const std::string& sql) {
 }
 
 void Database::Attach(const std::string& path, std::string_view how, const std::string& name) {
-    Statement(*this, "ATTACH ? AS " + name, {Name(path, how)}).Next();
+    Statement(*this, "ATTACH ? AS " + name, Name(path, how)).Next();
 }
 
 void Database::LockExclusively() {
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
+    sqlite3_db_config(Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); // NOLINT
     Execute("BEGIN EXCLUSIVE");
 }
 
 void Database::CopyFrom(Database& source) {
-    sqlite3_backup* backup = Allocated(sqlite3_backup_init(handle, "main", source.handle, "main"));
+    sqlite3_backup* backup =
+        Allocated(sqlite3_backup_init(Handle(), "main", source.Handle(), "main"));
     // Waits for locks by itself, as the connections do.
     const int code = sqlite3_backup_step(backup, -1);
     sqlite3_backup_finish(backup);
@@ -114,33 +100,27 @@ void Database::CopyFrom(Database& source) {
 }
 
 Statement::Statement(Database& database, const std::string& sql) : itsDatabase(database) {
-    database.Check(sqlite3_prepare_v2(database.Handle(), sql.c_str(), -1, &handle, nullptr));
+    sqlite3_stmt* compiled = nullptr;
+    database.Check(sqlite3_prepare_v2(database.Handle(), sql.c_str(), -1, &compiled, nullptr));
+    handle.reset(compiled);
 }
 
-Statement::Statement(Database& database, const std::string& sql,
-                     std::initializer_list<std::string> texts)
+Statement::Statement(Database& database, const std::string& sql, const std::string& text)
     : Statement(database, sql) {
-    int number = 0;
-    for (const std::string& text : texts) {
-        database.Check(sqlite3_bind_text(handle, ++number, text.data(),
-                                         static_cast<int>(text.size()), SQLITE_TRANSIENT));
-    }
+    database.Check(sqlite3_bind_text(handle.get(), 1, text.data(), static_cast<int>(text.size()),
+                                     SQLITE_TRANSIENT));
 }
 
 Statement::Statement(Database& database, const std::string& sql, const Row& row)
     : Statement(database, sql) {
     int number = 0;
     for (const auto& value : row) {
-        database.Check(sqlite3_bind_value(handle, ++number, value.get()));
+        database.Check(sqlite3_bind_value(handle.get(), ++number, value.get()));
     }
 }
 
-Statement::~Statement() {
-    sqlite3_finalize(handle);
-}
-
 bool Statement::Next() {
-    const int code = sqlite3_step(handle);
+    const int code = sqlite3_step(handle.get());
     if (code == SQLITE_ROW) {
         return true;
     }
@@ -149,23 +129,24 @@ bool Statement::Next() {
 }
 
 std::string Statement::Text(int column) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, column)); // NOLINT
-    return {Allocated(text), static_cast<std::size_t>(sqlite3_column_bytes(handle, column))};
+    const auto* text =
+        reinterpret_cast<const char*>(sqlite3_column_text(handle.get(), column)); // NOLINT
+    return {Allocated(text), static_cast<std::size_t>(sqlite3_column_bytes(handle.get(), column))};
 }
 
 bool Statement::IsSameRow(const Statement& other) const {
-    const int columns = sqlite3_column_count(handle);
-    bool same = columns == sqlite3_column_count(other.handle);
+    const int columns = sqlite3_column_count(handle.get());
+    bool same = columns == sqlite3_column_count(other.handle.get());
     for (int column = 0; same && column < columns; ++column) {
-        same = IsSame(handle, other.handle, column);
+        same = IsSame(handle.get(), other.handle.get(), column);
     }
     return same;
 }
 
 Row Statement::Values() {
     Row row;
-    for (int column = 0; column < sqlite3_column_count(handle); ++column) {
-        row.emplace_back(Allocated(sqlite3_value_dup(sqlite3_column_value(handle, column))));
+    for (int column = 0; column < sqlite3_column_count(handle.get()); ++column) {
+        row.emplace_back(Allocated(sqlite3_value_dup(sqlite3_column_value(handle.get(), column))));
     }
     return row;
 }

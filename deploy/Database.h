@@ -3,7 +3,6 @@
 #include "Status.h"
 #include "Waiting.h"
 
-#include <initializer_list>
 #include <memory>
 #include <sqlite3.h>
 #include <stdexcept>
@@ -26,7 +25,8 @@ private:
     int itsCode;
 };
 
-// How a database is opened.
+// How a database is opened. One in memory is empty at first, and called ":memory:".
+inline constexpr std::string_view INMEMORY = "mode=memory";
 inline constexpr std::string_view READONLY = "mode=ro";
 inline constexpr std::string_view READWRITE = "mode=rw";
 inline constexpr std::string_view CREATED = "mode=rwc";
@@ -37,11 +37,6 @@ class Database {
 public:
     // Opens the database at an absolute path. patience must outlive the connection.
     Database(const std::string& path, std::string_view how, const Patience& patience);
-    // Opens an empty database in memory.
-    explicit Database(const Patience& patience);
-    Database(const Database&) = delete;
-    Database& operator=(const Database&) = delete;
-    ~Database();
 
     // Runs statements; rows that they yield are skipped.
     void Execute(const std::string& sql);
@@ -54,15 +49,15 @@ public:
     void LockExclusively();
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
-    sqlite3* Handle() { return handle; }
+    sqlite3* Handle() { return handle.get(); }
     // Throws unless a result code means success.
     void Check(int code);
 
 private:
-    void Open(const std::string& name);
-
-    sqlite3* handle = nullptr;
-    const Patience& itsPatience;
+    struct Close {
+        void operator()(sqlite3* opened) const { sqlite3_close(opened); }
+    };
+    std::unique_ptr<sqlite3, Close> handle;
 };
 
 struct FreeValue {
@@ -75,15 +70,12 @@ class Statement {
 public:
     // Compiles a statement.
     Statement(Database& database, const std::string& sql);
-    // The same, and binds texts, or the values of a row, to its parameters.
-    Statement(Database& database, const std::string& sql, std::initializer_list<std::string> texts);
+    // The same, and binds a text to its parameter, or the values of a row to its parameters.
+    Statement(Database& database, const std::string& sql, const std::string& text);
     Statement(Database& database, const std::string& sql, const Row& row);
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-    ~Statement();
 
     // Begins anew.
-    void Reset() { sqlite3_reset(handle); }
+    void Reset() { sqlite3_reset(handle.get()); }
     // Goes to the next row. Returns false where there is none.
     bool Next();
     // A value of the present row, as text; it must not be NULL.
@@ -95,7 +87,10 @@ public:
 
 private:
     Database& itsDatabase;
-    sqlite3_stmt* handle = nullptr;
+    struct Finalize {
+        void operator()(sqlite3_stmt* compiled) const { sqlite3_finalize(compiled); }
+    };
+    std::unique_ptr<sqlite3_stmt, Finalize> handle;
 };
 
 // Whether two statements yield the same rows in the same order.

@@ -45,7 +45,8 @@ std::string Columns(const std::string& statement, const std::string& text,
 
 } // namespace
 
-Inspection::Inspection(std::string_view how, const Patience& patience) : memory(patience) {
+Inspection::Inspection(std::string_view how, const Patience& patience)
+    : memory(":memory:", INMEMORY, patience) {
     const ProductRecord& any = productLine.begin()->second;
     const std::string statements[] = {SQLUtils::ProductInfoStatement(any, ""),
                                       SQLUtils::XManConfigStatement(any, "")};

@@ -21,7 +21,7 @@ public:
         Statement column(database,
                          "SELECT '\"' || replace(name, '\"', '\"\"') || '\"'"
                          " FROM pragma_table_info(?)",
-                         {name});
+                         name);
         int parameter = 1; // the first one is the row's place
         while (column.Next()) {
             const std::string text = column.Text(0);
@@ -35,8 +35,8 @@ public:
     // lost.
     bool IsAsSaved() {
         const std::string where = itsName + " WHERE ProdID = ?";
-        Statement rows(itsDatabase, "SELECT * FROM main." + where, {itsNumber});
-        Statement saved(itsDatabase, "SELECT * FROM saved." + where, {itsNumber});
+        Statement rows(itsDatabase, "SELECT * FROM main." + where, itsNumber);
+        Statement saved(itsDatabase, "SELECT * FROM saved." + where, itsNumber);
         return YieldSame(rows, saved) && Lost().empty();
     }
 
@@ -75,7 +75,7 @@ public:
 
 private:
     void Remove() {
-        Statement(itsDatabase, "DELETE FROM main." + itsName + " WHERE ProdID = ?", {itsNumber})
+        Statement(itsDatabase, "DELETE FROM main." + itsName + " WHERE ProdID = ?", itsNumber)
             .Next();
     }
 
@@ -84,7 +84,7 @@ private:
         Statement rows(itsDatabase,
                        "SELECT " + (HasPlaces() ? PLACE : "NULL") + columns + " FROM saved."
                            + itsName + " AS ours WHERE " + where,
-                       {itsNumber});
+                       itsNumber);
         std::vector<Row> found;
         while (rows.Next()) {
             found.push_back(rows.Values());
