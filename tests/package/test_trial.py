@@ -1,10 +1,10 @@
 """What is tried on each Mac: here the programs of this system take the place of those of a Mac, and
-others that of its tools and of tamsel-deploy."""
+others that of its tools. A stand-in for tamsel-deploy does wrong what the trial has to notice."""
 
 import shutil
 
 from harness.machine import BUILD, CONFIGURATION, DATABASE, NO_SANDBOX, ROOT, write_script
-from package.archive import NAME, ArchiveTest
+from package.archive import NAME, PROGRAMS, ArchiveTest
 from package.macos import MANAGER, MacTest
 
 PACKAGE = NAME.replace("-macos-universal", ".pkg")
@@ -37,11 +37,15 @@ class TrialTest(ArchiveTest, MacTest):
         self.local = self.folder / "local"
         self.local.mkdir()
         self.make_tool("uname", 'case ${1:-} in -m) echo x86_64 ;; *) echo Darwin ;; esac')
-        shutil.copy(BUILD / "Tamsel", self.unpacked)
-        self.write_deploy(DEPLOY)
+        for program in PROGRAMS:
+            shutil.copy(BUILD / program, self.unpacked)
+        self.pack_into_dist()
 
     def write_deploy(self, script):
         write_script(self.unpacked / "tamsel-deploy", script)
+        self.pack_into_dist()
+
+    def pack_into_dist(self):
         self.pack()
         for name in (self.archive.name, "SHA256SUMS"):
             shutil.copy(self.folder / name, self.tree / "dist")
