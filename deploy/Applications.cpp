@@ -11,7 +11,7 @@
 
 namespace {
 
-// The working folder, by the name under which the shell knows it.
+// The working folder, by the name that the shell knows it by.
 std::string WorkingFolder() {
     const char* shells = std::getenv("PWD");
     const std::string path = shells == nullptr ? "" : shells + std::string("/");
@@ -86,7 +86,7 @@ std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
         ++times[applications.back().record];
     }
     for (std::size_t i = 0; i < paths.size(); ++i) {
-        // Only one copy of a product can be registered, and nobody knows which one is meant.
+        // Only one copy of a product can be registered, and nobody can tell which one is meant.
         if (applications[i].record != nullptr && times[applications[i].record] > 1) {
             applications[i].path = paths[i];
             applications[i].record = nullptr;

@@ -8,17 +8,17 @@
 
 // An application that was asked for, and what becomes of it.
 struct Application {
-    // Absolute and without ".", ".." and "//" where the application can be registered, otherwise
-    // as it was given.
+    // Absolute and without ".", ".." and "//" if the application can be registered, otherwise as
+    // given.
     std::string path;
-    // Its record in the catalogue, or null where it cannot be registered.
+    // Its record in the catalogue, or null if it cannot be registered.
     const ProductRecord* record = nullptr;
-    // The words of its line, before the path. Empty until they are settled.
+    // The words of its line, before the path; empty until settled.
     std::string state;
     // What that means for the run, and why it failed.
     Status status = Status::Done;
     std::string reason;
-    // Which of its keys are missing in the database or have another value.
+    // Which of its keys are missing from the database or have a different value.
     std::vector<std::string> missing;
 
     void Settle(const std::string& words, Status meaning = Status::Done,
@@ -32,18 +32,18 @@ struct Application {
 
     bool IsRegistered() const { return state == "registered"; }
 
-    // The folder that holds it, as Tamsel takes it from the path.
+    // The folder that holds it, as Tamsel derives it from the path.
     std::string Folder() const { return path.substr(0, path.rfind('/')); }
 };
 
-// The applications at these paths, in their order. Those that cannot be registered have their
-// state already. productLine must have been filled.
+// The applications at these paths, in their order. Those that cannot be registered already have
+// their state. productLine must have been filled.
 std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths);
 
-// The supported applications in /Applications, each in a folder of its own name or, where it is not
-// there, without one: older releases first, then by name.
+// The supported applications in /Applications, each in a folder of its own name or, failing that,
+// in /Applications itself: older releases first, then by name.
 std::vector<Application> InstalledApplications();
 
-// The application whose registration at this path was begun; it need not be there any more. Its
-// record is null where the catalogue does not have it.
+// The application whose registration at this path was begun; it may be gone by now. Its record is
+// null if the catalogue does not have it.
 Application ApplicationOnceAt(const std::string& path);

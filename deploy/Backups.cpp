@@ -21,10 +21,10 @@ namespace {
 constexpr const char* NOTES[] = {"registering", "registered", "restoring"};
 constexpr std::size_t KEPT = 5;
 
-// The running number in a name of the form of a backup's, or 0.
+// The running number in a name that has the form of a backup's, or 0.
 long long NumberOf(const std::string& name) {
     int length = 0;
-    // Each part at most as long as in the form; the whole decides that it is no shorter.
+    // Each part is at most as long as in the form; the total length decides that none is shorter.
     std::sscanf(name.c_str(), "%*15[0-9]-%*4[0-9]-%*2[0-9]-%*2[0-9]T%*6[0-9]Z%n",
                 &length); // NOLINT
     const auto digits = name.find('-');
@@ -34,7 +34,7 @@ long long NumberOf(const std::string& name) {
     return isForm ? std::stoll(name) : 0;
 }
 
-// The names of the form of a backup's, by their numbers.
+// The names that have the form of a backup's, sorted by their numbers.
 std::vector<std::string> Names() {
     std::vector<std::string> names;
     const auto close = [](DIR* folder) { closedir(folder); };
@@ -137,7 +137,8 @@ void CheckBackups(bool make) {
 std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
     for (const std::string& name : Names()) {
-        // Again at the end, since a run can put such a note in the place of another one meanwhile.
+        // Tried again at the end, since a run can put such a note in the place of another
+        // meanwhile.
         for (const Why why :
              {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
             Backup backup{name, why, {}};
@@ -167,7 +168,7 @@ std::optional<Backup> BeforeLastRegistration() {
 std::string NextName() {
     const std::vector<std::string> names = Names();
     const std::string number = std::to_string(names.empty() ? 1 : NumberOf(names.back()) + 1);
-    constexpr std::time_t LAST = 253402300799; // of the years with four digits
+    constexpr std::time_t LAST = 253402300799; // of the years that have four digits
     const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LAST);
     std::tm parts{};
     std::array<char, sizeof "-2026-01-31T235959Z"> time{};
@@ -194,7 +195,7 @@ void RemoveOld() {
     for (auto backup = all.rbegin(); backup != all.rend(); ++backup) {
         const bool stays = backup->name == all.front().name || (last && backup->name == last->name);
         if (!stays && ++others > KEPT) {
-            // It goes as a whole, even if this is the last that the run does.
+            // It goes as a whole, even if this is the last thing that the run does.
             Rename(backup->Folder(), UNFINISHEDBACKUP);
             RemoveUnfinished();
         }

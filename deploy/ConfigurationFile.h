@@ -3,29 +3,29 @@
 #include <string>
 
 // XManConfigV2.xml in the Extension Manager's folder. It is whole at every moment: it changes by a
-// rename, and what it was before stays at hand under another name until the change is kept.
+// rename, and the previous file stays at hand under another name until the change is kept.
 // Functions throw std::system_error.
 
-// Throws a Failure with Status::NoFile where something else is in its place, a link for example.
+// Throws a Failure with Status::NoFile if something else is in its place, such as a link.
 void CheckFile();
 
 // Whether there is one.
 bool HasFile();
 
-// Whether it is the same, byte by byte, as the file at this path.
+// Whether it is byte for byte the same as the file at this path.
 bool IsFileLike(const std::string& path);
 
 class FileChange {
 public:
-    // Holds fast what is there now.
+    // Keeps hold of what is there now.
     void Begin();
-    // The file becomes a copy of the one at this path, with the owner and mode of the one that is
-    // there; where there is none, it is root's and everybody may read it.
+    // The file becomes a copy of the one at this path, with the owner and mode of the present one;
+    // if there is none, it belongs to root and everybody may read it.
     void Replace(const std::string& path);
-    // The file becomes what was saved at this path, owner and mode included; where nothing was
-    // saved, it goes. Nothing happens where it is that already.
+    // The file becomes what was saved at this path, owner and mode included; if nothing was saved,
+    // it is removed. Does nothing if it is that already.
     void Restore(const std::string& path);
-    // The file is again what it was at the beginning, with nothing copied.
+    // The file is again what it was at the beginning, without being copied.
     void TakeBack();
     // It stays as it is now.
     void Keep();
@@ -35,5 +35,5 @@ private:
     bool wasThere = false;
 };
 
-// Removes what a run leaves that is killed during a change.
+// Removes what a run leaves behind when it is killed during a change.
 void RemoveUnfinishedFiles();

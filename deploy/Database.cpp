@@ -14,7 +14,7 @@ int WaitForLock(void* patience, int /*times*/) {
     return static_cast<const Patience*>(patience)->Wait() ? 1 : 0;
 }
 
-// SQLite gives no address where it has no memory left.
+// SQLite returns no address when it has run out of memory.
 template <typename Pointer>
 Pointer Allocated(Pointer pointer) {
     if (pointer == nullptr) {
@@ -34,7 +34,7 @@ bool IsSame(sqlite3_stmt* one, sqlite3_stmt* other, int column) {
     case SQLITE_FLOAT:
         return sqlite3_column_double(one, column) == sqlite3_column_double(other, column);
     default:
-        // Asked for before their size, as bytes without any conversion.
+        // Asked for before their size, as bytes, without any conversion.
         const void* bytes = sqlite3_column_blob(one, column);
         const void* others = sqlite3_column_blob(other, column);
         const int size = sqlite3_column_bytes(one, column);
@@ -56,7 +56,7 @@ Database::Database(const std::string& path, std::string_view how, const Patience
     const int code = sqlite3_open_v2(Name(path, how).c_str(), &opened, FLAGS, nullptr);
     handle.reset(opened);
     Check(code);
-    // SQLite takes the handler's argument as one that may be written.
+    // SQLite takes the handler's argument as writable.
     sqlite3_busy_handler(opened, WaitForLock, const_cast<Patience*>(&patience)); // NOLINT
 }
 
@@ -93,7 +93,7 @@ void Database::LockExclusively() {
 void Database::CopyFrom(Database& source) {
     sqlite3_backup* backup =
         Allocated(sqlite3_backup_init(Handle(), "main", source.Handle(), "main"));
-    // Waits for locks by itself, as the connections do.
+    // Waits for locks on its own, as the connections do.
     const int code = sqlite3_backup_step(backup, -1);
     sqlite3_backup_finish(backup);
     Check(code == SQLITE_DONE ? SQLITE_OK : code);

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-// SQLite, with connections and statements that end with their scope. What fails throws: a Failure
-// with Status::DatabaseInUse where another program has locked the database and patience is over,
-// otherwise a DatabaseError.
+// SQLite, with connections and statements that end with their scope. Whatever fails throws: a
+// Failure with Status::DatabaseInUse if another program has locked the database and patience has
+// run out, otherwise a DatabaseError.
 
 class DatabaseError : public std::runtime_error {
 public:
@@ -30,7 +30,7 @@ inline constexpr std::string_view INMEMORY = "mode=memory";
 inline constexpr std::string_view READONLY = "mode=ro";
 inline constexpr std::string_view READWRITE = "mode=rw";
 inline constexpr std::string_view CREATED = "mode=rwc";
-// Nobody writes to it, so no lock is taken and no other file made beside it.
+// Nobody writes to it, so no lock is taken and no file is made beside it.
 inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
 
 class Database {
@@ -40,7 +40,7 @@ public:
 
     // Runs statements; rows that they yield are skipped.
     void Execute(const std::string& sql);
-    // The first value of the first row that a statement yields, or "" where it yields none.
+    // The first value of the first row that a statement yields, or "" if it yields none.
     std::string Value(const std::string& sql);
     // Lets this connection see another database, too, under a name.
     void Attach(const std::string& path, std::string_view how, const std::string& name);
@@ -74,15 +74,15 @@ public:
     Statement(Database& database, const std::string& sql, const std::string& text);
     Statement(Database& database, const std::string& sql, const Row& row);
 
-    // Begins anew.
+    // Starts over.
     void Reset() { sqlite3_reset(handle.get()); }
-    // Goes to the next row. Returns false where there is none.
+    // Goes to the next row. Returns false if there is none.
     bool Next();
-    // A value of the present row, as text; it must not be NULL.
+    // A value of the current row, as text; it must not be NULL.
     std::string Text(int column);
-    // All values of the present row.
+    // All values of the current row.
     Row Values();
-    // Whether the present row holds the same values as another statement's, types included.
+    // Whether the current row holds the same values as another statement's, types included.
     bool IsSameRow(const Statement& other) const;
 
 private:
@@ -96,5 +96,5 @@ private:
 // Whether two statements yield the same rows in the same order.
 bool YieldSame(Statement& one, Statement& other);
 
-// What an error of any kind means for a run that it ends before anything was written.
+// What an error of any kind means for a run that it ends before anything is written.
 Failure Refused(const std::exception& exception);

@@ -23,7 +23,7 @@ constexpr mode_t PERMISSIONS = 07777;
 
 void Sync(int file, const std::string& path) {
 #ifdef F_FULLFSYNC
-    // Not every file system can.
+    // Not every file system supports it.
     if (fcntl(file, F_FULLFSYNC) == 0) {
         return;
     }

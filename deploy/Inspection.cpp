@@ -9,7 +9,7 @@
 
 namespace {
 
-// A table that Tamsel writes: how its rows are told apart, and how one is called.
+// A table that Tamsel writes: what tells its rows apart, and what names one.
 struct Rows {
     const char* table;
     const char* key;
@@ -20,7 +20,7 @@ constexpr Rows TABLES[] = {
     {"Tb_XManConfig", "e.ProdID = i.ProdID AND e.KeyName = i.KeyName", "e.KeyName"},
 };
 
-// The statement that makes a table with just the columns that one of Tamsel's statements names:
+// The statement that makes a table with exactly the columns that one of Tamsel's statements names:
 // INSERT OR REPLACE INTO table (columns) VALUES ...
 std::string Creation(const std::string& statement) {
     constexpr std::string_view BEFORE = "INSERT OR REPLACE INTO";
@@ -28,7 +28,8 @@ std::string Creation(const std::string& statement) {
            + statement.substr(BEFORE.size(), statement.find(" VALUES") - BEFORE.size()) + ";";
 }
 
-// The columns that a statement names, each as a text with # for its name, and another between them.
+// The columns that a statement names, each as a text with # for its name, and between them another
+// text.
 std::string Columns(const std::string& statement, const std::string& text,
                     const std::string& between) {
     const auto begin = statement.find('(') + 1;
@@ -57,7 +58,7 @@ Inspection::Inspection(std::string_view how, const Patience& patience)
     }
     for (std::size_t i = 0; i < 2; ++i) {
         const std::string table = TABLES[i].table;
-        // Of a row's namesakes, where the table allows several, each has to be the same.
+        // If the table allows several rows with the same key, each of them must match.
         unlike.push_back(std::make_unique<Statement>(
             memory, std::string("SELECT ") + TABLES[i].name + " FROM main." + table
                         + " AS e WHERE (SELECT MIN(" + Columns(statements[i], "e.# IS i.#", " AND ")
@@ -85,7 +86,7 @@ std::vector<std::string> Inspection::Missing(const Application& application) {
                 missing.push_back(rows->Text(0));
             }
         } catch (...) {
-            // It would keep the database from being written.
+            // A running statement would keep the database from being written.
             rows->Reset();
             throw;
         }
@@ -114,7 +115,8 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
 bool Inspection::CanDisplace() {
     return std::any_of(std::begin(TABLES), std::end(TABLES), [this](const Rows& rows) {
         const std::string table = "('" + std::string(rows.table) + "', 'installed')";
-        // An index without ProdID; or a primary key that is one other column, which needs no index.
+        // A unique index without ProdID; or a primary key of one other column, which needs no
+        // index.
         return memory.Value("SELECT COUNT(*) FROM pragma_index_list" + table
                             + " AS list WHERE \"unique\" AND NOT EXISTS"
                               " (SELECT 1 FROM pragma_index_info(list.name, 'installed')"

@@ -24,7 +24,7 @@ Failure WrongUsage(const std::string& what) {
     return {Status::WrongUsage, what + "; see tamsel-deploy --help"};
 }
 
-// getopt_long takes options that are cut short, too.
+// getopt_long accepts abbreviated options, too.
 void RefuseAbbreviations(int argc, char* argv[]) {
     for (int i = 1; i < argc && argv[i] != std::string("--"); ++i) {
         const std::string word = argv[i];

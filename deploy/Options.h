@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-// Each but the first is the letter of its option.
+// Each value but the first is the letter of its option.
 enum class Command : char {
     Register,
     DryRun = 'd',
@@ -21,7 +21,7 @@ struct Options {
     std::chrono::seconds wait{10};
     bool replaceFile = false;
     bool json = false;
-    // The applications, as they were given; with Command::Restore the backup, or nothing.
+    // The applications, as given; with Command::Restore the backup, or nothing.
     std::vector<std::string> words;
 };
 

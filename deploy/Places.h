@@ -5,7 +5,7 @@
 
 #include <string>
 
-// Where everything lies. The places of the Extension Manager follow from that of its database.
+// Where everything is. The places of the Extension Manager follow from that of its database.
 
 inline const std::string DATABASE = EXMANDBPATH;
 inline const std::string DATABASEFOLDER = GetParentDirectory(DATABASE);
@@ -18,11 +18,11 @@ inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
 inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
 inline const std::string LOCKFILE = OWNFOLDER + "/lock";
 inline const std::string BACKUPS = OWNFOLDER + "/Backups";
-// A backup while it is made or removed.
+// A backup while it is being made or removed.
 inline const std::string UNFINISHEDBACKUP = BACKUPS + "/.incomplete";
 inline const std::string STAGING = OWNFOLDER + "/staging";
 
-// What lies beside a database while it is in use, or after a program broke down: its name and one
+// The files beside a database while it is in use, or after a program has crashed: its name and one
 // of these.
 inline constexpr const char* SIDEFILES[] = {"-journal", "-wal", "-shm"};
 

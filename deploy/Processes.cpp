@@ -15,14 +15,14 @@
 
 namespace {
 
-// The functions of posix_spawn return the error's number.
+// The posix_spawn functions return the number of the error.
 void CheckSpawn(int error, const std::string& program) {
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), program);
     }
 }
 
-// How a program is started: with its output in a pipe, in a process group of its own.
+// How a program is started: with its output in a pipe and in a process group of its own.
 class Plan {
 public:
     Plan(const std::string& program, int output) {
@@ -38,7 +38,7 @@ public:
         sigset_t all;
         sigemptyset(&none);
         sigfillset(&all);
-        // Whose effect cannot be changed.
+        // Their effect cannot be changed.
         sigdelset(&all, SIGKILL);
         sigdelset(&all, SIGSTOP);
         posix_spawnattr_setsigmask(&attributes, &none);
@@ -74,7 +74,7 @@ private:
     posix_spawnattr_t attributes{};
 };
 
-// The result of a system call, which is made again where only a signal has interrupted it.
+// The result of a system call, which is made again if only a signal interrupted it.
 template <typename Call>
 int Patiently(Call call, const char* name) {
     int result = call();
@@ -84,7 +84,7 @@ int Patiently(Call call, const char* name) {
     return Checked(result, name);
 }
 
-// Reads until nobody can write any more.
+// Reads until nobody can write any longer.
 std::string ReadAll(int pipe, pid_t group) {
     constexpr int MOMENT = 50;
     std::string output;

@@ -31,7 +31,7 @@ public:
         }
     }
 
-    // Whether the product's rows are those of the backup, in the same order, and no others are
+    // Whether the product's rows are those of the backup, in the same order, and no other rows are
     // lost.
     bool IsAsSaved() {
         const std::string where = itsName + " WHERE ProdID = ?";
@@ -40,12 +40,12 @@ public:
         return YieldSame(rows, saved) && Lost().empty();
     }
 
-    // The rows of others that had to go for the product's.
+    // The rows of others that had to make way for the product's.
     std::vector<Row> Displaced() {
         std::vector<Row> displaced;
         for (Row& row : Lost()) {
-            // One that could come back right now, or not even without the product's rows, is
-            // somebody else's doing.
+            // A row that could come back right now, or not even without the product's rows, was
+            // lost through somebody else's doing.
             itsDatabase.Execute("SAVEPOINT trial");
             const bool comesBack = Insert(row, false);
             itsDatabase.Execute("ROLLBACK TO trial");
@@ -62,7 +62,7 @@ public:
     void PutBack() {
         const std::vector<Row> displaced = Displaced();
         Remove();
-        // Each in its old place, where the table has places and nobody has taken it.
+        // Each in its old place, if the table has places and nobody has taken it.
         const auto comeBack = [this](const Row& row) {
             if (!Insert(row, true) && !Insert(row, false)) {
                 throw std::runtime_error("another row is in the place of one of " + itsNumber);
@@ -79,7 +79,7 @@ private:
             .Next();
     }
 
-    // Rows of the backup, the place of each before its columns.
+    // Rows of the backup, each with its place before its columns.
     std::vector<Row> Rows(const std::string& where) {
         Statement rows(itsDatabase,
                        "SELECT " + (HasPlaces() ? PLACE : "NULL") + columns + " FROM saved."
@@ -92,8 +92,8 @@ private:
         return found;
     }
 
-    // The rows of others that are in the backup and no longer in the database. Most are in their
-    // places, where they are found soonest.
+    // The rows of others that are in the backup and no longer in the database. Most rows are in
+    // their old places, so these are looked at first.
     std::vector<Row> Lost() {
         const std::string absent =
             " AND NOT EXISTS (SELECT 1 FROM main." + itsName + " AS theirs WHERE ";
@@ -102,7 +102,7 @@ private:
                     + "1" + isSame + ")");
     }
 
-    // Whether the table has places for its rows, beside what is in them.
+    // Whether the rows of the table have places apart from their columns.
     bool HasPlaces() {
         try {
             const Statement places(itsDatabase, "SELECT " + PLACE + " FROM saved." + itsName);
@@ -112,7 +112,7 @@ private:
         }
     }
 
-    // Inserts a row, unless another one is in its way.
+    // Inserts a row, unless another one is in the way. Returns whether it did.
     bool Insert(const Row& row, bool inItsPlace) {
         const bool isPlaced = inItsPlace && HasPlaces();
         Statement(itsDatabase,
@@ -127,14 +127,14 @@ private:
     Database& itsDatabase;
     std::string itsName;
     std::string itsNumber;
-    // Of all columns, each with a comma or an AND before it.
+    // For all columns, each with a comma or an AND before it.
     std::string columns;
     std::string parameters;
     std::string isSame;
 };
 
-// The database in a transaction, in which no trigger fires, with the backup beside it. It is rolled
-// back unless it is committed.
+// The database in a transaction in which no trigger fires, with the backup attached. Rolled back
+// unless committed.
 class Transaction : public Database {
 public:
     Transaction(const std::string& saved, const Patience& patience)
@@ -145,8 +145,8 @@ public:
         Execute("BEGIN");
     }
 
-    // Keeps other writers out. BEGIN IMMEDIATE is not for it: an old SQLite would want to write the
-    // backup as well, which cannot be written.
+    // Keeps other writers out. BEGIN IMMEDIATE will not do: an old SQLite would want to write to
+    // the backup as well, which is read-only.
     void LockForWriting() { Execute(std::string("DELETE FROM main.") + TABLES[0] + " WHERE 0"); }
 };
 

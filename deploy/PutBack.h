@@ -12,5 +12,5 @@
 // they displaced; all in one transaction, without firing triggers, and only where they differ.
 void PutBackRows(const std::string& number, const std::string& saved, const Patience& patience);
 
-// Whether rows of other products, which are in the backup, had to go for the product's rows.
+// Whether rows of other products that are in the backup had to make way for the product's rows.
 bool HasDisplaced(const std::string& number, const std::string& saved, const Patience& patience);

@@ -14,7 +14,7 @@
 
 namespace {
 
-// The applications whose registration was begun after the backup and did not come to its end.
+// The applications whose registration was begun after the backup and did not finish.
 std::vector<Application> BegunAfter(const Backup& backup) {
     std::vector<Application> applications;
     for (const std::string& path : backup.what) {
@@ -32,7 +32,7 @@ void PutBack(const std::vector<Application>& applications, const Backup& backup,
     for (const Application& application : applications) {
         PutBackRows(application.Number(), backup.Database(), patience);
     }
-    // Only a file that comes with Tamsel can be of that registration.
+    // Only a file that comes with Tamsel can be from that registration.
     if (!backup.HasFinished() && IsFileLike(shipped)) {
         FileChange().Restore(backup.File());
     }

@@ -5,12 +5,12 @@
 
 #include <string>
 
-// What a run begins with when another one was killed, or could not put something back.
+// What a run begins with if an earlier one was killed, or could not put something back.
 
-// Leads back to the backup before each registration that has not come to its end, unless all of it
-// has arrived after all. All its applications go, so that the backup remains the state before the
-// first attempt. shipped is the XManConfigV2.xml that comes with Tamsel. What is left of the other
-// run has to be removed before. Throws a Failure with Status::NotRestored.
+// Rolls back to its backup each registration that has not finished, unless all of it has arrived
+// after all. All of its applications are rolled back, so that the backup remains the state before
+// the first attempt. shipped is the XManConfigV2.xml that comes with Tamsel. What the other run
+// left must have been removed before. Throws a Failure with Status::NotRestored.
 void LeadBack(Inspection& inspection, const std::string& shipped, const Patience& patience);
 
 // Removes what a killed run has left: the staging folder, the reserve, unfinished files.

@@ -15,16 +15,16 @@ namespace {
 
 const std::string RESERVE = DATABASEFOLDER + "/.tamsel-reserve";
 
-// Room on the disk for what putting back takes: the pages of a few rows in SQLite's journal, which
+// Room on the disk for what putting back needs: the pages of a few rows in SQLite's journal, which
 // can have 64 KiB each.
 constexpr std::size_t ROOM = 1U << 20U;
 
 // How long putting back waits for a lock, whatever the run was told.
 constexpr std::chrono::seconds GRACE{10};
 
-// The folder from which Tamsel seems to be started. There it looks for the file that it copies, and
-// a link leads it to the very file that it would write: the copy changes nothing, since cp sees
-// that both are the same.
+// The folder from which Tamsel seems to be started. There it looks for the file to copy, and finds
+// a link to the very file that it would write: the copy changes nothing, since cp sees that both
+// are the same.
 class Staging {
 public:
     Staging() {
@@ -51,7 +51,7 @@ bool IsWritten(const Outcome& outcome) {
            && HasLine(outcome.output, "InsertXManConfig true");
 }
 
-// What Tamsel says where another program's lock is in its way.
+// What Tamsel says if another program's lock is in its way.
 bool IsLocked(const Outcome& outcome) {
     return HasLine(outcome.output, "Return code after executing SQL: 5")
            || HasLine(outcome.output, "ERROR: while compiling sql: database is locked");
@@ -60,7 +60,7 @@ bool IsLocked(const Outcome& outcome) {
 void LogOutput(const std::string& output) {
     std::istringstream rest(output);
     for (std::string line; std::getline(rest, line);) {
-        // cp has nothing to do, and complains of it.
+        // cp has nothing to do, and complains about it.
         if (!line.empty() && line.rfind("cp: ", 0) != 0) {
             Log("Tamsel: " + line);
         }
@@ -132,7 +132,8 @@ void Registrar::PutBack(const Application& application, const Backup& backup, bo
     try {
         PutBackRows(application.Number(), backup.Database(), itsPatience);
     } catch (const Failure&) {
-        // Somebody else's lock is in the way, as it was in Tamsel's, unless Tamsel has written.
+        // Another program's lock is in the way. It was in Tamsel's way too, unless Tamsel has
+        // written.
         if (!wroteNothing) {
             Log("waiting for a lock, to put back what was written");
             PutBackRows(application.Number(), backup.Database(), Patience(GRACE, false));

@@ -20,20 +20,20 @@ public:
     // Settles an application by what is in the database and in the configuration folder.
     void Verify(Application& application);
 
-    // The same once more. Where it is not registered any more, its rows become those of the backup.
+    // The same once more. If it is no longer registered, its rows become those of the backup.
     void VerifyAgain(Application& application, const Backup& backup);
 
     // Registers the application, or leaves its rows and XManConfigV2.xml as they were, and settles
-    // it. Where another program's lock stops Tamsel, tries again as long as patience lasts. Throws
-    // a Failure with Status::NotRestored where something could not be put back.
+    // it. If another program's lock stops Tamsel, tries again as long as patience lasts. Throws a
+    // Failure with Status::NotRestored if something could not be put back.
     void Register(Application& application, const Backup& backup);
 
 private:
     bool HasRightFile() const;
-    // Returns whether Tamsel said that it has written nothing.
+    // Returns whether Tamsel said that it had written nothing.
     bool Judge(Application& application, const Backup& backup);
     void PutBack(const Application& application, const Backup& backup, bool wroteNothing);
-    // Puts the file in place, and reserves the room that putting back takes.
+    // Puts the file in place, and reserves the room that putting back needs.
     void Prepare(FileChange& file) const;
     void Try(Application& application, const Backup& backup);
 
@@ -43,5 +43,5 @@ private:
     Inspection& itsInspection;
 };
 
-// Removes what a run leaves that is killed while Tamsel runs.
+// Removes what a run leaves behind when it is killed while Tamsel runs.
 void RemoveUnfinishedRegistration();

@@ -8,7 +8,7 @@
 
 namespace {
 
-// How many bytes from position on are one character of UTF-8 that is no control character, or 0.
+// How many bytes from position on form one UTF-8 character other than a control character, or 0.
 std::size_t CharacterAt(const std::string& text, std::size_t position) {
     const auto byte = [&](std::size_t i) -> unsigned {
         return position + i < text.size() ? static_cast<unsigned char>(text[position + i]) : 0;
@@ -16,8 +16,8 @@ std::size_t CharacterAt(const std::string& text, std::size_t position) {
     struct Form {
         unsigned mask, mark, least;
     };
-    // The first byte of a character of one to four bytes, and the least one that needs so many.
-    // What begins at 0x80 are controls.
+    // The first byte of a character of one to four bytes, and the least character of that length.
+    // Those from 0x80 to 0x9F are control characters.
     constexpr Form FORMS[] = {
         {0x80, 0x00, 0x20}, {0xE0, 0xC0, 0xA0}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
     std::size_t size = 1;

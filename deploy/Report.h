@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// What a run says: the log while it goes on, and its result at the end.
+// What a run says: the log as it goes along, and its result at the end.
 struct Report {
     // Of the first failure.
     Status status = Status::Done;
@@ -26,7 +26,7 @@ struct Report {
 // Writes a line with the time to standard error, and the text to the system's log.
 void Log(const std::string& text);
 
-// Carries out what only tidies up. What fails is logged and left to the next run.
+// Runs what only tidies up. A failure is logged and left to the next run.
 template <typename Action>
 void OrLog(Action action) {
     try {
@@ -37,14 +37,14 @@ void OrLog(Action action) {
 }
 
 // The text as one line of UTF-8 that can be read back: a line break as \n, a backslash as \\, other
-// control characters and bytes that are no UTF-8 as \xHH.
+// control characters and bytes that are not UTF-8 as \xHH.
 std::string Escaped(const std::string& text);
 
-// Whether all of a text could be written to standard output.
+// Writes a text to standard output. Returns whether all of it could be written.
 bool WriteOut(const std::string& text);
 
 // The result as lines.
 std::string Lines(const Report& report, bool isRestore);
 
-// The result as one line of JSON, with the backups where they were asked for.
+// The result as one line of JSON, with the backups if they were asked for.
 std::string Json(const Report& report, bool isList);

@@ -17,7 +17,7 @@
 
 namespace {
 
-// The path of this program, without links.
+// The path of this program, with all links resolved.
 std::string OwnPath() {
 #ifdef __APPLE__
     std::array<char, PATH_MAX> started{};
@@ -55,7 +55,7 @@ void RequireNoManager(const Patience& patience) {
     constexpr int NONE = 1;
     const std::string unknown = "it cannot be told whether the Extension Manager is running";
     while (true) {
-        // The whole command line, since pgrep cuts the names of processes off.
+        // The whole command line, since pgrep cuts off the names of processes.
         const int status = OrFail(Status::ManagerRunning, unknown, [] {
             return Start("/usr/bin/pgrep",
                          {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
@@ -88,12 +88,12 @@ void RequireDatabase(bool mustBeThere) {
 
 void RequireWritable(const Patience& patience) {
     Database database(DATABASE, READWRITE, patience);
-    // SQLite opens it for reading only where it can do no more.
+    // SQLite falls back to opening it for reading only.
     if (sqlite3_db_readonly(database.Handle(), "main") != 0
         || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
-    // Readers count, too: Tamsel would meet them when it has written.
+    // Readers count, too: Tamsel would meet them at the end of its writing.
     database.LockExclusively();
 }
 
@@ -104,7 +104,7 @@ void RequireWritableFile() {
 
 void RequireRoom() {
     OrFail(Status::NoBackup, "no backup could be made", [] {
-        // The folder of the backups, or the nearest one above that is there.
+        // The folder of the backups, or the nearest one above it that exists.
         std::string folder = BACKUPS;
         while (KindOf(folder) == Kind::Nothing) {
             folder = GetParentDirectory(folder);

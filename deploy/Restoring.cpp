@@ -25,7 +25,7 @@ std::string Successor(const std::string& side) {
     return DATABASEFOLDER + "/." + DATABASENAME + side + ".tamsel-new";
 }
 
-// Writes the saved database into the one that is there, in one transaction under its locks.
+// Writes the saved database into the present one, in one transaction under its locks.
 void WriteInto(const std::string& saved, const Patience& patience) {
     Database source(saved, IMMUTABLE, patience);
     Database target(DATABASE, READWRITE, patience);
@@ -34,11 +34,11 @@ void WriteInto(const std::string& saved, const Patience& patience) {
         target.CopyFrom(source);
     } catch (const DatabaseError& error) {
         if (error.Code() == SQLITE_READONLY) {
-            // A write-ahead log takes no pages of another size.
+            // A write-ahead log takes no pages of a different size.
             target.Execute("PRAGMA journal_mode = DELETE");
             target.CopyFrom(source);
         } else if (!HoldSame(source, target)) {
-            // Otherwise it was only what comes after the transaction that failed.
+            // Otherwise only something after the transaction failed.
             throw;
         }
     }
@@ -49,13 +49,13 @@ ino_t InodeOf(const std::string& path) {
     return KindOf(path) == Kind::Nothing ? 0 : StatusOf(path).st_ino;
 }
 
-// Puts the saved files in the place of those that are there. A journal of the former database must
-// not meet the new one, so the side files are out of the way first. Wherever this is cut off,
-// FinishReplacement leads it to an end.
+// Puts the saved files in the place of the present ones. A journal of the former database must not
+// meet the new one, so the side files are moved out of the way first. Wherever this is cut off,
+// FinishReplacement finishes it.
 void ReplaceFiles(const Backup& backup) {
     FinishReplacement();
     if (KindOf(DATABASE) == Kind::File) {
-        // By this second name it is known whether the new one has come.
+        // This second name tells whether the new one is in place.
         Checked(link(DATABASE.c_str(), Aside("").c_str()), DATABASE);
     }
     try {
@@ -134,11 +134,11 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
             if (isDatabase && !backup.IsPlain()) {
                 WriteInto(backup.Database(), patience);
             } else {
-                // Nobody is at work on a database that goes.
+                // Nobody may be at work on a database that is replaced.
                 std::optional<Database> former;
                 if (isDatabase) {
                     former.emplace(DATABASE, READWRITE, patience);
-                    // Nor is anything left in a log that could get into another one.
+                    // Nor may anything be left in a log that could get into the new one.
                     former->Execute("PRAGMA journal_mode = DELETE");
                     former->LockExclusively();
                 }

@@ -9,7 +9,7 @@
 #include <sys/file.h>
 
 RunLock::RunLock(const Patience& patience)
-    // Not closed on exec.
+    // Without O_CLOEXEC: what is started inherits it.
     : file(OrFail(Status::NoBackup, "no lock could be made", [] {
           return Checked(open(LOCKFILE.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600), LOCKFILE);
       })) {

@@ -13,12 +13,12 @@
 
 namespace {
 
-// Copies a database by SQLite, all that is in its journal included.
+// Copies the database by means of SQLite, with all that is in its journal.
 void CopyDatabase(std::string_view how, const std::string& to, const Patience& patience) {
     {
         Database source(DATABASE, how, patience);
         Database copy(to, CREATED, patience);
-        // The copy counts when it is whole and on the disk, which comes later.
+        // The copy counts once it is whole and synced to disk, which comes later.
         copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
         copy.CopyFrom(source);
     }
@@ -43,8 +43,8 @@ bool IsIntact(Database& database) {
     return database.Value("PRAGMA integrity_check") == "ok";
 }
 
-// Looks whether there is a database of some kind. One that has to be recovered first, or that is
-// none, is not there; a disk that is full or broken throws.
+// Whether a look finds a sound database. One that must be recovered first, or that is not a
+// database, does not count; a disk that is full or broken throws.
 template <typename Look>
 bool IsThere(Look look) {
     try {
@@ -58,7 +58,7 @@ bool IsThere(Look look) {
     }
 }
 
-// Saves the database before a restore. It is only read: to open a damaged one for writing could
+// Saves the database before a restore. It is only read: opening a damaged one for writing could
 // change it. Returns whether it was saved as plain files.
 bool SaveAnything(const std::string& folder, const Patience& patience) {
     const std::string copy = folder + "/" + DATABASENAME;
@@ -66,7 +66,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
         CopyDatabase(READONLY, copy, patience);
         return IsSound(copy, IMMUTABLE, patience);
     };
-    // What a program left that broke down while it was writing is taken back, in the copy.
+    // What a program left when it crashed while writing is rolled back, in the copy.
     const auto recoverCopy = [&] {
         CopyPlainFiles(folder);
         const bool isSound = IsSound(copy, READWRITE, patience);
@@ -94,7 +94,7 @@ void WriteNote(const Backup& backup, const std::string& note) {
     WriteFile(note, text);
 }
 
-// The newest backup serves once more, for what is wanted now.
+// Uses the newest backup once more, for what is wanted now.
 Backup Renew(const Backup& newest, const Backup& wanted) {
     if (wanted.why == Why::Restoring) {
         return newest;
@@ -106,7 +106,7 @@ Backup Renew(const Backup& newest, const Backup& wanted) {
         OrLog([&renewed] { RemoveFile(renewed.Note()); });
         throw;
     }
-    // Another one: no registration is open when the next one begins.
+    // The old note is a different one: no registration is open when the next one begins.
     RemoveFile(newest.Note());
     return renewed;
 }
@@ -134,7 +134,7 @@ Backup SaveAs(Backup backup, const Patience& patience) {
     try {
         Sync(BACKUPS);
     } catch (...) {
-        // No backup, then.
+        // Without the sync there is no backup.
         Move(backup.Folder(), UNFINISHEDBACKUP);
         throw;
     }

@@ -23,7 +23,7 @@ enum class Status : unsigned char {
     NotWritten,
 };
 
-// One line per status, as the help prints it: the number, two blanks or one, and the words.
+// One line per status, as the help prints it: the number, one or two blanks, and the words.
 std::string StatusLines();
 
 // What ends a run, or the registration of an application: a status, and a sentence for the log.
@@ -38,7 +38,7 @@ private:
 };
 
 // Runs an action. Anything it throws but a Failure becomes one, with this status and with "what: "
-// before its own words.
+// before its own message.
 template <typename Action>
 auto OrFail(Status status, const std::string& what, Action&& action) {
     try {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP};
 
-// Those of them that the caller had not ignored.
+// Those that the caller did not ignore.
 sigset_t held;
 
 } // namespace
@@ -34,7 +34,7 @@ void HoldSignals() {
     for (const int number : {SIGPIPE, SIGXFSZ}) {
         std::signal(number, SIG_IGN);
     }
-    // Where it is ignored, nobody learns how a program has ended.
+    // If it were ignored, nobody would learn how a program has ended.
     std::signal(SIGCHLD, SIG_DFL);
 }
 

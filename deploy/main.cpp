@@ -1,5 +1,5 @@
 // One run of tamsel-deploy, from top to bottom: what was asked for, what could stand in the way,
-// the work, the result. What fails is thrown as a Failure, whose status the run ends with.
+// the work, the result. Whatever fails throws a Failure, whose status the run ends with.
 
 #include "Applications.h"
 #include "Backups.h"
@@ -66,14 +66,15 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
             FailIfNotRegistered(*application, report);
         }
         for (Application* application : waiting) {
-            // Where rows can displace each other, one that came later can have taken their place.
+            // If rows can displace each other, later ones may have taken the place of these.
             if (canDisplace && application->IsRegistered()) {
                 registrar.VerifyAgain(*application, backup);
                 FailIfNotRegistered(*application, report);
             }
         }
     } catch (...) {
-        // Something could not be put back. The next run does it, and leaves alone what is settled.
+        // Something could not be put back. The next run will do it, and leave alone what is
+        // settled.
         for (std::size_t i = 0; i < waiting.size(); ++i) {
             backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, FINISHED);
         }
@@ -85,7 +86,7 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
     OrLog(RemoveOld);
 }
 
-// The applications that are not registered. What is registered already is left alone.
+// The applications that are not registered. What is already registered is left alone.
 std::vector<Application*> Unregistered(const Options& options, Registrar& registrar,
                                        Report& report) {
     std::vector<Application*> waiting;
@@ -114,7 +115,7 @@ void Rehearse(const std::vector<Application*>& waiting, const Patience& patience
     }
 }
 
-// The work of --verify, --dry-run and a registration, when it is known which applications to look
+// The work of --verify, --dry-run and a registration, once it is known which applications to look
 // at.
 void Work(const Options& options, const Package& package, const Patience& patience,
           Report& report) {
@@ -180,7 +181,7 @@ void RunForApplications(const Options& options, const Patience& patience, Report
     } catch (const std::exception& exception) {
         const Failure failure = Refused(exception);
         report.Fail(failure.GetStatus(), failure.what());
-        // Every application gets its line even so.
+        // Every application gets its line all the same.
         for (Application& application : report.applications) {
             if (application.state.empty()) {
                 application.Settle("failed", failure.GetStatus(), failure.what());
@@ -194,7 +195,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     RequireNoManager(patience);
     RequireDatabase(false);
     if (KindOf(BACKUPS) == Kind::Nothing) {
-        // Nor is there a place for a lock.
+        // There is no place for a lock, either.
         throw Failure(Status::NotRestored, "there is no backup");
     }
     CheckBackups(true);
@@ -213,9 +214,9 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     }
     std::string name = backup.name;
     Restore(backup, present, patience);
-    // What comes from here on must not make a failure of it.
+    // Nothing from here on may turn it into a failure.
     report.backup.swap(name);
-    // Whatever registration was begun, its state has gone.
+    // Whatever registration was begun, its state is gone.
     OrLog([] {
         for (const Backup& begun : AllBackups()) {
             End(begun);
@@ -230,7 +231,7 @@ void RunList(Report& report) {
     try {
         report.backups = AllBackups();
     } catch (const std::system_error&) {
-        // A run has renamed or removed one meanwhile.
+        // Meanwhile a run has renamed or removed one.
         report.backups = AllBackups();
     }
 }
@@ -257,7 +258,7 @@ void Run(const Options& options, Report& report) {
     }
 }
 
-// A file that is opened must not become the standard output.
+// A file that is opened must not become standard output.
 void FillStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) == -1) {
