@@ -1,4 +1,4 @@
-"""In which order tamsel-deploy writes to disk: power that fails cannot be tried, but what it finds can."""
+"""The order in which tamsel-deploy writes to disk: a power failure cannot be tried, but what it finds can."""
 
 import re
 from typing import NamedTuple
@@ -27,7 +27,7 @@ class Call(NamedTuple):
 
 
 class Order:
-    """What a run does to files, in its order."""
+    """What a run does to files, in order."""
 
     def trace(self, *arguments):
         self.need("strace")
@@ -49,21 +49,21 @@ class Order:
                     self.list.append(Call(call[2], call[3]))
 
     def find(self, names, *texts, last=False):
-        """Where the first or the last of these calls is that has these paths in it."""
+        """The position of the first or the last of these calls that has these paths in it."""
         found = [i for i, call in enumerate(self.list)
                  if call.name in names and all(text in call for text in texts)]
         self.assertTrue(found, f"no {names} of {texts}")
         return found[-1 if last else 0]
 
     def renamed_to(self, pattern):
-        """Where something is renamed to such a path."""
+        """The position where something is renamed to such a path."""
         found = [i for i, call in enumerate(self.list)
                  if call.name in RENAME and re.search(pattern + r'"(, \w+)?$', call.arguments)]
         self.assertEqual(len(found), 1, pattern)
         return found[0]
 
     def synced_after(self, folder, position):
-        """Where a folder is synced after a call."""
+        """The position where a folder is synced after a call."""
         found = [i for i, call in enumerate(self.list)
                  if i > position and call.name in SYNC and f"<{folder}>" in call.arguments]
         self.assertTrue(found, f"{folder} is not synced")
@@ -76,7 +76,7 @@ class Order:
         self.assertLess(synced, before)
 
     def started(self, program):
-        """Where that program is started."""
+        """The position where that program is started."""
         found = [i for i, call in enumerate(self.list)
                  if call.name == "execve" and call.arguments.startswith(f'"{program}"')]
         self.assertEqual(len(found), 1, program)

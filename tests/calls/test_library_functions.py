@@ -3,15 +3,15 @@ import unittest
 
 from harness.machine import BUILD
 
-# What a compiler makes of strings, printf and the like. A name with underscores belongs to it, too.
+# What a compiler turns strings, printf and the like into. Names with underscores belong to it, too.
 COMPILERS = {"memcpy", "memmove", "memset", "memcmp", "bcmp", "strlen", "printf", "puts", "putchar"}
 FUNCTIONS = ["sqlite3_close", "sqlite3_errmsg", "sqlite3_finalize", "sqlite3_open", "sqlite3_prepare_v2",
              "sqlite3_step", "system"]
 
 
 class LibraryFunctions(unittest.TestCase):
-    """What the program calls of the C library and of SQLite. Some of that makes no system call, such
-    as a look at the environment."""
+    """What the program calls in the C library and in SQLite. Some of it, such as a look at the
+    environment, makes no system call."""
 
     def test_are_six_of_sqlite_and_the_shell(self):
         objects = [*BUILD.glob("CMakeFiles/core.dir/src/*.o"), *BUILD.glob("CMakeFiles/Tamsel.dir/src/*.o")]

@@ -20,7 +20,7 @@ class Call(NamedTuple):
     result: str
 
     def paths(self):
-        """The paths among the arguments. The text is empty where a handle stands for the path."""
+        """The paths among the arguments. The text is empty if a handle stands for the path."""
         if self.name in ("read", "readv", "write", "execve"):
             return []
         return [path for path in re.findall(r'"([^"]*)"', self.arguments) if path]
@@ -31,13 +31,13 @@ class SystemCalls(MachineTest):
 
     def setUp(self):
         super().setUp()
-        # In a folder whose name strace shows as it is.
+        # In a folder whose name strace shows unchanged.
         self.program = shutil.copy(BUILD / "Tamsel", self.folder)
 
     def trace(self, *arguments, before=()):
-        """The calls of a run that have to do with files, processes, threads and output.
+        """The calls of a run that concern files, processes, threads and output.
 
-        The program is started by the command before, where there is one.
+        The command before, if there is one, starts the program.
         """
         self.need("strace")
         trace = self.folder / "trace"
@@ -60,16 +60,16 @@ class SystemCalls(MachineTest):
                 if process == program or (call.name, call.result) == ("execve", "0")]
 
     def opened(self, calls, mode):
-        """Where the database is opened in this mode."""
+        """The positions where the database is opened in this mode."""
         return [i for i, call in enumerate(calls) if call.name == "openat"
                 and call.arguments.startswith(f'AT_FDCWD, "{DATABASE}", {mode}')]
 
     def started(self, calls):
-        """Where other programs are started."""
+        """The positions where other programs are started."""
         return [i for i, call in enumerate(calls) if call.name == "execve"][1:]
 
     def closed(self, calls, opening):
-        """Where what was opened there is closed."""
+        """The position where what was opened there is closed."""
         handle = calls[opening].result
         return next(i for i, call in enumerate(calls)
                     if i > opening and call.name == "close" and call.arguments == handle)
@@ -161,7 +161,7 @@ class SystemCalls(MachineTest):
                 self.assertEqual(names.count("write"), 1)
 
     def test_the_probe_is_closed_before_the_last_message(self):
-        # Line by line, as on a terminal, writing shows when the message is said.
+        # Line by line, as on a terminal, the writing shows when each message is said.
         calls = self.trace("-x", before=("stdbuf", "-oL"))
         [probe] = self.opened(calls, "O_RDONLY")
         [request] = [i for i, call in enumerate(calls) if "Request for help" in call.arguments]

@@ -10,7 +10,7 @@ int TamselMain(int argc, char* argv[]);
 int main(int argc, char* argv[]) {
     const std::string_view how = argc == 2 ? argv[1] : "";
     if (how == "without-arguments") {
-        // Not even the program's name, which a kernel may refuse to leave out.
+        // Not even the program's name, which a kernel may insist on.
         char* none[] = {nullptr};
         return TamselMain(0, none);
     }

@@ -5,7 +5,7 @@ REGISTER = ("-r", INDESIGN)
 
 
 class BadDatabases(MachineTest):
-    """Where the database cannot be written, the program says so, goes on and loses nothing."""
+    """If the database cannot be written, the program says so, goes on and loses nothing."""
 
     def run_registration(self, **how):
         return self.run_tamsel(*REGISTER, **how)
@@ -70,7 +70,7 @@ class BadDatabases(MachineTest):
         self.assert_unchanged_while_another_program_has_done("BEGIN IMMEDIATE", "locked.out")
 
     def assert_unchanged_while_another_program_has_done(self, sql, name):
-        # To read the file here would give up the locks of this process.
+        # Reading the file here would give up the locks of this process.
         before = self.contents()
         other = self.connect()
         other.executescript(sql)

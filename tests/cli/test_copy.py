@@ -13,14 +13,14 @@ REGISTERED = expected("adobe-indesign-2020.out")
 
 
 class CopyOfTheConfigurationFile(MachineTest):
-    """The file beside the program, found by the path by which the program was started."""
+    """The file beside the program, found by the path that the program was started by."""
 
     def setUp(self):
         super().setUp()
         self.copied = self.configuration / "XManConfigV2.xml"
 
     def install(self, folder):
-        """Installs the program into a folder, with a file of the folder's own beside it."""
+        """Installs the program into a folder, beside it a file of that folder's own."""
         (folder / "Resources").mkdir(parents=True, exist_ok=True)
         shutil.copy(BUILD / "Tamsel", folder)
         (folder / "Resources" / "XManConfigV2.xml").write_text(f"installed in {folder}\n")

@@ -104,7 +104,7 @@ class Paths(RegistrationTest):
                 self.assert_not_registered(path, "file-not-found.out")
 
     def test_no_separator_leaves_the_whole_path_as_the_folder(self):
-        # It shows only where an application has no name, which none of the catalogue's has.
+        # It shows only if an application has no name, and every one in the catalogue has one.
         result = self.run_inside(BUILD / "tests" / "call_main", "with-an-unnamed-application")
         self.assertEqual(result.status, 0)
         self.assertIn(b"File name found: \n\nReturn code after executing SQL: 101\n\n", result.out)

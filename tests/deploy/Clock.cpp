@@ -1,5 +1,5 @@
 // Loaded before the C library: a clock that shows what the variable CLOCK says, in seconds since
-// 1970. The clock that only measures durations goes on as it does.
+// 1970. The clock that only measures durations is left alone.
 
 #include <cstdlib>
 #include <ctime>

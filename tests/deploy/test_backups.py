@@ -1,4 +1,4 @@
-"""What tamsel-deploy saves, in which order, and what it keeps."""
+"""What tamsel-deploy saves, in what order, and what it keeps."""
 
 import os
 import re
@@ -20,7 +20,7 @@ class BackupTest(DeployTest):
         self.copied.write_bytes(OLD_FILE)
 
     def unregister(self, mark):
-        """A state that needs a registration and is like no other one."""
+        """Makes a state that needs a registration and is like no other."""
         self.change(f"DELETE FROM Tb_XManConfig WHERE ProdID = 190 OR KeyName = 'mark';"
                     f"INSERT INTO Tb_XManConfig VALUES (12, 'mark', '{mark}')")
 
@@ -97,7 +97,7 @@ class Contents(BackupTest):
 
 
 class Order(BackupTest):
-    """The running number counts, whatever the clock says."""
+    """The running number decides, whatever the clock says."""
 
     def deploy_at(self, *times):
         for number, seconds in enumerate(times):
@@ -288,7 +288,7 @@ class Listing(BackupTest):
 
 class NoBackup(BackupTest):
     def test_a_disk_that_takes_no_more(self):
-        """A limit to the size of a file stands for a full disk."""
+        """A limit on the size of a file stands for a full disk."""
         limited = self.limit_files(8)
         self.change("CREATE TABLE Much (a); INSERT INTO Much VALUES (zeroblob(100000))")
         self.assert_refuses([INDESIGN], NO_BACKUP, out=f"failed: {INDESIGN}\n", before=limited)

@@ -15,7 +15,7 @@ class OfTamsel(DeployTest):
         self.add_applications(INDESIGN)
 
     def seen_by_tamsel(self, command, **how):
-        """What a command prints that Tamsel runs before it does its work."""
+        """What a command prints that Tamsel runs before doing its work."""
         seen = self.folder / "seen"
         self.replace_tamsel(f'{{ {command}; }} > "{seen}"\ntamsel "$@"')
         self.assert_deploys([INDESIGN], ALL_DONE, REGISTERED, **how)
@@ -60,7 +60,7 @@ class OfTamsel(DeployTest):
         self.assertFalse((self.own / "staging").exists())
 
     def test_the_file_is_in_place_before_it_starts(self):
-        """Its own cp finds source and destination to be the same file, and writes nothing."""
+        """Its cp finds that source and destination are the same file, and writes nothing."""
         installed = f"'{CONFIGURATION}/XManConfigV2.xml'"
         seen = self.seen_by_tamsel(f"stat -c %i {installed}; cat {installed}")
         self.assertEqual(seen, f"{self.copied.stat().st_ino}\n".encode() + self.shipped.read_bytes())
@@ -96,7 +96,7 @@ class Installation(DeployTest):
         self.assertFalse(list(self.folder.glob("**/x")))
 
     def test_however_it_is_started(self):
-        """Its folder is where it lies, not what argv[0] says."""
+        """Its folder is where it is, not what argv[0] says."""
         program = self.package / "tamsel-deploy"
         link = self.folder / "link"
         link.symlink_to(program)

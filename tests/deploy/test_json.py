@@ -1,4 +1,4 @@
-"""The object that --json prints, for people's scripts."""
+"""The object that --json prints for scripts."""
 
 import json
 
@@ -18,7 +18,7 @@ class JsonTest(DeployTest):
         self.add_applications(INDESIGN)
 
     def deploy_json(self, *arguments, status, **how):
-        """The object of a run, whose form and status are looked at; the log goes on as ever."""
+        """The object of a run, with its form and status checked; the log is as usual."""
         result = self.deploy("--json", "--wait", "0", *arguments, **how)
         self.assertEqual(result.status, status, result.err)
         self.assert_logged(result.err)
@@ -36,14 +36,14 @@ class JsonTest(DeployTest):
         return found
 
     def assert_fails(self, status, *states, arguments=(), **how):
-        """The states of the applications on a failure, none of which has to have a reason."""
+        """Checks the states of the applications after a failure; none of them needs a reason."""
         found = self.deploy_json(*arguments, status=status, **how)
         self.assertEqual([application["state"] for application in found["applications"]], list(states))
         return found
 
 
 class Bytes(JsonTest):
-    """The form, byte by byte."""
+    """The form, byte for byte."""
 
     def assert_bytes(self, arguments, out, **how):
         result = self.deploy("--json", *arguments, environment=self.clock(1769903999), **how)
@@ -88,7 +88,7 @@ class Bytes(JsonTest):
 
 
 class Statuses(JsonTest):
-    """There is an object for every status but that of wrong usage."""
+    """There is an object for every status except wrong usage."""
 
     def test_status_0_when_an_application_is_registered(self):
         found = self.deploy_json(status=ALL_DONE)

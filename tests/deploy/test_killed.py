@@ -1,4 +1,4 @@
-"""What the runs after one that was killed make of what it left."""
+"""What later runs make of what a killed one left."""
 
 from harness.deploy import (ALL_DONE, CLOSED, INCOPY, INDESIGN, NOT_REGISTERED, OLD_FILE, OPEN, RESTORING,
                             DeployTest)
@@ -16,15 +16,15 @@ class Killed(DeployTest):
         self.before = self.installed()
 
     def kill(self, script, *arguments):
-        """A run of INDESIGN that is killed by its Tamsel; the next Tamsel is the real one."""
+        """A run for INDESIGN that its Tamsel kills; the next Tamsel is the real one."""
         self.replace_tamsel(script)
         self.assertEqual(self.deploy(INDESIGN, *arguments).status, 128 + 9)
         self.assertEqual([self.note(backup) for backup in self.all_backups()], [(OPEN, [INDESIGN])])
         self.replace_tamsel('tamsel "$@"')
 
     def assert_completed(self):
-        """The next run of the same application registers it, and the state before the first one is
-        the one to go back to."""
+        """The next run for the same application registers it, and the state to go back to is the
+        one before the first run."""
         self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
         self.assertNotIn(OPEN, [self.note(backup)[0] for backup in self.all_backups()])
         self.assert_nothing_lies_about()
@@ -72,7 +72,7 @@ class Killed(DeployTest):
         self.assertNotIn(OPEN, [self.note(backup)[0] for backup in self.all_backups()])
 
     def test_before_a_run_of_another_application(self):
-        """It leads back first: the other registration had not come to its end."""
+        """It rolls back first: the other registration had not finished."""
         self.change("CREATE TRIGGER Forget AFTER INSERT ON Tb_XManConfig WHEN NEW.KeyName = 'suite'"
                     " AND NEW.ProdID = 190 BEGIN DELETE FROM Tb_XManConfig WHERE ProdID = 190; END")
         self.kill(f'tamsel "$@"; {KILL}')

@@ -17,7 +17,7 @@ class Links(DeployTest):
         self.theirs = self.folder / "theirs"
 
     def plant(self, path):
-        """Puts a link in the place of a file or folder, which goes elsewhere with all its content."""
+        """Puts a link in the place of a file or folder, and moves that elsewhere with all its content."""
         if path.exists():
             path.rename(self.theirs)
         path.symlink_to(self.theirs)
@@ -91,7 +91,7 @@ class Links(DeployTest):
         self.assertEqual((self.installed(), self.theirs.read_bytes()), (before, b"theirs"))
 
     def test_at_names_that_are_used_for_a_moment(self):
-        """What a run makes and removes, somebody may have put a link to his own things there."""
+        """Where a run makes and removes something, somebody may have put a link to their own things."""
         self.theirs.mkdir()
         (self.theirs / "ExMan.db").write_bytes(b"theirs")
         self.own.mkdir(parents=True)

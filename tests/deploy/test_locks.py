@@ -1,4 +1,4 @@
-"""What has to wait for others, and what happens when waiting is over."""
+"""What must wait for others, and what happens when the waiting is over."""
 
 import fcntl
 import os
@@ -31,7 +31,7 @@ class LockTest(DeployTest):
         self.add_applications(INDESIGN)
 
     def deploy_and_meet(self, let_go, *arguments):
-        """A run that meets a lock, which is let go then."""
+        """A run that meets a lock, which is then released."""
         self.need("strace")
         process = self.start(*arguments, "--wait", "600", bufsize=0, before=[
             "strace", "-f", "-qq", "-e", "trace=flock,fcntl", "-e", "signal=none"])
@@ -64,7 +64,7 @@ class AnotherRun(LockTest):
         self.assertGreaterEqual(time.monotonic() - before, 1)
 
     def test_what_it_registers_is_registered_for_this_one_too(self):
-        """Two runs: the second one looks at the database when the first one has ended."""
+        """Two runs: the second looks at the database once the first has ended."""
         started, go = self.folder / "started", self.folder / "go"
         os.mkfifo(started)
         os.mkfifo(go)
@@ -174,7 +174,7 @@ class TheDatabase(LockTest):
 
 
 class StoppedByALock(LockTest):
-    """Tamsel itself does not wait; one that a lock stops is put back and started again."""
+    """Tamsel itself does not wait; if a lock stops it, its work is put back and it is started again."""
 
     def setUp(self):
         super().setUp()
@@ -182,7 +182,7 @@ class StoppedByALock(LockTest):
         self.change("INSERT INTO Tb_XManConfig VALUES (190, 'bit', 'old')")
 
     def replace(self, script):
-        """The script runs as the first two Tamsels, the third one is real."""
+        """The script runs as the first two Tamsels; the third is the real one."""
         self.replace_tamsel(f'{HELD}echo x >> "{self.runs}"\n'
                             f'[ "$(wc -l < "{self.runs}")" -lt 3 ] || {{ tamsel "$@"; exit; }}\n{script}')
 
@@ -213,7 +213,7 @@ class StoppedByALock(LockTest):
 
 
 class NotPutBack(LockTest):
-    """What cannot be put back is led back by the next run, of whatever applications."""
+    """What cannot be put back is rolled back by the next run, whatever its applications."""
 
     def test_the_next_run_leads_back(self):
         before = self.installed()

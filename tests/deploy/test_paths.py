@@ -72,7 +72,7 @@ class Spellings(DeployTest):
 
 
 class Refused(DeployTest):
-    """What cannot be registered gets its line, with its path as it was given; the others go on."""
+    """What cannot be registered gets its line, with its path as given; the others go on."""
 
     def setUp(self):
         super().setUp()

@@ -12,7 +12,8 @@ class PutBackTest(DeployTest):
         self.add_applications(INDESIGN)
 
     def assert_fails(self, out, *log, arguments=(INDESIGN,), **how):
-        """The registration fails, database and file are what they were, and its backup is closed."""
+        """The registration fails, database and file are what they were, and its backup is marked as
+        finished."""
         self.assert_puts_back([*arguments, "--wait", "0"], NOT_REGISTERED, out, *log, **how)
         self.assertEqual(self.note(self.all_backups()[-1]), (CLOSED, [INDESIGN]))
 
@@ -102,7 +103,7 @@ class File(PutBackTest):
 
 
 class Tamsel(PutBackTest):
-    """Tamsel is judged by what it says, how it ends, and what is there afterwards."""
+    """Tamsel is judged by what it says, how it ends, and what it leaves."""
 
     def assert_tamsel_fails(self, script, out, *log):
         with self.subTest(script):

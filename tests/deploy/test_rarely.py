@@ -1,4 +1,4 @@
-"""What hardly ever happens, and in which nothing may be lost either."""
+"""What hardly ever happens, when nothing may be lost either."""
 
 import os
 
@@ -26,7 +26,7 @@ class Rarely(DeployTest):
         self.assertEqual(self.note(backup), (OPEN, ["+" + INCOPY, INDESIGN]))
         self.assert_deploys(["--list"], ALL_DONE, f"{backup.name} before registering {INCOPY}, {INDESIGN}\n")
         self.database.chmod(0o644)
-        # The next run leaves alone what came to its end, the file included.
+        # The next run leaves alone what finished, the file included.
         self.replace_tamsel("exit 1")
         self.deploy(INDESIGN)
         self.assert_verified(f"registered: {INCOPY}\n", arguments=[INCOPY])
@@ -136,7 +136,7 @@ class Rarely(DeployTest):
                          [(12, "$iconpath"), (12, "$installfolder"), (1860, "suite"), (190, "mine")])
 
     def set_aside(self, name):
-        """What a restore does with a file that is killed before the new database comes, or after."""
+        """Where a restore sets a file aside, and leaves it if it is killed."""
         return self.database.parent / f".{name}.tamsel-old"
 
     def test_a_journal_that_a_killed_restore_has_moved_away(self):
@@ -187,7 +187,7 @@ class Rarely(DeployTest):
         if os.getuid() == 0:
             os.chown(self.backups, 1, 1)
         else:
-            # Of root's outside, who is nobody in the sandbox.
+            # It belongs to the root outside, who is nobody in the sandbox.
             options = ["--bind", "/usr", BACKUPS]
         self.assert_deploys([INDESIGN], NO_BACKUP, FAILED, "root alone", options=options)
 

@@ -36,7 +36,7 @@ class BeforeAnythingIsTouched(RefusalTest):
         manager = self.folder / MANAGER
         manager.parent.mkdir(parents=True)
         shutil.copy("/bin/cat", manager)
-        # The manager, here a program that waits for input, has started when it answers.
+        # The manager, here a program that waits for input, has started once it answers.
         running = ["/bin/bash", "-c", 'coproc "$0"; echo >&"${COPROC[1]}"; read -ru "${COPROC[0]}"; "$@"',
                    manager]
         self.assert_without_trace([[], ["--dry-run"], ["--restore"]], RUNNING,
@@ -218,7 +218,7 @@ class AfterTheApplications(RefusalTest):
                             out=f"failed: {INDESIGN}\nnot found: /missing.app\n")
 
     def test_a_dry_run_finds_what_a_run_would(self):
-        """Together with the others here: each of them holds both against the same status."""
+        """Together with the other tests here, each of which expects the same status of both."""
         self.copied.mkdir()
         self.assert_both_refuse(NO_FILE, CONFIGURATION + "/XManConfigV2.xml")
 

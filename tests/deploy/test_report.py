@@ -43,7 +43,7 @@ class Output(ReportTest):
         self.assert_not_written("/missing.app", before=full)
         self.assert_not_written("--verify", before=full)
         self.assert_not_written("--json", "--restore", before=full)
-        # Where nothing is to be written, nothing can fail.
+        # If nothing is to be written, nothing can fail.
         self.assert_deploys(["--list"], ALL_DONE, before=full)
         self.database.unlink()
         self.assert_deploys([], NO_DATABASE, before=full)

@@ -92,7 +92,7 @@ class Which(RestoreTest):
         self.assert_restored(backup, backup.name)
 
     def test_an_unfinished_registration_comes_first(self):
-        """Its backup is the state before the first attempt. Having led there, it is the last one."""
+        """Its backup is the state before the first attempt. Once restored, it counts as the last one."""
         first = self.deploy_once()
         (first / CLOSED).rename(first / OPEN)
         self.change("INSERT INTO Tb_XManConfig VALUES (12, 'later', '')")
@@ -145,7 +145,7 @@ class File(RestoreTest):
         self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o604)
 
     def test_a_folder_that_cannot_be_written(self):
-        """The file is put in place by a rename, which needs the folder. Nothing else has changed."""
+        """A rename puts the file in place, which needs the folder. Nothing else has changed."""
         self.deploy_once("--replace-file")
         before = self.installed()
         self.assert_deploys(["--restore"], NOT_RESTORED, options=["--read-only", CONFIGURATION])
@@ -161,7 +161,7 @@ class File(RestoreTest):
 
 
 class Database(RestoreTest):
-    """What is in the database's place, is saved and comes back by its name, byte by byte."""
+    """Whatever is in the database's place is saved, and its backup's name brings it back, byte for byte."""
 
     def setUp(self):
         super().setUp()
@@ -172,7 +172,7 @@ class Database(RestoreTest):
         return {path.name: self.content_of(path) for path in self.database.parent.iterdir()}
 
     def assert_there_and_back(self, kind=PLAIN):
-        """Restores the backup, then what was in its place."""
+        """Restores the backup, then what it replaced."""
         before = self.files()
         self.assert_restored(self.backup)
         self.assertEqual(stat.S_IMODE(self.database.stat().st_mode), 0o666)
@@ -215,7 +215,7 @@ class Database(RestoreTest):
         self.assert_there_and_back()
 
     def test_a_damaged_one_beside_a_journal(self):
-        """What the journal takes back does not mend it, so the journal is kept, too."""
+        """Rolling back the journal does not mend it, so the journal is kept, too."""
         (page,), = self.rows("SELECT rootpage FROM sqlite_master WHERE name = 'Tb_ProductInfoV2'")
         self.break_down()
         content = self.database.read_bytes()
@@ -234,7 +234,7 @@ class Database(RestoreTest):
         self.assert_there_and_back()
 
     def test_one_that_can_be_written_into_is_not_replaced(self):
-        """A program that has it open would go on with a file that has no name any more."""
+        """A program that has it open would go on with a file that no longer has a name."""
         for break_it in (self.make_another_kind, self.break_down):
             with self.subTest(break_it.__name__):
                 break_it()
@@ -243,7 +243,7 @@ class Database(RestoreTest):
                 self.assertEqual(self.database.stat().st_ino, number)
 
     def test_one_that_somebody_reads(self):
-        """Whatever is to take its place, it waits until nobody is at work on it."""
+        """Whatever is to take its place waits until nobody is at work on it."""
         self.database.write_bytes(b"x" * 8192)
         self.assert_restored(self.backup)
         damaged = self.all_backups()[-1]
@@ -292,7 +292,7 @@ class Database(RestoreTest):
                 self.assertEqual(self.dump(), before)
 
     def test_one_in_write_ahead_mode_that_is_in_use(self):
-        """A reader beside it sees the restored state at its next reading."""
+        """A reader beside it sees the restored state when it next reads."""
         connection = self.connect()
         connection.execute("PRAGMA journal_mode = WAL")
         connection.execute("INSERT INTO Tb_XManConfig VALUES (12, 'late', '')")
@@ -337,7 +337,7 @@ class Database(RestoreTest):
         self.assertEqual(self.installed(), before)
 
     def test_a_disk_that_takes_no_more(self):
-        """A limit to the size of a file stands for a full disk."""
+        """A limit on the size of a file stands for a full disk."""
         for content in (self.database.read_bytes(), b"x" * 9000):
             self.database.write_bytes(content)
             before = self.files()

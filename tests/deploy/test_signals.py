@@ -7,9 +7,9 @@ import sys
 from harness.deploy import ALL_DONE, BACKUPS, CLOSED, INCOPY, INDESIGN, OLD_FILE, OWN, DeployTest, back
 
 SIGNALS = ("INT", "TERM", "HUP")
-# Ends after a minute where nobody ends it.
+# Ends after a minute if nobody ends it.
 HANG = "exec sleep 60"
-# Prints a line with what became of the program: its status, or less the number of a signal.
+# Prints a line that says how the program ended: its status, or the negative number of a signal.
 FATE = [sys.executable, "-S", "-c", "import subprocess, sys; print(subprocess.call(sys.argv[1:]))"]
 
 
@@ -42,7 +42,7 @@ class WhileTamselRuns(SignalTest):
     def test_tamsel_and_what_it_started_end_first(self):
         """They would go on writing after everything was put back."""
         self.replace_tamsel(f"trap '' TERM; sleep 60 >/dev/null 2>&1 & kill -TERM $PPID; {HANG}")
-        # All of them have the run's lock, until the last one has ended.
+        # All of them hold the run's lock until the last one has ended.
         result = self.deploy(INDESIGN, before=[
             "bash", "-c", f'"$@"; flock -w 30 "{OWN}/lock" echo free', "bash", *FATE])
         self.assertEqual(result.out.decode(), f"failed: {INDESIGN}\n-15\nfree\n")
@@ -78,7 +78,7 @@ class WhileTamselRuns(SignalTest):
         self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
 
     def test_one_that_is_ignored_from_the_start(self):
-        """As nohup has it."""
+        """As under nohup."""
         for name in SIGNALS:
             self.replace_tamsel(f'kill -{name} $PPID; tamsel "$@"')
             self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n",
@@ -122,7 +122,7 @@ class AtOtherTimes(SignalTest):
         self.assertEqual(self.installed(), before)
 
     def test_while_a_backup_is_brought_back(self):
-        """Restoring is done or not done."""
+        """A restore is done or not done."""
         self.need("strace")
         backup = self.deploy_once("--replace-file")
         result = self.deploy("--restore", before=[

@@ -19,7 +19,7 @@ class Usage(DeployTest):
         self.add_applications(INDESIGN)
 
     def assert_wrong(self, *arguments, **how):
-        """Wrong usage: nothing on standard output, lines of the log's own form, nothing touched."""
+        """Wrong usage: nothing on standard output, only log lines in their usual form, nothing touched."""
         with self.subTest(arguments):
             before = self.state()
             self.assert_deploys(arguments, USAGE, "", "tamsel-deploy --help", **how)

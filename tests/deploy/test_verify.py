@@ -80,7 +80,7 @@ class Verification(DeployTest):
 
 
 class TablesWithoutKeys(DeployTest):
-    """In them nothing conflicts, and rows of different registrations lie beside each other."""
+    """Nothing conflicts in them, and rows of different registrations exist side by side."""
 
     schema = "without-keys"
 

@@ -6,7 +6,7 @@ from harness.report import Claims
 
 @slow
 class Copy(FaultTest):
-    """Whatever happens to cp, the registration is done by then, and the program takes no notice."""
+    """Whatever happens to cp, the registration is already done, and the program takes no notice."""
 
     def trace(self, *options):
         """Runs a registration, cp under strace, and returns its Result and the trace."""

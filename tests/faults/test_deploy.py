@@ -74,7 +74,7 @@ class CrashOfARepairWithAWriteAheadLog(Kept, Registration):
 
 @slow
 class Interruption(Repaired, Registration):
-    """A signal that asks the run to end has it put back what it did."""
+    """A signal that asks the run to end makes it put back what it did."""
 
     def test_at_every_system_call_that_changes_something(self):
         self.send_where_something_changes("TERM")

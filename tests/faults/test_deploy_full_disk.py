@@ -11,7 +11,7 @@ ENOUGH = 4  # sizes at which it succeeds
 
 
 class FullDisk:
-    """Every size of a disk, from one that has no room at all to those on which there is enough."""
+    """Every size of a disk, from one without any room to those with enough."""
 
     def fill(self, *arguments):
         statuses, pages = [], disk.used(self.begin)
@@ -22,7 +22,7 @@ class FullDisk:
                 self.check(result)
                 self.assert_way_on(snapshot.take(self.private_library))
             statuses.append(result.status)
-            # The first few are what the backup takes, then comes the room that is reserved.
+            # The backup takes the first few, then comes the room that is reserved.
             pages += 1 if len(statuses) < FINE else 4
         self.print_figure(f"{len(statuses)} sizes tried, {statuses.count(ALL_DONE)} of them large enough")
         return statuses
@@ -45,7 +45,7 @@ class Registration(FullDisk, PromiseTest):
 @slow
 class RegistrationWithAWriteAheadLog(Registration):
     journal = "wal"
-    without_room = NOT_REGISTERED  # even to look at the database takes a page
+    without_room = NOT_REGISTERED  # even looking at the database takes a page
 
 
 @slow
@@ -83,7 +83,7 @@ class RestoreWithoutADatabase(RestoreWithAWriteAheadLog):
 
 
 class FilledMeanwhile(PromiseTest):
-    """Somebody else takes all the room while Tamsel runs, which does not come to its end."""
+    """Somebody else takes all the room while Tamsel runs, and Tamsel does not finish."""
 
     repair = True
 

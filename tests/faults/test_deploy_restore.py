@@ -54,7 +54,7 @@ class Interruption(Restore):
 
 
 class Failure(FailingCalls, Restore):
-    """Where a restore fails, what was there stays."""
+    """If a restore fails, what was there stays."""
 
 
 @slow
@@ -63,7 +63,7 @@ class FailureOverADamagedDatabase(Failure):
 
 
 class Verification(Points, PromiseTest):
-    """--verify changes nothing at all and never finds what is not there."""
+    """--verify changes nothing and never finds what does not exist."""
 
     arguments = ("--verify", INDESIGN)
     registered = True
@@ -83,7 +83,7 @@ class Verification(Points, PromiseTest):
             self.assertEqual(result.out, REGISTERED)
 
     def assert_way_on(self, moment):
-        # Who may only read a write-ahead log cannot take its files away again.
+        # Whoever may only read a write-ahead log cannot remove its files again.
         made = {name: moment.pop(name)[1] for name in list(moment) if name.endswith(("-shm", "-wal"))}
         self.assertTrue(not made or self.journal == "wal")
         self.assertIn([content for name, content in made.items() if name.endswith("-wal")], ([], [b""]))

@@ -36,7 +36,7 @@ class CrashOfARepairWithAWriteAheadLog(Crash):
 
 class Failure(FaultTest):
     """Each system call fails, from the presence test on: what the loader and the runtime library do
-    before that is not the program's."""
+    before that is not the program's doing."""
 
     repair = True
 
@@ -51,7 +51,7 @@ class Failure(FaultTest):
         if (name, number) == self.probe:
             self.assert_result(result, expected("database-not-found.out"), status=1)
         elif name == "write":
-            # What the program says is lost, and nobody is told.
+            # What the program says is lost, and nobody learns of it.
             self.assert_result(result, b"")
         else:
             said = self.claims(result)

@@ -1,5 +1,5 @@
-"""tamsel-deploy from end to end: with the program that users get, a private /Library and a private
-/Applications, where every failure can be brought about."""
+"""tamsel-deploy from end to end: the program that users get, with a private /Library and
+/Applications where every failure can be brought about."""
 
 import fcntl
 import hashlib
@@ -18,7 +18,7 @@ from harness.package import PackageTest
 from harness.registration import INDESIGN, PRODUCTS
 
 INCOPY = "/Applications/Adobe InCopy CC 2019.app"
-# In the order in which they are registered where none is named.
+# In the order in which they are registered if none is named.
 APPLICATIONS = [PRODUCTS[number] for number in ("156", "155", "159", "158", "187", "186", "190", "189")]
 OWN = "/Library/Application Support/Tamsel"
 VERSION = "1.0.2"
@@ -30,7 +30,7 @@ ALL_DONE, NOT_REGISTERED, USAGE, NOT_ROOT, RUNNING, NO_DATABASE = 0, 1, 2, 3, 4,
 NO_APPLICATION, NO_BACKUP, NO_FILE, NOT_RESTORED, INCOMPLETE = 6, 7, 8, 9, 10
 ANOTHER_RUN, IN_USE, DAMAGED, NOT_WRITTEN = 11, 12, 13, 14
 
-# Why a backup was made, and whether what followed came to its end: the note in it has such a name.
+# Why a backup was made, and whether what followed finished: the name of its note says so.
 OPEN, CLOSED, RESTORING = "registering", "registered", "restoring"
 NAME = re.compile(r"\d{4,}-\d\d\d\d-\d\d-\d\dT\d{6}Z")
 LINE = rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: [^\x00-\x1f\x7f]+\n"
@@ -54,11 +54,11 @@ class DeployTest(PackageTest):
 
     @staticmethod
     def limit_files(blocks):
-        """What starts a program that can make no larger file; one for the coverage keeps no counts."""
+        """The start of a command that can make no larger file; one built for coverage keeps no counts."""
         return ["sh", "-c", f'ulimit -f {blocks}; exec env LLVM_PROFILE_FILE=/dev/null "$@"', "sh"]
 
     def add_applications(self, *paths):
-        """Makes bundles: of /Applications, as programs in the sandbox see it, or anywhere else."""
+        """Makes bundles: in /Applications, as programs in the sandbox see it, or anywhere else."""
         for path in paths:
             path = self.inside(path) if str(path).startswith("/Applications/") else pathlib.Path(path)
             (path / "Contents").mkdir(parents=True)
@@ -70,7 +70,7 @@ class DeployTest(PackageTest):
         return ["--own-processes", "--bind", self.applications, "/Applications", *options]
 
     def deploy(self, *arguments, options=(), environment=None, before=(), **how):
-        """A run, whose command can follow others, and its Result."""
+        """Runs it, if need be behind another command, and returns its Result."""
         return self.run_inside(*self.words(before, environment), *arguments,
                                options=self.inside_options(options), **how)
 
@@ -80,11 +80,11 @@ class DeployTest(PackageTest):
 
     @staticmethod
     def clock(seconds):
-        """An environment whose clock stands still, so many seconds after 1970."""
+        """An environment whose clock stands still at this many seconds after 1970."""
         return {"LD_PRELOAD": BUILD / "tests" / "libclock.so", "CLOCK": seconds}
 
     def start(self, *arguments, options=(), environment=None, before=(), **how):
-        """The same without waiting for its end, for finish."""
+        """The same without waiting for its end; finish does that."""
         process = subprocess.Popen(
             [SANDBOX, *self.inside_options(options), self.private_library,
              *self.words(before, environment), *arguments],
@@ -108,7 +108,7 @@ class DeployTest(PackageTest):
     # What stands in the way
 
     def stand_in(self, script, tool):
-        """What puts a shell script in the place of one of the system's tools."""
+        """The options that put a shell script in the place of one of the system's tools."""
         return ["--bind", self.make_tool(tool, script), os.path.realpath(shutil.which(tool, path="/usr/bin"))]
 
     def replace_tamsel(self, script):
@@ -120,8 +120,8 @@ class DeployTest(PackageTest):
                      + textwrap.dedent(script), "bash")
 
     def hold(self, sql):
-        """Another program that has done this with the database and does not let it go before the
-        returned function is called."""
+        """Another program that has done this to the database and holds it until the returned
+        function is called."""
         holder = subprocess.Popen(["sqlite3", self.database], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(holder.communicate)
         holder.stdin.write(sql.encode() + b"; SELECT 'held';\n")
@@ -131,7 +131,7 @@ class DeployTest(PackageTest):
         return holder.communicate
 
     def hold_run_lock(self):
-        """Another run that has not come to its end before the returned function is called."""
+        """Another run that does not end until the returned function is called."""
         self.own.mkdir(parents=True, exist_ok=True)
         file = open(self.own / "lock", "ab")
         self.addCleanup(file.close)
@@ -140,7 +140,7 @@ class DeployTest(PackageTest):
         return file.close
 
     def break_down(self):
-        """What a program leaves that breaks down while it is writing the database."""
+        """Leaves what a program leaves that crashes while writing the database."""
         journal = self.database.parent / "ExMan.db-journal"
         connection = self.connect()
         connection.execute("PRAGMA synchronous = OFF")
@@ -158,8 +158,8 @@ class DeployTest(PackageTest):
     # What there is
 
     def dump(self, database=None):
-        """All that is in a database, whatever its bytes are: the schema, and each table's rows with
-        their row numbers. It is read from a copy, since reading can change the files."""
+        """Everything in a database, whatever its bytes are: the schema, and each table's rows with
+        their row numbers. Read from a copy, since reading can change the files."""
         database = database or self.database
         with tempfile.TemporaryDirectory(dir=self.folder) as folder:
             for suffix in ("", "-journal", "-wal"):
@@ -195,24 +195,24 @@ class DeployTest(PackageTest):
         if kind != stat.S_IFREG:
             return None
         content = path.read_bytes()
-        # Nobody could read a database where it differs.
+        # If it differed, nobody could read the database.
         return content if len(content) < 100 else (len(content), hashlib.sha256(content).hexdigest())
 
     def lasting_state(self):
-        """The same, but for what every run leaves that has got as far as taking the lock."""
+        """The same, except for what every run leaves once it has taken the lock."""
         passing = {str(path) for path in (self.own, self.own / "lock", self.backups)}
         return {path: found for path, found in self.state().items() if path not in passing}
 
     def installed(self):
         """What a registration that was put back leaves as it was: the database's content, the file,
-        and the names in both folders. The database is not the same byte by byte."""
+        and the names in both folders. The bytes of the database may differ."""
         file = self.state(self.configuration).get(str(self.copied))
         names = [sorted(path.name for path in folder.iterdir())
                  for folder in (self.configuration, self.database.parent)]
         return self.dump(), file, names
 
     def all_backups(self):
-        """The folders of the whole backups, oldest first."""
+        """The folders of the complete backups, oldest first."""
         folders = self.backups.iterdir() if self.backups.exists() else []
         return sorted((folder for folder in folders if NAME.fullmatch(folder.name) and self.notes(folder)),
                       key=lambda folder: int(folder.name.partition("-")[0]))
@@ -226,10 +226,10 @@ class DeployTest(PackageTest):
         name, = self.notes(backup)
         return name, (backup / name).read_text().splitlines()
 
-    # What has to be true
+    # What must be true
 
     def assert_logged(self, err, *texts):
-        """The log has nothing but lines with times, and these texts in them."""
+        """The log consists of lines with times, and has these texts in them."""
         self.assertRegex(err, rb"\A(" + LINE + rb")*\Z")
         for text in texts:
             self.assertIn(text, err.decode())
@@ -243,7 +243,7 @@ class DeployTest(PackageTest):
         return result
 
     def assert_refuses(self, arguments, status, *log, out="", **how):
-        """The result is this, and nothing has changed. What only reads leaves no trace at all."""
+        """The result is this, and nothing has changed. What only reads leaves no trace."""
         state = self.state if {"--dry-run", "--verify", "--list"} & set(arguments) else self.lasting_state
         before = state()
         result = self.assert_deploys(arguments, status, out, *log, **how)

@@ -2,7 +2,7 @@
 
 PAGE = 4096
 
-# Fills the disk, runs the command that follows the folder on it, and hands back what there is then.
+# Fills the disk, runs on it the command that follows the folder, and hands back what is there then.
 ON_THE_DISK = """
 folder=$1
 shift
@@ -15,7 +15,7 @@ echo "$status" >status
 
 
 def used(moment):
-    """How many pages the files of a moment take."""
+    """How many pages the files of a moment take up."""
     contents = {same: content for _, content, same in moment.values() if same}
     return sum(-(-len(content) // PAGE) for content in contents.values())
 

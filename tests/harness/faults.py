@@ -1,4 +1,4 @@
-"""A registration to which something happens, and what has to hold whatever happens."""
+"""A registration to which something happens, and what must hold whatever happens."""
 
 import re
 
@@ -17,7 +17,7 @@ INJECTED = re.compile(r"\(INJECTED\)|^\+\+\+ killed by", re.MULTILINE)
 
 
 class FaultTest(RegistrationTest):
-    """Runs in each of which one thing goes wrong. Whatever it is, the database stays sound and what
+    """In each of these runs one thing goes wrong. Whatever it is, the database stays sound and what
     the run says is true, and the next run completes the registration."""
 
     place = MEMORY
@@ -39,12 +39,12 @@ class FaultTest(RegistrationTest):
         self.shell = Shell(self, [])
 
     def run_inside(self, *command, path=None):
-        """Runs a command in the sandbox that is open already."""
+        """Runs a command in the sandbox that is already open."""
         return self.shell.run(*(["env", f"PATH={path}"] if path else []), *command)
 
     @staticmethod
     def rows_in(folder):
-        """The product's rows in both tables, where the application lies in a folder."""
+        """The product's rows in both tables if the application is in this folder."""
         rows = [[value.replace("/Applications/Adobe InDesign 2020", folder) for value in row]
                 for row in ROWS]
         return [rows[:1], rows[1:]]
@@ -80,7 +80,7 @@ class FaultTest(RegistrationTest):
         self.assert_nothing_left_open()
 
     def claims(self, result):
-        """What a run that came to its end claims."""
+        """What a run that finished claims."""
         found = claims(result.out, "Adobe InDesign 2020")
         self.assertIsNotNone(found, result.out.decode())
         return found
@@ -101,8 +101,8 @@ class FaultTest(RegistrationTest):
         return CALL.findall(trace)
 
     def inject(self, name, number, fault):
-        """A registration to whose given call of a system function something happens. The result
-        is None where there is no such call."""
+        """A registration to whose call of this name and number something happens. The result is
+        None if there is no such call."""
         self.restore()
         result, trace = self.trace("-e", f"trace={name}", "-e", f"inject={name}:{fault}:when={number}")
         if INJECTED.search(trace):
@@ -111,9 +111,9 @@ class FaultTest(RegistrationTest):
         return None
 
     def inject_everywhere(self, kinds, fault, check, skipped=()):
-        """Lets the fault happen to one call of these kinds after the other, beginning after the
-        skipped ones, until a run meets none. Each other run is handed to check with the call's
-        name and number; then the database has to take a registration without any fault."""
+        """Lets the fault happen to one call of these kinds after another, beginning after the
+        skipped ones, until a run meets none. Each other run is handed to check with the call's name
+        and number; then the database must take a registration without any fault."""
         for name in sorted({name for name, _ in self.calls(kinds)}):
             number = skipped.count(name) + 1
             while (result := self.inject(name, number, fault)) is not None:

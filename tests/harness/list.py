@@ -1,5 +1,5 @@
-"""Prints the names of all tests in a folder, one per line, as python3 -m unittest takes them, and
-after the name of a slow one the word slow."""
+"""Prints the names of all tests in a folder, one per line, as python3 -m unittest takes them, with
+the word slow after those of slow tests."""
 
 import pathlib
 import sys
@@ -15,7 +15,7 @@ def names(suite):
 
 
 def is_slow(test):
-    """Whether a test is marked by the decorator of harness.machine, by itself or by its class."""
+    """Whether the decorator of harness.machine marks a test or its class."""
     return getattr(getattr(test, test.id().rpartition(".")[2]), "slow", getattr(test, "slow", False))
 
 

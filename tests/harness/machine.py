@@ -26,7 +26,7 @@ DATABASE = CONFIGURATION + "/DB/ExMan.db"
 
 NO_SANDBOX = 77
 
-# A folder in memory, where a run need not wait for a disk, if the machine has one.
+# A folder in memory, if the machine has one, so that no run waits for a disk.
 MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
 
 
@@ -43,7 +43,7 @@ class MachineTest(unittest.TestCase):
 
     maxDiff = None
     schema = "primary-keys"
-    place = None  # of the temporary folder
+    place = None  # where the temporary folder is made
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-", dir=self.place))
@@ -56,11 +56,11 @@ class MachineTest(unittest.TestCase):
         self.create_database(self.schema)
 
     def inside(self, path):
-        """Where a path of /Library, as programs in the sandbox see it, really lies."""
+        """Where a path below /Library, as programs in the sandbox see it, really is."""
         return self.folder / path.lstrip("/")
 
     def create_database(self, schema):
-        """Replaces the database by a new one with this schema and the unrelated rows."""
+        """Replaces the database with a new one that has this schema and the unrelated rows."""
         self.database.unlink(missing_ok=True)
         for name in (schema, "unrelated-rows"):
             self.change((TESTS / "schemas" / (name + ".sql")).read_text(encoding="utf-8"))
@@ -85,8 +85,8 @@ class MachineTest(unittest.TestCase):
         return rows
 
     def make_tool(self, name, script):
-        """Puts a shell script into the folder tools, to be found through search_path or bound to
-        the place of a tool of the system. Returns its path."""
+        """Puts a shell script into the folder tools, to be found through search_path or bound over
+        a tool of the system. Returns its path."""
         return write_script(self.tools / name, script)
 
     def run_inside(self, *command, stdin=b"", cwd=None, path=None, options=()):
@@ -108,27 +108,27 @@ class MachineTest(unittest.TestCase):
         print(f"figure: {self.id()}: {figure}", flush=True)
 
     def need(self, tool):
-        """Skips the test where a tool is missing that it starts in the sandbox."""
+        """Skips the test if a tool that it starts in the sandbox is missing."""
         if shutil.which(tool) is None:
             self.cannot_run(tool + " is not installed")
 
     def cannot_run(self, reason):
-        """Skips the test, which scripts/test counts. In continuous integration every test has to run,
-        but for what the sandbox of macOS can never do."""
+        """Skips the test, which scripts/test counts. In continuous integration every test must run,
+        except for what the sandbox of macOS can never do."""
         if os.environ.get("CI") == "true" and not reason.startswith("macOS cannot "):
             self.fail("skipped: " + reason)
         print(f"not run: {self.id()}: {' '.join(reason.split())}", flush=True)
         self.skipTest(reason)
 
     def assert_result(self, result, out, err=b"", status=0):
-        """Compares each of the three with what is expected, byte by byte."""
+        """Compares each of the three with what is expected, byte for byte."""
         self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
                          out.decode("utf-8", "backslashreplace"))
         self.assertEqual(result, Result(out, err, status))
 
 
 def write_script(path, script, shell="sh"):
-    """Makes a shell script, without its first line here, that can be started. Returns its path."""
+    """Makes an executable shell script, whose first line is added here. Returns its path."""
     path.parent.mkdir(exist_ok=True)
     path.write_text(f"#!/bin/{shell}\n" + textwrap.dedent(script))
     path.chmod(0o755)
@@ -141,7 +141,7 @@ def search_path(first):
 
 
 def slow(test):
-    """Marks a test, or all tests of a class, that run only when they are asked for."""
+    """Marks a test, or all tests of a class, to run only when asked for."""
     test.slow = True
     return test
 

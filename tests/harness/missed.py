@@ -1,4 +1,4 @@
-"""Prints each line and each side of a branch that no test has reached, and fails where there is one.
+"""Prints each line and each side of a branch that no test has reached, and fails if there is one.
 
 usage: python3 missed.py EXPORT
 
@@ -20,7 +20,7 @@ for file in files:
     for line, column, count, counted, entry, gap in file["segments"]:
         if counted and entry and not gap and count == 0:
             missed.add((name, line, column, "not reached"))
-    # A function can be there several times: as a template, or in several programs.
+    # A function can occur several times: as a template, or in several programs.
     for line, column, _, _, true, false, *_ in file["branches"]:
         branches[name, line, column, "never true"] += true
         branches[name, line, column, "never false"] += false

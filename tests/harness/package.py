@@ -6,7 +6,7 @@ from harness.machine import BUILD, ROOT, MachineTest
 
 
 def run(*command, **how):
-    """Runs a command outside the sandbox and returns what it printed; it has to succeed."""
+    """Runs a command outside the sandbox and returns what it printed; it must succeed."""
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, **how).stdout
 
 

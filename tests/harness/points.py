@@ -1,4 +1,4 @@
-"""System calls of tamsel-deploy, at each of which something happens once."""
+"""System calls of tamsel-deploy, with something happening once at each."""
 
 import re
 from collections import Counter
@@ -23,8 +23,8 @@ def changes(name, arguments):
 
 
 class Points:
-    """What a PromiseTest needs to try many points. A class that has it says what the arguments of its
-    run are, and by check and assert_way_on what has to be true after each."""
+    """What a PromiseTest needs to try many points. A class that uses it says what the arguments of
+    its run are, and in check and assert_way_on what must be true after each."""
 
     arguments = ()
     undisturbed = ALL_DONE  # the status of a run to which nothing happens
@@ -41,7 +41,7 @@ class Points:
 
     def calls(self, kinds="all"):
         """The system calls of an undisturbed run from main on, as name, number and arguments. What
-        the loader and the runtime library do before that is not the program's."""
+        the loader and the runtime library do before that is not the program's doing."""
         self.need("strace")
         result, trace = self.trace()
         self.assertEqual(result.status, self.undisturbed, result.err.decode())
@@ -53,7 +53,7 @@ class Points:
             numbers[name] += 1
             if started and name in names:
                 found.append((name, numbers[name], text))
-            # The loader gives up its cache at its end.
+            # The loader unmaps its cache when it is done.
             started = started or name == "munmap"
         return found
 
@@ -69,7 +69,7 @@ class Points:
             with self.subTest(call=name, number=number, fault=fault):
                 self.check(result)
                 self.assert_way_on(snapshot.take(self.private_library))
-        # Now and then a run reads or waits once less.
+        # Now and then a run reads or waits one time less.
         self.assertGreater(hit, len(points) * 0.95)
         self.print_figure(f"{hit} points tried, {len(self.judged)} different moments: {fault}")
 
@@ -80,12 +80,12 @@ class Points:
         self.happens("signal=" + signal, [call for call in self.calls() if changes(call[0], call[2])])
 
     def fail_calls(self, error, kinds):
-        # A call to which an error happens is not made; every system closes a file even so.
+        # A call that fails here is not made, but every system closes a file even when it reports an error.
         self.happens(f"error={error}", [call for call in self.calls(kinds) if call[0] != "close"])
 
 
 class FailingCalls(Points):
-    """Each call of a run fails once, in each way in which it can."""
+    """Each call of a run fails once in each way that it can."""
 
     @slow
     def test_input_and_output_error_at_every_call_with_files(self):

@@ -1,4 +1,4 @@
-"""What tamsel-deploy promises whatever happens to it, looked at from outside."""
+"""What tamsel-deploy promises whatever happens to it, seen from outside."""
 
 import fcntl
 import os
@@ -25,7 +25,7 @@ STATUSES = (*range(NOT_WRITTEN + 1), KILLED, ABORTED, TERMINATED)
 
 
 def product(path):
-    """The number of the product whose application lies at a path."""
+    """The number of the product whose application is at a path."""
     return NUMBERS[os.path.basename(path)[:-len(".app")]]
 
 
@@ -38,8 +38,8 @@ def product_rows(path):
 
 
 def split(content, numbers):
-    """What belongs to these products in a database's content, each table's rows in their order, and
-    all the rest with the numbers of its rows."""
+    """What belongs to these products in a database's content, each table's rows in order, and all
+    the rest with its row numbers."""
     schema, tables = content
     own = [sorted(tuple(map(str, row[1:])) for row in tables[table] if str(row[1]) in numbers)
            for table in TABLES]
@@ -49,9 +49,9 @@ def split(content, numbers):
 
 
 class PromiseTest(DeployTest):
-    """Applications to be registered, in one of the worlds that there are: the database with a
-    rollback journal or a write-ahead log, the product new or registered in another folder, a
-    configuration file there or not."""
+    """Applications to be registered, in one of the possible worlds: the database with a rollback
+    journal or a write-ahead log, the product new or registered in another folder, with a
+    configuration file or without."""
 
     place = MEMORY
     paths = (INDESIGN,)
@@ -91,7 +91,7 @@ class PromiseTest(DeployTest):
         return self.shell.run(*self.command, *arguments)
 
     def together(self, *runs):
-        """Starts patient runs with these arguments all at once; what each said, and its status."""
+        """Starts patient runs with these arguments all at once. Returns what each said, and its status."""
         line = "".join(f"{shlex.join(map(str, [*self.patient, *run]))} >{number}.out 2>{number}.err & "
                        f"run{number}=$!; " for number, run in enumerate(runs))
         line += "".join(f"wait $run{number}; echo $? >{number}.status; " for number in range(len(runs)))
@@ -100,7 +100,7 @@ class PromiseTest(DeployTest):
                  int((self.folder / f"{number}.status").read_text())) for number in range(len(runs))]
 
     def settle(self):
-        """Waits until a Tamsel that has outlived its run has come to its end."""
+        """Waits until a Tamsel that has outlived its run has ended."""
         lock = self.own / "lock"
         if lock.is_file():
             with open(lock, "ab") as file:
@@ -109,8 +109,8 @@ class PromiseTest(DeployTest):
     # What is there
 
     def present(self, folder=None):
-        """Content and mode of the database and the file, here or in a backup. A database that is
-        none counts with its bytes, one that is missing as None."""
+        """Content and mode of the database and the file, here or in a backup. What is no database
+        is given by its bytes, a missing one as None."""
         database, file = self.database, self.copied
         if folder is not None:
             database, file = folder / "ExMan.db", folder / "XManConfigV2.xml"
@@ -144,7 +144,7 @@ class PromiseTest(DeployTest):
     # What has to be true
 
     def assert_nothing_left(self):
-        """A run that came to its end has put away everything but its backups."""
+        """A run that finished has cleared away everything but its backups."""
         self.assertLessEqual({path.name for path in self.own.iterdir()}, {"Backups", "lock"})
         self.assertEqual(sorted(self.backups.iterdir()), sorted(self.all_backups()))
         self.assertLessEqual({path.name for path in self.configuration.iterdir()},
@@ -161,7 +161,7 @@ class PromiseTest(DeployTest):
         self.assertIn(file, (file_before, self.file_after()))
 
     def assert_backups(self):
-        """What is listed is there, whole, and holds the state before."""
+        """Every listed backup exists, is whole, and holds the state before."""
         result = self.run_again("--list")
         self.assertEqual((result.status, result.err), (ALL_DONE, b""))
         names = [line.split()[0].decode() for line in result.out.splitlines()]
@@ -171,7 +171,7 @@ class PromiseTest(DeployTest):
             self.assertEqual(self.present(backup), self.before)
 
     def assert_registers(self, *paths):
-        """A run that registers these applications, or else all that there are to be registered."""
+        """A run that registers these applications, or else all those to be registered."""
         paths = paths or self.paths
         result = self.run_again(*self.options, *paths)
         self.assertEqual((result.out.decode(), result.status),
@@ -197,7 +197,7 @@ class PromiseTest(DeployTest):
         if result.status == ALL_DONE:
             self.assertEqual((len(lines), said), (len(self.paths), list(self.paths)))
         elif len(said) == len(self.paths):
-            # What came after that cannot make it untrue.
+            # Nothing that came after that can make it untrue.
             self.assertIn(result.status, (NOT_WRITTEN, KILLED, ABORTED, TERMINATED), result.err.decode())
         if result.status == NOT_WRITTEN:
             self.assertTrue(any(self.holds(self.paths[:count]) for count in range(len(self.paths) + 1)))
@@ -207,8 +207,8 @@ class PromiseTest(DeployTest):
             self.assertTrue(self.holds(said), f"{result.status} {result.out} {result.err}")
 
     def assert_way_on(self, moment):
-        """From such a moment the next run completes the registration, and leads back from there to
-        the state before; so does a restore at once, and a run of another application."""
+        """From such a moment the next run completes the registration, and from there a restore
+        leads to the state before; so does a restore at once, and a run for another application."""
         state = snapshot.key(moment)
         if state in self.judged:
             return
@@ -235,7 +235,7 @@ class PromiseTest(DeployTest):
         self.assert_leads_back_first()
 
     def assert_leads_back_first(self):
-        """A run of another application leaves each of these as it was, or whole."""
+        """A run for another application leaves each of these as it was, or whole."""
         whole = [split(self.dump(), {product(path)})[0] == product_rows(path) for path in self.paths]
         self.assert_registers(OTHER)
         content = self.dump()

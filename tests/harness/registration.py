@@ -26,7 +26,7 @@ def file_name(application):
 
 class RegistrationTest(MachineTest):
     def product_rows(self, number):
-        """All rows of a product, as lines of values with bars between them."""
+        """All rows of a product, one per line, their values separated by bars."""
         rows = self.rows(PRODUCT_INFO, number) + self.rows(CONFIGURATION_ROWS, number)
         return "".join("|".join(map(str, row)) + "\n" for row in rows).encode()
 

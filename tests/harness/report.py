@@ -1,4 +1,4 @@
-"""Reads what a registration says, which must have one form."""
+"""Reads what a registration says, which must have a fixed form."""
 
 import re
 from typing import NamedTuple
@@ -25,7 +25,7 @@ class Claims(NamedTuple):
 
 
 def claims(report, application):
-    """The claims of a report, or None where its form is not that of a registration."""
+    """The claims of a report, or None if its form is not that of a registration."""
     match = REPORT.fullmatch(report)
     if match is None or match["Application"] != application.encode():
         return None

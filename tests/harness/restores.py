@@ -1,4 +1,4 @@
-"""What a restore promises whatever happens to it, looked at from outside."""
+"""What a restore promises whatever happens to it, seen from outside."""
 
 from harness import snapshot
 from harness.deploy import ALL_DONE, CLOSED, NOT_WRITTEN, OLD_FILE, RESTORING
@@ -31,7 +31,7 @@ class RestoreTest(PromiseTest):
         self.begin = snapshot.take(self.private_library)
 
     def leave_a_log(self):
-        """Removes the database, but not what a program had written since into its write-ahead log."""
+        """Removes the database, but not what a program has written into its write-ahead log since."""
         log = self.database.parent / "ExMan.db-wal"
         connection = self.connect()
         connection.execute("PRAGMA wal_autocheckpoint = 0")
@@ -43,7 +43,7 @@ class RestoreTest(PromiseTest):
             log.write_bytes(left)
 
     def sides(self, folder):
-        """What belongs to a database that is none."""
+        """The files beside a damaged database."""
         files = [folder / ("ExMan.db" + side) for side in SIDES] if self.damage == "damaged" else []
         return [file.read_bytes() if file.exists() else None for file in files]
 
@@ -67,7 +67,7 @@ class RestoreTest(PromiseTest):
 
     def assert_way_on(self, moment):
         """From such a moment the next restore leads to the state before, and what the first one
-        replaced can be had back."""
+        replaced can be brought back."""
         state = snapshot.key(moment)
         if state in self.judged:
             return

@@ -1,4 +1,4 @@
-"""A sandbox that stays open, where many runs cost the start of one."""
+"""A sandbox that stays open, so that many runs cost one start."""
 
 import shlex
 import subprocess
@@ -20,7 +20,7 @@ class Shell:
     def run(self, *command):
         """Runs a command and returns its Result; a signal that ends it counts as sh counts it."""
         words = " ".join(shlex.quote(str(word)) for word in command)
-        # In a process of its own, so that what sh says of a signal does not get into err.
+        # In a process of its own, so that what sh says about a signal does not get into err.
         return self.run_line(f"(exec {words}) >{shlex.quote(str(self.out))} 2>{shlex.quote(str(self.err))}")
 
     def run_line(self, line):

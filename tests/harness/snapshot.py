@@ -1,4 +1,4 @@
-"""Folders as they are at one moment, to be compared and to be brought back."""
+"""Folders as they are at one moment, to be compared and brought back."""
 
 import os
 import re
@@ -9,7 +9,7 @@ TIME = re.compile(r"-\d{4}-\d\d-\d\dT\d{6}Z")
 
 
 def take(folder):
-    """Everything below a folder: path to mode, to content, and to the path that it is a link to."""
+    """Everything below a folder: for each path its mode, its content, and where it links to."""
     found, first = {}, {}
     for path in sorted(folder.rglob("*")):
         status = path.lstat()
@@ -24,7 +24,7 @@ def take(folder):
 
 
 def put(folder, found):
-    """Makes a folder what it was. It stays the same folder, since a sandbox may have it bound."""
+    """Makes a folder what it was. It stays the same folder, since a sandbox may have bound it."""
     for path in folder.iterdir():
         if path.is_dir() and not path.is_symlink():
             shutil.rmtree(path)
@@ -45,6 +45,6 @@ def put(folder, found):
 
 
 def key(found):
-    """What is the same for two moments that differ by the clock alone."""
+    """What is the same for two moments that differ only in the clock."""
     return tuple((TIME.sub("-", name), mode, content, same and TIME.sub("-", same))
                  for name, (mode, content, same) in found.items())

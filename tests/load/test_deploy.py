@@ -9,13 +9,13 @@ from harness.registration import INDESIGN
 
 SAID_REGISTERED = (REGISTERED, ALL_DONE)
 SAID_NOT_REGISTERED = (f"not registered: {INDESIGN}\n".encode(), NOT_REGISTERED)
-# What is true while a restore is under way, which takes the file away first.
+# Also true while a restore is under way, since it removes the file first.
 SAID_WITHOUT_FILE = (f"without XManConfigV2.xml: {INDESIGN}\n".encode(), NO_FILE)
 ALL = [f"/Applications/{name}.app" for name in APPLICATIONS]
 
 
 class AtOnce(PromiseTest):
-    """Whatever runs at once, it is as if one had come after the other."""
+    """Whatever runs at once, it is as if the runs had come one after another."""
 
     def setUp(self):
         super().setUp()
@@ -97,7 +97,7 @@ class Neighbours(PromiseTest):
     """Others use the database, each for a moment, again and again; runs wait for them."""
 
     turns = 60
-    pause = 0.002  # seconds: who never lets go would leave Tamsel, which does not wait, no chance
+    pause = 0.002  # seconds: Tamsel does not wait, and would have no chance if they never let go
 
     def setUp(self):
         super().setUp()

@@ -9,8 +9,8 @@ from harness.report import claims
 RUNS = 400
 TURNS = 25
 
-# Starts runs, as many at once as the argument says, until each line of the standard input has been
-# some run's path.
+# Starts runs, as many at once as the argument says, until each line of standard input has been the path of a
+# run.
 START = """
 number=0
 while read -r path; do
@@ -21,7 +21,7 @@ done
 wait
 """
 
-# Writes down each row that is written. The trigger is the database's: the program knows nothing.
+# Records each row that is written. The trigger is in the database: the program knows nothing of it.
 LOG = """
 CREATE TABLE Log (Number INTEGER PRIMARY KEY, ProdID, KeyName, KeyValue);
 CREATE TRIGGER Info AFTER INSERT ON Tb_ProductInfoV2 BEGIN
@@ -58,7 +58,7 @@ class Load(RegistrationTest):
         connection.close()
 
     def read(self):
-        """The Extension Manager, reading all: no product's configuration is ever there in part."""
+        """The Extension Manager, reading everything: no product's configuration is ever there in part."""
         connection = sqlite3.connect(self.database, timeout=600, isolation_level=None)
         for _ in range(TURNS):
             counts = dict(connection.execute("SELECT ProdID, COUNT(*) FROM Tb_XManConfig"
@@ -98,7 +98,7 @@ class Load(RegistrationTest):
         return self.rows("SELECT CAST(ProdID AS TEXT), KeyValue FROM Log WHERE KeyName IS NULL")
 
     def written_configurations(self):
-        """Product and folder of each fourteen rows that were written one after the other."""
+        """Product and folder of each set of fourteen rows that were written one after another."""
         rows = self.rows("SELECT CAST(ProdID AS TEXT), KeyName, KeyValue FROM Log"
                          " WHERE KeyName IS NOT NULL ORDER BY Number")
         for fourteen in (rows[i:i + 14] for i in range(0, len(rows), 14)):
@@ -109,7 +109,7 @@ class Load(RegistrationTest):
             yield product, folder
 
     def assert_claims_are_true(self, at_once):
-        # cp itself fails now and then where another one creates the file at the same time.
+        # cp itself fails now and then when another one creates the file at the same time.
         (self.configuration / "XManConfigV2.xml").write_text("an older file")
         self.run_all(at_once)
         info, configuration = self.claimed()

@@ -1,6 +1,6 @@
-// Loaded before the C library, fails one allocation of the program: the one whose number stands in
-// the variable FAIL_ALLOCATION, counted from the program's own start-up on. It then says so on
-// standard error. Programs that the program starts are left alone.
+// Loaded before the C library, fails one allocation of the program: the one whose number is in the
+// variable FAIL_ALLOCATION, counted from the program's own start-up. It then says so on standard
+// error. Programs that the program starts are left alone.
 
 #include <cerrno>
 #include <cstddef>
@@ -16,7 +16,7 @@ extern "C" void* __libc_realloc(void* block, std::size_t size);
 
 namespace {
 
-// How many allocations it takes until one has failed. None fails at 0.
+// How many allocations there are up to the one that fails. None fails at 0.
 long remaining = 0;
 
 __attribute__((constructor)) void Begin() {

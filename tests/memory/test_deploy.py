@@ -1,4 +1,4 @@
-"""tamsel-deploy where an allocation fails, and what valgrind says of it."""
+"""tamsel-deploy when an allocation fails, and what valgrind says of it."""
 
 from harness import snapshot
 from harness.deploy import ALL_DONE, INCOPY, NOT_REGISTERED, OLD_FILE
@@ -12,7 +12,7 @@ FAILED = b"allocation failed\n"
 
 
 class Allocations:
-    """Each allocation of a run fails once, or each tenth, where the run is much like another one."""
+    """Each allocation of a run fails once, or every tenth if the run is much like another one."""
 
     stride = 1
 

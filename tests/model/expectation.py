@@ -1,4 +1,4 @@
-"""A few lines that know what must be in the database, and where --restore must lead."""
+"""A few lines that know what must be in the database, and what --restore must bring back."""
 
 import hashlib
 from typing import NamedTuple, Optional
@@ -13,7 +13,7 @@ def ours(path):
 
 
 class State(NamedTuple):
-    """What the Extension Manager has: its rows, or the bytes of what is no database, or None."""
+    """What the Extension Manager has: its rows, or the bytes of something that is not a database, or None."""
 
     rows: object
     mode: Optional[int]
@@ -38,19 +38,19 @@ class State(NamedTuple):
         return isinstance(self.rows, frozenset)
 
     def others(self, paths):
-        """The rows of other products than these applications'."""
+        """The rows of products other than these applications'."""
         numbers = {product(path) for path in paths}
         return {row for row in self.rows if row[1] not in numbers} if self.is_sound() else self.rows
 
     def registered(self, path, shipped, replace=False):
-        """The state in which an application is registered, too."""
+        """The state with an application registered as well."""
         rows = frozenset(self.others([path]) | ours(path))
         return State(rows, self.mode, shipped if replace or self.file is None else self.file)
 
 
 class Model(NamedTuple):
-    """What is there; the state before the last registration, where there was one; and for which
-    applications that was, where it has not come to its end."""
+    """What is there; the state before the last registration, if there was one; and its
+    applications, if it has not finished."""
 
     now: State
     goal: Optional[State] = None
@@ -73,17 +73,17 @@ class Model(NamedTuple):
         return State(frozenset(rows), self.now.mode, self.goal.file if is_ours else self.now.file)
 
     def is_explained(self, shipped):
-        """Whether all that is there of what is half done comes from before or from Tamsel, so that
-        leading back loses nothing."""
+        """Whether everything that is half done comes from before or from Tamsel, so that rolling
+        back loses nothing."""
         if not self.half_done(shipped) or not self.now.is_sound():
             return False
         known = self.goal.rows | {row for path in self.half_done(shipped) for row in ours(path)}
         return self.now.rows - self.now.others(self.half_done(shipped)) <= known
 
-    # What a run leads to, to which nothing happens: its status and the Models that may be after it.
+    # What an undisturbed run leads to: its status, and the Models that may hold after it.
 
     def deploy(self, paths, shipped, replace, changed=False):
-        """A second attempt leads back to before the first one, unless somebody else has changed
+        """A second attempt rolls back to before the first one, unless somebody else has changed
         something since then."""
         if self.now.rows is None:
             return NO_DATABASE, [self]
@@ -103,6 +103,6 @@ class Model(NamedTuple):
         if state is None:
             return NOT_RESTORED, [self]
         if state.rows is None:
-            # What has come since there was no database is left alone.
+            # What has come since the time without a database is left alone.
             state = State(self.now.rows, self.now.mode, state.file)
         return ALL_DONE, [Model(state, self.goal)]

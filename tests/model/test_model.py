@@ -1,6 +1,6 @@
-"""Random sequences of what happens to an installation, each step of which is held against the model.
+"""Random sequences of what happens to an installation, with each step compared with the model.
 
-The variable TAMSEL_SEQUENCES says how many sequences each test runs, TAMSEL_SEED the first one's seed.
+The variable TAMSEL_SEQUENCES says how many sequences each test runs, TAMSEL_SEED with which seed it begins.
 """
 
 import os
@@ -20,7 +20,7 @@ SEQUENCES = int(os.environ.get("TAMSEL_SEQUENCES", "150"))
 SEED = int(os.environ.get("TAMSEL_SEED", "1"))
 CHOICES = ([INDESIGN], [INCOPY], [INDESIGN, INCOPY])
 ERRORS = ("EIO", "ENOSPC", "EACCES", "EINTR", "EMFILE")
-# How often a run makes these calls, or so; one that is not made disturbs nothing.
+# Roughly how often a run makes these calls; one that is not made disturbs nothing.
 CHANGING = {"openat": 40, "write": 8, "pwrite64": 50, "rename": 8, "unlink": 32, "mkdir": 6, "rmdir": 4,
             "link": 1, "symlink": 2, "chmod": 3, "fchmod": 3, "ftruncate": 3, "clone3": 3, "poll": 6,
             "wait4": 3}
@@ -49,7 +49,7 @@ class Sequences(PromiseTest):
     def begin_with(self, seed):
         self.random = random.Random(seed)
         self.said, self.saved, self.planted = [], {}, set()
-        self.changed = False  # by others, since a registration began that has not come to its end
+        self.changed = False  # by others, since a registration began that has not finished
         self.put(self.begin)
         if self.random.random() < 0.5:
             self.copied.write_bytes(OLD_FILE)
@@ -61,7 +61,7 @@ class Sequences(PromiseTest):
     # What is there
 
     def look(self):
-        """The Model as it shows from outside; also takes down what is saved."""
+        """The Model as seen from outside; also records what is saved."""
         self.settle()
         backups = self.all_backups()
         listed = {}
@@ -84,14 +84,14 @@ class Sequences(PromiseTest):
         return new, Model(State.of(self.present()), goal, begun)
 
     def assert_kept(self, listed):
-        """The first backup and the newest five never go, nor what is not ours."""
+        """The first backup and the newest five never go, nor does what is not ours."""
         known = sorted(self.saved, key=lambda name: int(name.partition("-")[0]))
         self.assertLessEqual({*known[:1], *known[-5:]}, set(listed))
         self.assertLessEqual(self.planted, {path.name for path in self.backups.iterdir()}
                              if self.planted else set())
 
     def arrive(self, results, *between):
-        """After the last step this is what there must be: one of these Models."""
+        """After the last step, one of these Models must hold."""
         new, seen = self.look()
         self.assertIn(seen, results)
         for state in new:
@@ -101,7 +101,7 @@ class Sequences(PromiseTest):
         self.go_on_from(seen)
 
     def assert_saved(self, state):
-        """What a run replaced can be had back."""
+        """What a run replaced can be brought back."""
         self.assertIn(state, [self.saved[backup.name][1] for backup in self.all_backups()])
 
     def go_on_from(self, seen):
@@ -109,8 +109,8 @@ class Sequences(PromiseTest):
         self.changed = self.changed and seen.begun != ()
 
     def arrive_somewhere(self, result, results, states):
-        """The last step was disturbed. It may have done nothing, or all of it; what is neither is the
-        half state that a kill leaves, or what could not be put back, and not more than these."""
+        """The last step was disturbed. It may have done nothing, or all of it; anything else is the
+        half-done state that a kill leaves, or what could not be put back, and nothing more."""
         before, base = self.model, self.model.base(self.shipped_file)
         untouched, ends = [before.now, base], [after.now for after in results]
         new, seen = self.look()
@@ -134,8 +134,8 @@ class Sequences(PromiseTest):
     # Runs
 
     def some_run(self):
-        """A registration or a restore: its arguments, the status and the Models that it leads to, and
-        the states on the way, at which a run that fails may leave it."""
+        """A registration or a restore: its arguments, the status and the Models that it leads to,
+        and the states on the way, in which a failing run may leave it."""
         kind = self.random.random()
         if kind < 0.65:
             paths, replace = self.random.choice(CHOICES), self.random.random() < 0.3
@@ -213,7 +213,7 @@ class Sequences(PromiseTest):
         now = self.model.now
         if now.is_sound():
             done = all(now.registered(path, self.shipped_file) == now for path in paths)
-            # What a program left that was killed can be taken back only by who may write.
+            # What a killed program left can only be rolled back by somebody who may write.
             torn = self.inside(DATABASE + "-journal").exists() and status == DAMAGED
             self.assertEqual(status == ALL_DONE, done and not torn)
         else:
@@ -259,7 +259,7 @@ class Sequences(PromiseTest):
     # The whole
 
     def finish(self):
-        """In the end the way back is there, and the way to the first of all states."""
+        """In the end the way back still exists, and so does the way to the very first state."""
         self.say("the end")
         status, results = self.model.restore()
         result = self.run_again("--restore")
