@@ -1,5 +1,5 @@
 // Both statements with texts of all kinds, run on an in-memory database: whatever the texts are,
-// each is stored byte by byte in its column, and what stands around it is as it is written down.
+// each is stored byte for byte in its column, and what surrounds it is as written.
 //
 // An input is a list of texts with NULs between them: the folder, then the record's fields in the
 // order of FIELDS. sqlite3_open and the functions beside it are wrapped at link time.
@@ -22,7 +22,7 @@ namespace {
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 
-// Everything that the operations have handed to SQLite since the beginning of the input.
+// Everything that the operations have handed to SQLite since the start of the input.
 Row statements;
 sqlite3* database = nullptr;
 
@@ -72,7 +72,7 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
     return text;
 }
 
-// The contents of a string literal of SQL that stands for a text.
+// The contents of the SQL string literal that stands for a text.
 std::string Quoted(const std::string& text) {
     return Replaced(text, "'", "''");
 }
@@ -82,7 +82,7 @@ std::string QuotedWithoutDollars(const std::string& text) {
     return Replaced(Quoted(text), "$", "' || CHAR(36) || '");
 }
 
-// The rows that have to come out of the database, in the order of their columns.
+// The rows that must come out of the database, in the order of their columns.
 Row InfoRow(const std::string& folder, std::map<std::string, std::string>& texts) {
     return {texts["ProdId"],
             texts["ProdName"],
@@ -141,7 +141,7 @@ void DemandThatTextsAreStored(const std::string& folder, std::map<std::string, s
     Run("ROLLBACK");
 }
 
-// A folder reaches the statement as it stands, also where that breaks it.
+// A folder reaches the statement as it stands, even if that breaks it.
 void DemandThatTheFolderIsSplicedIn(const std::string& folder) {
     static const std::string expected = Content(EXPECTED_FOLDER "/INDESIGNCC2020MAC.sql");
     statements.clear();
@@ -191,7 +191,7 @@ int LLVMFuzzerInitialize(int*, char***) {
     Demand(std::freopen("/dev/null", "w", stdout) != nullptr, "standard output is silent");
     Demand(sqlite3_open_v2(":memory:", &database, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK,
            "a database is there");
-    // A folder can be an expression of SQL; it shall not make large values.
+    // A folder can be an SQL expression; it must not make large values.
     sqlite3_limit(database, SQLITE_LIMIT_LENGTH, 1000000);
     Run(Content(SCHEMAS_FOLDER "/without-keys.sql"));
     Run(Content(SCHEMAS_FOLDER "/unrelated-rows.sql"));

@@ -39,8 +39,8 @@ inline const char* BrokenProperty(const std::string& path) {
         return "the file name lacks the last extension and nothing else";
     }
 
-    // The path up to where the first component stands that begins with the file name, of all but
-    // the first: no component may do so before.
+    // The path up to the first component, apart from the very first, that begins with the file
+    // name: none before it may do so.
     const std::string before = path.substr(0, path.find("/" + name));
     if (!contains(before, '/')) {
         return above.empty() ? nullptr : "no folder stands before the file name's first occurrence";

@@ -1,4 +1,4 @@
-"""A Mac on which the package has been installed, and on which a management tool runs its scripts."""
+"""A Mac with the package installed, on which a management tool runs its scripts."""
 
 import shutil
 
@@ -22,7 +22,7 @@ class InstalledTest(DeployTest):
         run(self.package / "install", "--root", self.folder / "root")
 
     def run_script(self, name, *arguments, options=()):
-        """Runs a script of packaging as management tools do: a copy of it, by itself and as root."""
+        """Runs a script of packaging as management tools do: a copy of it, on its own and as root."""
         copy = self.folder / "script"
         shutil.copyfile(ROOT / "packaging" / name, copy)
         copy.chmod(0o700)
@@ -37,7 +37,7 @@ class InstalledTest(DeployTest):
         write_script(self.program, "real=${0%/*}/real\n" + script + "\n")
 
     def without_waiting(self):
-        """Keeps a test from waiting where a script lets the program wait."""
+        """Keeps a test from waiting when a script lets the program wait."""
         self.replace_program('case "$*" in *--wait*) ;; *) set -- --wait 0 "$@" ;; esac; exec $real "$@"')
 
     def end_verification_with(self, status):

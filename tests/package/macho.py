@@ -1,5 +1,5 @@
-"""Makes small programs for macOS, right in every respect that a package is checked for, so that a
-test can make one of them wrong. They have no code."""
+"""Makes small programs for macOS that are right in every respect that a package is checked for, so
+that a test can get one of them wrong. They have no code."""
 
 import hashlib
 import struct
@@ -66,7 +66,7 @@ def code_of(part):
 
 
 def universal(parts, aligned=True):
-    """One program of these slices."""
+    """One program with these slices."""
     file = bytearray(struct.pack(">2I", 0xCAFEBABE, len(parts)) + bytes(20 * len(parts)))
     for number, part in enumerate(parts):
         shift = SHIFTS[part.processor] if aligned else 3

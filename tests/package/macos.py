@@ -1,5 +1,5 @@
-"""A Mac, played inside the sandbox of Linux: its /Library is a folder of the test, and others take
-the place of its tools."""
+"""A Mac, played inside the sandbox of Linux: its /Library is a folder of the test, and stand-ins
+take the place of its tools."""
 
 import subprocess
 import sys
@@ -23,7 +23,8 @@ class MacTest(MachineTest):
 
     def run_on_the_mac(self, *command, variables=("TAMSEL_THROW_AWAY_MACHINE=yes",), binds=(),
                        stdin=subprocess.DEVNULL, cwd=None):
-        """Runs a command there and returns its Result; it may need no throw-away machine."""
+        """Runs a command there and returns its Result. By default it is told that the machine will
+        be thrown away."""
         finished = subprocess.run(
             [SANDBOX, *binds, self.machine / "Library", "env", "-u", "TAMSEL_THROW_AWAY_MACHINE",
              f"PATH={self.tools}:/usr/bin:/bin", *variables, *command],

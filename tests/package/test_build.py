@@ -52,7 +52,7 @@ class Build(unittest.TestCase):
 
 
 class SQLite(unittest.TestCase):
-    """What the object files of the build want from SQLite."""
+    """What the object files of the build need from SQLite."""
 
     def used_by(self, *targets):
         files = [file for target in targets for file in (BUILD / "CMakeFiles" / f"{target}.dir").rglob("*.o")]

@@ -1,4 +1,4 @@
-"""The commands of the documents: a stranger takes the archive to a machine where /usr/local is empty,
+"""The commands of the documents: a stranger takes the archive to a machine with an empty /usr/local
 and does what the README says, from top to bottom."""
 
 import hashlib
@@ -11,14 +11,14 @@ from harness.machine import ROOT
 from harness.package import run
 from package.archive import NAME
 
-# Commands for developers, which continuous integration runs, alone or inside of others.
+# Commands for developers, which continuous integration runs, alone or as part of others.
 FOR_DEVELOPERS = {"scripts/demo", "scripts/test", "cmake -S . -B build && cmake --build build",
                   "scripts/test dev", "scripts/test sanitize", "scripts/check", "scripts/package"}
 
 
 def commands(document):
-    """The blocks of commands in a document, by the heading above them, and without those that say
-    that they are for macOS only."""
+    """The blocks of commands in a document, by the heading above them, except those marked as being
+    for macOS only."""
     blocks = {}
     heading = ""
     for title, block in re.findall(r"(?ms)^## (.+?)$|^```sh\n(.*?)^```$", (ROOT / document).read_text()):
@@ -29,7 +29,7 @@ def commands(document):
 
 
 class ReadmeCommands(DeployTest):
-    """What a shell does with commands of the README, after each other, on one machine."""
+    """What a shell does with the commands of the README, one after another, on one machine."""
 
     def setUp(self):
         super().setUp()

@@ -29,7 +29,7 @@ class OnMacOS(MacTest):
         self.make_tool("cmake", f'echo cmake >>"{self.built}"\n')
 
     def demo(self, answer=None, **how):
-        """The demo's Result, on a terminal where there is an answer."""
+        """The demo's Result, on a terminal if there is an answer."""
         if answer is None:
             return self.run_on_the_mac(self.tree / "scripts" / "demo", **how)
         outside, terminal = pty.openpty()

@@ -1,4 +1,4 @@
-"""README and manual page say of tamsel-deploy what its help says, in the same words."""
+"""README and manual page say about tamsel-deploy what its help says, in the same words."""
 
 import json
 import re
@@ -12,13 +12,13 @@ PAGE = ROOT / "man" / "tamsel-deploy.8"
 
 
 def plain(text):
-    """Its words alone: in one line, and as inside of a sentence."""
+    """Its words alone: in one line, and as inside a sentence."""
     text = " ".join(text.split()).rstrip(".")
     return text[:1].lower() + text[1:]
 
 
 def items(text, label):
-    """What stands beside or below each label of a list, which is indented."""
+    """What stands beside or below each label of an indented list."""
     found = re.findall(rf"(?m)^ +({label})(?:  +|\n +)(\S.*(?:\n {{6,}}\S.*)*)", text)
     return {name: plain(words) for name, words in found}
 

@@ -1,5 +1,5 @@
-"""The distribution package is made by macOS's own tools, and a release by the hosting site's; here
-others take their place and write down how they are called."""
+"""macOS's own tools make the distribution package, and the hosting site's a release; here stand-ins
+take their place and record how they are called."""
 
 import os
 import shutil
@@ -65,7 +65,7 @@ class TreeTest(ArchiveTest):
 
 
 class OnAMac(TreeTest):
-    """The scripts on a Mac, which is played by a few tools."""
+    """The scripts on a Mac, played by a few tools."""
 
     def setUp(self):
         super().setUp()

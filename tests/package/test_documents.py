@@ -5,7 +5,7 @@ import subprocess
 
 from harness.machine import BUILD, ROOT, TESTS, VERSION, MachineTest
 
-# What stands for a line's values in the manual page.
+# What stands for the values of a line in the manual page.
 VALUES = ((r"\A(File name found:).*", r"\1 name"),
           (r"\A(Return code after executing SQL|Finalized statemant|Closed database): \d+\Z", r"\1: code"),
           (r"\A(ERROR: can't open database|ERROR: while compiling sql): .+", r"\1: reason"))
@@ -25,7 +25,7 @@ class ManualPages(MachineTest):
         self.need("mandoc")
         finished = subprocess.run(["mandoc", "-Tlint", "-Wstyle", *sorted((ROOT / "man").iterdir())],
                                   capture_output=True, text=True, check=False)
-        # Which other pages there are depends on the machine.
+        # Which other pages exist depends on the machine.
         self.assertEqual([line for line in finished.stdout.splitlines()
                           if "referenced manual not found" not in line], [])
 

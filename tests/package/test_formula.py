@@ -1,4 +1,4 @@
-"""The trial of Homebrew's formula, with another tool in the place of Homebrew."""
+"""The trial of Homebrew's formula, with a stand-in for Homebrew."""
 
 import os
 import pathlib
@@ -42,7 +42,7 @@ class Formula(unittest.TestCase):
         (self.folder / "work").mkdir()
 
     def start(self, *arguments, allowed="yes", fails=""):
-        """The result, and what Homebrew was called for."""
+        """The result, and how Homebrew was called."""
         finished = subprocess.run(
             [self.tree / "packaging" / "homebrew" / "try-formula", *arguments], capture_output=True,
             text=True, check=False, env=dict(

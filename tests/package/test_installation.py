@@ -28,7 +28,7 @@ drwxr-xr-x share/man/man8
 
 
 def tree(folder):
-    """All that lies in a folder, with modes, a line each."""
+    """Everything in a folder, with modes, one per line."""
     return "".join(f"{stat.filemode(path.lstat().st_mode)} {path.relative_to(folder)}\n"
                    for path in sorted(folder.rglob("*")))
 
@@ -55,7 +55,7 @@ class InstallationTest(PackageTest):
 
 
 class InAnEmptyRoot(InstallationTest):
-    """Installed into the usual place of a root folder that is empty before."""
+    """Installed into the usual place of a root folder that was empty."""
 
     def setUp(self):
         super().setUp()
@@ -118,7 +118,7 @@ class InAnEmptyRoot(InstallationTest):
         self.assertEqual(target.read_text(), "theirs")
 
     def assert_fails(self, reason, **how):
-        """The installer leaves what was installed and nothing else."""
+        """The installer leaves what was installed, and nothing else."""
         before = contents(self.local)
         finished = subprocess.run([self.package / "install", "--root", self.root], capture_output=True,
                                   text=True, check=False, **how)
@@ -162,7 +162,7 @@ class InAnEmptyRoot(InstallationTest):
         self.assertEqual(tree(self.local), "")
 
     def test_uninstalling_forgets_the_receipts_of_packages(self):
-        # There may be a receipt by either name or by none, and pkgutil fails where there is none.
+        # There may be a receipt under either name or none, and pkgutil fails if there is none.
         search = self.stand_in("pkgutil", f'echo "$*" >>"{self.folder}/calls"\nexit 1\n')
         result = self.run_inside("/usr/local/libexec/tamsel/uninstall", path=search, options=self.inside_root)
         self.assert_result(result, b"Tamsel is removed from /usr/local\n")

@@ -6,7 +6,7 @@ from harness.deploy import (ALL_DONE, ANOTHER_RUN, DAMAGED, INCOMPLETE, INCOPY, 
                             NO_APPLICATION, NOT_REGISTERED, RUNNING)
 from package.installed import InstalledTest
 
-# What Jamf puts first: the volume, the Mac's name and the user's.
+# What Jamf passes first: the volume, the Mac's name and the user's.
 FIRST = ("/", "A Mac", "")
 
 
@@ -53,7 +53,7 @@ class ExtensionAttribute(InstalledTest):
 
 class Policy(InstalledTest):
     def assert_ends(self, status, *parameters, out="", **how):
-        """The result, with the parameters from the fourth on; Jamf hands all eight on."""
+        """The result, with the parameters from the fourth on; Jamf always passes all eight."""
         padded = [*parameters, *[""] * (8 - len(parameters))]
         result = self.run_script("jamf/policy", *FIRST, *padded, **how)
         self.assertEqual((result.out.decode(), result.status), (out, status), result.err)

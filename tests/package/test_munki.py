@@ -21,8 +21,8 @@ class MunkiTest(InstalledTest):
         return result.status == ASKS
 
     def visit(self, options=()):
-        """What Munki does each time it comes: where it is asked to, it installs the package, and the
-        status of postinstall is the result."""
+        """What Munki does each time it runs: if asked to, it installs the package, and the status
+        of postinstall is the result."""
         if not self.check(options):
             return "did nothing"
         self.install()
@@ -36,7 +36,7 @@ class MunkiTest(InstalledTest):
 
 
 class WhatARunCanMend(MunkiTest):
-    """It is asked for once, and then all is well."""
+    """An installation is asked for once, and then all is well."""
 
     def assert_mended(self, status=ALL_DONE):
         self.assert_visits(status, "did nothing")
@@ -97,7 +97,7 @@ class WhatARunCanMend(MunkiTest):
 
 
 class WhatARunCannotMend(MunkiTest):
-    """It is never asked for: it is for people, or passes, or is as it should be."""
+    """An installation is never asked for: people must act, or it passes, or all is as it should be."""
 
     def test_no_extension_manager(self):
         self.database.unlink()
@@ -153,7 +153,7 @@ class WhatARunCannotMend(MunkiTest):
 
 
 class WhatOnlyARunCanTell(MunkiTest):
-    """It is asked for once, and again when something has changed."""
+    """An installation is asked for once, and again when something has changed."""
 
     schema = "without-keys"
 
@@ -199,8 +199,8 @@ class WhatOnlyARunCanTell(MunkiTest):
         self.assert_tried_once(options=["--read-only", DATABASE])
 
     def test_every_status(self):
-        """What passes is tried whenever Munki comes: 4, 7, 11 and 12, and 9, since the next run leads
-        back first."""
+        """What passes is tried whenever Munki runs: 4, 7, 11 and 12, and 9, since the next run
+        rolls back first."""
         for status, results in ((1, [1, "did nothing"]), (4, [4, 4]), (5, [0, 0]), (6, [0, 0]), (7, [7, 7]),
                                 (8, [8, "did nothing"]), (9, [9, 9]), (11, [11, 11]), (12, [12, 12]),
                                 (13, [13, "did nothing"])):

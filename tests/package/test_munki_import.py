@@ -1,5 +1,5 @@
-"""The package and its scripts are imported by munkiimport, a tool of Munki's own; here another takes its
-place and writes down its words."""
+"""munkiimport, a tool of Munki's own, imports the package and its scripts; here a stand-in takes
+its place and records its arguments."""
 
 import os
 import re

@@ -1,4 +1,4 @@
-"""What the documents name is there: files, headings, and for the claims about a Mac what tries them."""
+"""What the documents name exists: files, headings, and what tries the claims about a Mac."""
 
 import re
 import unittest
@@ -9,14 +9,14 @@ from harness.package import PackageTest
 ROOT = TESTS.parent
 DOCUMENTS = ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md", "bench/README.md",
              "tests/README.md")
-# What a file that is named without its folder ends in.
+# What a file named without its folder ends in.
 SUFFIXES = (".md", ".txt", ".json", ".py", ".sh", ".c", ".cpp", ".h", ".sql", ".svg")
 FOLDERS = {path.name for path in ROOT.iterdir() if path.is_dir() and not path.name.startswith("build")}
 
 
 def names(text):
-    """The files that a document names: where links lead, and in code what begins with a folder of the
-    tree or ends as files do."""
+    """The files that a document names: where links lead, and, in code, what begins with a folder of
+    the tree or ends as files do."""
     links = re.findall(r"\]\(([^)#]+)\)", text)
     code = re.findall(r"(?ms)^```.*?^```|^    \S.*?$", text)
     code += re.findall(r"`([^`]+)`", re.sub(r"(?ms)^```.*?^```", "", text))
@@ -33,8 +33,8 @@ class Names(unittest.TestCase):
             for name in sorted(names(path.read_text())):
                 with self.subTest(document, name=name):
                     count += 1
-                    # src/Tables is a header with its source, and a folder's own document names its
-                    # files as they are called there.
+                    # src/Tables is a header with its source, and a folder's own document names its files
+                    # without the folder.
                     there = (ROOT / name).exists() or any(ROOT.glob(name + ".*")) or (
                         path.parent != ROOT and any(path.parent.rglob(name)))
                     self.assertTrue(there)

@@ -10,7 +10,7 @@ class Readme(DeployTest):
 
     @staticmethod
     def shown(command):
-        """The output that stands under a command, up to the next one or the end of its block."""
+        """The output that stands under a command, up to the next command or the end of its block."""
         text = (ROOT / "README.md").read_bytes()
         [output] = re.findall(rb"^\$ %s\n(.*?)^(?=\$ |```$)" % re.escape(command.encode()), text,
                               re.MULTILINE | re.DOTALL)

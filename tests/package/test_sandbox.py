@@ -13,7 +13,7 @@ class SandboxTest(MacTest):
         return self.run_on_the_mac(SANDBOX, *command, **how)
 
     def assert_refused(self, reason, *command, **how):
-        """The reason is this, and nothing has changed."""
+        """It refuses for this reason, and nothing has changed."""
         before = sorted(self.support.rglob("*"))
         result = self.run_on_macos(*command or ("Library", "true"), **how)
         self.assertEqual((result.out, result.err.decode(), result.status),

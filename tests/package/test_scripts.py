@@ -1,4 +1,4 @@
-"""Every script explains itself, wherever it is started from, and scripts/test says what it left out."""
+"""Every script explains itself wherever it is started, and scripts/test says what it left out."""
 
 import contextlib
 import io
@@ -18,7 +18,7 @@ SCRIPTS = sorted(path for folder in (".ci", ".github", "scripts", "packaging")
 
 class Help(unittest.TestCase):
     def explain(self, script, folder, option):
-        """What a script prints that is started in a folder by a relative path."""
+        """What a script prints when it is started in a folder by a relative path."""
         path = os.path.join(".", os.path.relpath(script, folder))
         finished = subprocess.run([path, option], cwd=folder, capture_output=True, text=True, check=False)
         self.assertEqual((finished.stderr, finished.returncode), ("", 0))
@@ -45,7 +45,7 @@ class Help(unittest.TestCase):
 
 class Skipped(MachineTest):
     def not_run(self, function, *arguments, ci="true", **how):
-        """The line that a test prints which cannot run."""
+        """The line that a test that cannot run prints."""
         out = io.StringIO()
         with unittest.mock.patch.dict(os.environ, CI=ci, TAMSEL_THROW_AWAY_MACHINE="yes"), \
                 contextlib.redirect_stdout(out), self.assertRaises(unittest.SkipTest):

@@ -1,4 +1,4 @@
-"""Where the scripts find their tools on a Mac, whose own tools others play here."""
+"""Where the scripts find their tools on a Mac, whose own tools have stand-ins here."""
 
 import pathlib
 import shutil
@@ -19,7 +19,7 @@ esac
 
 
 class ToolsTest(unittest.TestCase):
-    """A search path on which there is only what a test puts there."""
+    """A search path that holds only what a test puts there."""
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-"))

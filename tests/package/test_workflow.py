@@ -7,7 +7,7 @@ import subprocess
 from harness.machine import ROOT, MachineTest
 
 WORKFLOW = (ROOT / ".github" / "workflows" / "build.yml").read_text()
-# What the steps start besides scripts of the tree.
+# What the steps start apart from scripts of the tree.
 COMMANDS = {"diff", "echo"}
 
 
@@ -40,7 +40,7 @@ class Workflow(MachineTest):
 
 class Linter(MachineTest):
     def lint(self, text):
-        """What the linter says of a workflow."""
+        """What the linter says about a workflow."""
         if not (ROOT / "build-lint" / "installed").exists():
             self.cannot_run("the linter of workflows is not installed, which .github/lint does")
         file = self.folder / "build.yml"

@@ -1,4 +1,4 @@
--- The tables that Tamsel writes, with a primary key each: a row replaces its predecessor.
+-- The tables that Tamsel writes, each with a primary key: a row replaces its predecessor.
 CREATE TABLE Tb_ProductInfoV2 (
     ProdID INTEGER PRIMARY KEY,
     ProdName TEXT,

@@ -1,4 +1,4 @@
--- The same by unique indexes; the numbers are text.
+-- The same with unique indexes; the numbers are text.
 CREATE TABLE Tb_ProductInfoV2 (
     ProdID TEXT,
     ProdName TEXT,

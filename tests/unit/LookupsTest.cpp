@@ -1,5 +1,5 @@
-// In which order a record's fields are looked up: SQLUtils is linked with a catalogue that writes
-// each lookup down. The records are empty, so a lookup of any other kind would find nothing.
+// The order in which a record's fields are looked up: SQLUtils is linked with a catalogue that
+// records each lookup. The records are empty, so a lookup of any other kind would find nothing.
 
 #include "SQLUtils.h"
 

@@ -39,7 +39,7 @@ const Row ROWS[] = {
     {"/", "", "", ""},
     {"", "", "", ""},
 
-    // A name without a separator is a perfectly good name, and yet no path.
+    // A name without a separator is a perfectly good name, but not a path.
     {"x.tar.gz", "", "", ""},
     {".", "", "", ""},
     // Nothing is normalised.
@@ -50,15 +50,15 @@ const Row ROWS[] = {
     {"/a/..", ".", "/a", "a"},
     {"~/b.app", "b", "~", ""},
     {"../b.app", "b", "..", ""},
-    // The extension mark counts in the last component only, and any extension goes.
+    // The extension mark counts only in the last component, and any extension will do.
     {"/a.b/", "", "/a.b", ""},
     {"/a/Name.APP", "Name", "/a", "a"},
     {"/a/Name.", "Name", "/a", "a"},
     {"/a/..b", ".", "/a", "a"},
-    // The search for the application's folder tells upper from lower case.
+    // The search for the application's folder is case-sensitive.
     {"/x/NAME/y/Name.app", "Name", "/x/NAME/y", "y"},
     {"/x/Name/y/Name.app", "Name", "/x/Name/y", "x"},
-    // It matches the name also where a longer component begins with it.
+    // It also matches the name at the beginning of a longer component.
     {"/x/Names/y/Name.app", "Name", "/x/Names/y", "x"},
     {"/X.app", "X", "", ""},
     {"//X.app", "X", "/", ""},

@@ -17,7 +17,7 @@ struct Outcome {
     std::string printed;
     // Whether the allocation that was to fail has been reached.
     bool allocationFailed;
-    // Whether std::bad_alloc left main. There is no status then.
+    // Whether std::bad_alloc escaped main. There is no status then.
     bool thrown;
 };
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-// The SQLite functions and the shell as the tests see them: linked in the place of the real ones,
-// they write down each call and answer as the test wants.
+// The SQLite functions and the shell as the tests see them: linked in place of the real ones, they
+// record each call and answer as the test wants.
 struct Recorder {
-    // What the functions answer, one call after the other; the last answer is repeated. By default
+    // What the functions answer, one call after another; the last answer is repeated. By default
     // everything succeeds. An open without memory gives no handle.
     using Answers = std::vector<int>;
     Answers open = {SQLITE_OK};

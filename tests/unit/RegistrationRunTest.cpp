@@ -11,7 +11,7 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-// What SQLite answers to one statement after the other.
+// What SQLite answers to one statement after another.
 Recorder Answers(const Scenario& first, const Scenario& second) {
     const auto join = [&](Recorder::Answers Recorder::*answers, bool firstAsks) {
         Recorder::Answers joined = second.answers.*answers;

@@ -73,7 +73,7 @@ TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
     EXPECT_EQ(recorder.statements, Calls{"%s%d%n"});
 }
 
-// The two statements of one product, as they stand in its file, one per line.
+// The two statements of one product, as they are in its file, one per line.
 struct Statements {
     std::string productInfo;
     std::string xManConfig;

@@ -6,7 +6,7 @@
 #include <vector>
 
 // One way that a statement can go, from the opening of the database to its closing: what SQLite
-// answers, and what then has to be called, printed and returned.
+// answers, and what must then be called, printed and returned.
 struct Scenario {
     std::string name;
     Recorder answers;

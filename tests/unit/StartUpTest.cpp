@@ -8,8 +8,8 @@
 #include <vector>
 
 // The C++ runtime registers the destruction of each object with static lifetime through this
-// function, right after the object is built. Defined here, it writes down the objects before it
-// hands them on, and so shows the order in which the tables come to be.
+// function, right after the object is built. Defined here, it records the objects before it hands
+// them on, and so shows the order in which the tables are built.
 
 namespace {
 

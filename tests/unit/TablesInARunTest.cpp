@@ -1,4 +1,4 @@
-// What becomes of the tables between the program's start and the end of a run.
+// What happens to the tables between the program's start and the end of a run.
 
 #include "Program.h"
 #include "Recorder.h"
@@ -16,7 +16,7 @@ std::vector<Table> Constants() {
             INDESIGNCC2020WIN64, INDESIGNCC2020MAC, STRINGTABLE};
 }
 
-// The tables as main finds them, and the index as it is filled.
+// The tables as main finds them, and the index once it is filled.
 struct Start : testing::Environment {
     void SetUp() override {
         index = productLine;
@@ -39,7 +39,7 @@ Words Registration(const std::string& name) {
     return {"Tamsel", "-r", "/Applications/" + name + ".app"};
 }
 
-// A run as from the program's start.
+// A run as if from the program's start.
 int RunAnew(const Words& words) {
     recorder = {};
     productLine.clear();
@@ -82,7 +82,7 @@ TEST(EveryOtherForm, FillsTheIndexUnlessThereIsNoArgument) {
     }
 }
 
-// Started by itself, where there is no database.
+// Started on its own, where there is no database.
 TEST(WithoutDatabase, LeavesTheIndexEmptyAndAsksForNothing) {
     std::vector<Words> forms = OTHER_FORMS;
     forms.push_back(Registration("Adobe InDesign 2020"));

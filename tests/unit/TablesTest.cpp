@@ -21,7 +21,7 @@ static_assert(EXMANDBPATH
               == std::string_view("/Library/Application Support/Adobe/Extension Manager "
                                   "CC/Configuration/DB/ExMan.db"));
 
-// Every value of the catalogue, written down once more, one by one: the records are composed from
+// Every value of the catalogue, written out once more, one by one: the records are composed from
 // what products have in common, and this is what must come out.
 
 struct Row {

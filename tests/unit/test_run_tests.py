@@ -2,7 +2,7 @@ from harness.machine import BUILD, MachineTest
 
 
 class RunTests(MachineTest):
-    """The tests of the program's main, in the sandbox since it opens the database."""
+    """The tests of the program's main, in the sandbox because it opens the database."""
 
     def run_tests(self, names):
         result = self.run_inside(BUILD / "tests" / "run_tests", "--gtest_filter=" + names)
