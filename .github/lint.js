@@ -1,4 +1,4 @@
-// Prints what a linter of workflows finds in a file, and fails where it finds anything. Its own
+// Prints what a linter of workflows finds in a file, and fails if it finds anything. Its own
 // command cannot be told what to leave out, and does not start with the node of Debian 12.
 //
 // usage: node .github/lint.js MODULE FILE

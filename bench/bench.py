@@ -19,13 +19,13 @@ HERE = pathlib.Path(__file__).resolve().parent
 SANDBOX = HERE.parent / "scripts" / "sandbox"
 
 # The most that Tamsel may need, as a share of the floor's user-space instructions: well above the 1.24
-# that were measured with SQLite 3.40, since both programs change with SQLite and the C library. What is
-# above 1 goes into the maps with their copies, and into the streams.
+# measured with SQLite 3.40, since both programs change with SQLite and the C library. What exceeds 1 goes
+# into the maps with their copies, and into the streams.
 MOST_INSTRUCTIONS = 1.3
 
 # The most instructions that verifying four registered applications may need, as a multiple of those of
-# `Tamsel -h`: well above the 3.39 that were measured with SQLite 3.40, since they change with it, and
-# below the 5.65 of statements that are compiled anew for each application.
+# `Tamsel -h`: well above the 3.39 measured with SQLite 3.40, since they change with it, and below the 5.65 of
+# compiling the statements anew for each application.
 MOST_FOR_VERIFYING = 4.5
 
 SIZES = [0, 1000, 100000, 1000000]
@@ -41,7 +41,7 @@ COUNTS = {
 
 
 def measure(script, build, parent, *arguments):
-    """What a script finds with a fresh library and without applications, in the folder parent."""
+    """What a script measures with a fresh library and without applications, in the folder parent."""
     with tempfile.TemporaryDirectory(prefix="tamsel-bench-", dir=parent) as folder:
         library, applications = pathlib.Path(folder, "Library"), pathlib.Path(folder, "Applications")
         library.mkdir()
@@ -77,14 +77,14 @@ def growth(times):
 
 
 def shares(parts, wholes):
-    """The median share of the parts in a run, by the number of rows."""
+    """The median share that the parts have in a run, by the number of rows."""
     return {size: statistics.median(sum(time["wall"] for time in part) / whole["wall"]
                                     for whole, *part in zip(results, *(times[size] for times in parts)))
             for size, results in wholes.items()}
 
 
 def deployments(measured):
-    """What deployments.py found. A dry run checks the database, a registration copies it before."""
+    """What deployments.py found. A dry run checks the database, a registration copies it first."""
     times = measured["growth"]
     return {
         "verifying": medians(measured["verifying"], "tamsel-deploy"),

@@ -6,9 +6,9 @@ usage: bench/deployments.py BUILD ROUNDS ROWS...
   ROUNDS  how often each run is timed; those on growing tables a tenth of that, at least five times
   ROWS    numbers of unrelated rows per table, for the growing tables
 
-Fills /Applications, which has to be empty. Writes one JSON object to standard output, and progress
-to standard error. Ends with status 1 and the reason when a run's lines, rows, file or backup are
-not those of what it is measured at.
+Fills /Applications, which must be empty. Writes one JSON object to standard output, and progress to
+standard error. Ends with status 1 and the reason when a run's lines, rows, file or backup are not
+those of what it is measured doing.
 """
 
 import pathlib
@@ -28,7 +28,7 @@ OWN = pathlib.Path("/Library/Application Support/Tamsel")
 
 
 class Programs:
-    """Both programs; each run is held against what it has to do."""
+    """Both programs; each run is compared with what it must do."""
 
     def __init__(self, build):
         self.tamsel = str(build / "Tamsel")
@@ -36,13 +36,13 @@ class Programs:
         self.file = (build / "Resources" / COPY.name).read_bytes()
 
     def deployed(self, state, *arguments):
-        """A run of tamsel-deploy that says this of the given applications, or else of all four."""
+        """A run of tamsel-deploy that says this about the given applications, or else about all four."""
         paths = [word for word in arguments if word in APPLICATIONS] or APPLICATIONS
         return timed([self.deploy, *arguments], "".join(f"{state}: {path}\n" for path in paths).encode(),
                      SCRATCH / "log")
 
     def require(self, registered):
-        """These applications are registered, no other one is, and the file is there if any is."""
+        """These applications are registered, no others are, and the file exists if any is."""
         for path, number in APPLICATIONS.items():
             rows = (EXPECTED / f"{file_name(path)}.rows").read_text() if path in registered else ""
             if product_rows(number) != rows:
@@ -51,7 +51,7 @@ class Programs:
             raise Refusal(f"another {COPY.name}")
 
     def left_alone(self, *run):
-        """A run that must not change the database, nor make or remove a file."""
+        """A run that must neither change the database nor make or remove a file."""
         def state():
             return [path.stat().st_mtime_ns for path in (DATABASE, DATABASE.parent, COPY.parent)]
 

@@ -50,7 +50,7 @@ INSERT INTO Tb_XManConfig SELECT 10000 + n / 14, 'key' || (n % 14), '/Applicatio
 
 
 class Refusal(Exception):
-    """A program did not do what it is measured at."""
+    """A program did not do what it is measured doing."""
 
 
 def commands(build):
@@ -90,7 +90,7 @@ def product_rows(number=NUMBER):
 
 def timed(command, expected=None, log=None):
     """Runs a command; its wall time and the processor time of its whole tree, in milliseconds.
-    What it writes has to be what is expected; a log is a file for what does not count of that."""
+    What it writes must be what is expected; what does not count goes to a log file."""
     expected = expected or (HELP if command[-1] == "-h" else OUTPUT)
     output = SCRATCH / "output"
     new = (os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600)
@@ -107,7 +107,7 @@ def timed(command, expected=None, log=None):
 
 
 def verify(programs):
-    """Holds what each program leaves, at its first run and at a repair, against a registration."""
+    """Compares what each program leaves, at its first run and at a repair, with a registration."""
     resource = pathlib.Path(programs["Tamsel"][0]).parent / "Resources" / COPY.name
     for name, command in programs.items():
         create_database(0)
@@ -123,8 +123,8 @@ def verify(programs):
 
 
 def rounds(what, number, runs):
-    """Times each of the runs once per round, in random order: a run is slower after one that
-    takes much of the processor's caches, and so each has to come after each."""
+    """Times each of the runs once per round, in random order: a run is slower after one that takes
+    up much of the processor's caches, so each must come after each of the others."""
     times = {name: [] for name in runs}
     chance = random.Random(0)
     for count in range(-3, number):
@@ -138,7 +138,7 @@ def rounds(what, number, runs):
 
 
 def output_of(*command, file=None, **environment):
-    """What a tool that watches a program says, on standard error or in a file."""
+    """What a tool that watches a program reports, on standard error or in a file."""
     finished = subprocess.run(command, env=dict(ENVIRONMENT, **environment), stderr=subprocess.PIPE,
                               stdout=subprocess.DEVNULL, check=True, text=True)
     return file.read_text() if file else finished.stderr
@@ -149,7 +149,7 @@ def number_in(pattern, text):
 
 
 def instructions(command):
-    """How many instructions a program needs, outside the kernel and without what it starts."""
+    """How many instructions a program needs, without the kernel and without what it starts."""
     return number_in(r"Collected : (\d+)", output_of(
         "valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command))
 
@@ -210,8 +210,8 @@ def measure(build, folder, number, *sizes):
 
 
 def hand_over(measure_all):
-    """Writes what the function measures, which gets the words of the command line, to standard output;
-    where it refuses, the program ends with the reason."""
+    """Writes to standard output what the function measures, which gets the words of the command
+    line; if it refuses, the program ends with the reason."""
     try:
         measured = measure_all(*sys.argv[1:])
     except Refusal as refusal:

@@ -1,4 +1,4 @@
-"""Packs a folder into an archive whose bytes depend on the files alone: not on the day, the folder,
+"""Packs a folder into an archive whose bytes depend only on the files: not on the day, the folder,
 the user or the order in which the folder is read.
 
 usage: python3 packaging/archive.py FOLDER ARCHIVE SECONDS

@@ -1,11 +1,11 @@
 #!/bin/sh
 # Sourced by scripts that use packages of the npm registry.
 
-# Whether the packages that package-lock.json in the first folder names are in the second one. The
-# copy of the list there says that their installation came to its end.
+# Whether the packages that package-lock.json in the first folder names are in the second. A copy of
+# the list there says that their installation finished.
 has_packages() { cmp -s "$1/package-lock.json" "$2/installed"; }
 
-# Installs them, where they are not.
+# Installs them if they are not.
 install_packages() {
     has_packages "$1" "$2" && return
     mkdir -p "$2"

@@ -1,10 +1,10 @@
-# Builds and installs Tamsel from a clone of its repository. Homebrew takes formulae from taps only:
+# Builds and installs Tamsel from a clone of its repository. Homebrew takes formulae only from taps:
 #
 #   brew tap-new --no-git local/tamsel
 #   cp packaging/homebrew/tamsel.rb "$(brew --repository local/tamsel)/Formula"
 #   HOMEBREW_TAMSEL_CLONE=$PWD brew install --HEAD local/tamsel/tamsel
 #
-# As soon as there is a release to name, its homepage, url and sha256 go between desc and head.
+# Once there is a release to name, its homepage, url and sha256 go between desc and head.
 class Tamsel < Formula
   desc "Register Adobe InDesign and InCopy with the Adobe Extension Manager CC"
   head "file://#{ENV.fetch("HOMEBREW_TAMSEL_CLONE", Dir.pwd)}", using: :git, branch: "main"
@@ -19,7 +19,7 @@ class Tamsel < Formula
   end
 
   test do
-    # Whether there is an Extension Manager or not, it is what the answer is about.
+    # With or without an Extension Manager, the answer is about it.
     assert_match "Extension Manager", shell_output("#{bin}/Tamsel -h || true")
     assert_match "tamsel-deploy", shell_output("#{bin}/tamsel-deploy --version")
   end

@@ -1,14 +1,14 @@
 # What toolchain.cmake leaves to the end of project(), which sets CMake's own options for the compiler.
 
-# Everything can be loaded anywhere on macOS, and no linker has to be told so.
+# On macOS everything can be loaded anywhere, and no linker needs to be told so.
 set(CMAKE_CXX_COMPILE_OPTIONS_PIE -fPIC)
 
-# The compiler brings a C++ library, which becomes part of the program. What the library of the oldest
-# macOS lacks is an error nevertheless, since the same sources are built on Macs, too.
+# The compiler brings a C++ library, which becomes part of the program. What the library of the
+# oldest macOS lacks is still an error, since the same sources are built on Macs, too.
 set(as_on_a_mac -U_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -Wunguarded-availability)
 add_compile_options(${as_on_a_mac})
 
-# Such a function, to see that this is so.
+# Such a function, to check that this is so.
 include(CheckCXXSourceCompiles)
 set(CMAKE_REQUIRED_FLAGS -std=c++17)
 set(CMAKE_REQUIRED_DEFINITIONS ${as_on_a_mac})

@@ -9,10 +9,10 @@ set(CMAKE_RANLIB llvm-ranlib-14)
 set(SQLite3_INCLUDE_DIR "${fetched}/include")
 set(SQLite3_LIBRARY "${CMAKE_CURRENT_LIST_DIR}/libsqlite3.tbd")
 
-# CMake would find the size out from a program, linked with an option that this linker does not know.
+# CMake would find out the size from a program linked with an option that this linker does not know.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_SIZEOF_VOID_P 8)
 
-# The names of the object files hold the folder, and the same sources are to give the same bytes.
+# The names of the object files contain the folder, and the same sources must give the same bytes.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -s)
 set(CMAKE_PROJECT_Tamsel_INCLUDE "${CMAKE_CURRENT_LIST_DIR}/options.cmake")
