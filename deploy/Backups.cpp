@@ -137,8 +137,7 @@ void CheckBackups(bool make) {
 std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
     for (const std::string& name : Names()) {
-        // Tried again at the end, since a run can put such a note in the place of another
-        // meanwhile.
+        // Again at the end, since meanwhile a run can put such a note in the place of another.
         for (const Why why :
              {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
             Backup backup{name, why, {}};

@@ -115,8 +115,7 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
 bool Inspection::CanDisplace() {
     return std::any_of(std::begin(TABLES), std::end(TABLES), [this](const Rows& rows) {
         const std::string table = "('" + std::string(rows.table) + "', 'installed')";
-        // A unique index without ProdID; or a primary key of one other column, which needs no
-        // index.
+        // A unique index without ProdID, or a primary key of one other column, which needs none.
         return memory.Value("SELECT COUNT(*) FROM pragma_index_list" + table
                             + " AS list WHERE \"unique\" AND NOT EXISTS"
                               " (SELECT 1 FROM pragma_index_info(list.name, 'installed')"

@@ -73,8 +73,7 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
             }
         }
     } catch (...) {
-        // Something could not be put back. The next run will do it, and leave alone what is
-        // settled.
+        // Something could not be put back. The next run does it, and leaves alone what is settled.
         for (std::size_t i = 0; i < waiting.size(); ++i) {
             backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, FINISHED);
         }

@@ -4,7 +4,7 @@ from harness.deploy import ALL_DONE, INDESIGN, NOT_REGISTERED, DeployTest
 
 
 class Verification(DeployTest):
-    """Every value that Tamsel writes is looked at."""
+    """Every value that Tamsel writes is checked."""
 
     def setUp(self):
         super().setUp()

@@ -1,7 +1,7 @@
 """A private machine for a test: an Extension Manager of its own, and programs run in its sandbox.
 
-Everything lies in a temporary folder that is removed after the test. Nothing here knows how the
-program works; expected output is written down in files or in the tests themselves.
+Everything is in a temporary folder that is removed after the test. Nothing here knows how the
+program works; expected output is written out in files or in the tests themselves.
 """
 
 import os

@@ -141,7 +141,7 @@ class PromiseTest(DeployTest):
     def backups_of(self, note):
         return [backup for backup in self.all_backups() if self.notes(backup)[0] == note]
 
-    # What has to be true
+    # What must be true
 
     def assert_nothing_left(self):
         """A run that finished has cleared away everything but its backups."""
@@ -180,7 +180,7 @@ class PromiseTest(DeployTest):
         self.assert_nothing_left()
 
     def assert_restores(self, state, *arguments):
-        """A restore that leads to a state; returns the name of the backup."""
+        """A restore that brings back a state; returns the name of the backup."""
         result = self.run_again("--restore", *arguments)
         self.assertEqual(result.status, ALL_DONE, result.err.decode())
         self.assertRegex(result.out, RESTORED)

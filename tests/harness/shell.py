@@ -7,7 +7,7 @@ from harness.machine import NO_SANDBOX, SANDBOX, Result
 
 
 class Shell:
-    """Runs commands in one sandbox, one after the other."""
+    """Runs commands in one sandbox, one after another."""
 
     def __init__(self, test, options):
         self.test = test

@@ -64,7 +64,7 @@ class Model(NamedTuple):
         return [] if whole else paths
 
     def base(self, shipped):
-        """Where the next registration begins: what is half done is taken back first."""
+        """Where the next registration begins: what is half done is rolled back first."""
         paths = self.half_done(shipped)
         if not paths or not self.now.is_sound():
             return self.now
@@ -73,8 +73,8 @@ class Model(NamedTuple):
         return State(frozenset(rows), self.now.mode, self.goal.file if is_ours else self.now.file)
 
     def is_explained(self, shipped):
-        """Whether everything that is half done comes from before or from Tamsel, so that rolling
-        back loses nothing."""
+        """Whether all that is there of what is half done comes from before or from Tamsel, so that
+        rolling back loses nothing."""
         if not self.half_done(shipped) or not self.now.is_sound():
             return False
         known = self.goal.rows | {row for path in self.half_done(shipped) for row in ours(path)}
