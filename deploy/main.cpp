@@ -20,6 +20,7 @@
 #include "Waiting.h"
 
 #include <fcntl.h>
+#include <new>
 #include <optional>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -238,14 +239,11 @@ void RunList(Report& report) {
 void Run(const Options& options, Report& report) {
     try {
         const Patience patience(options.wait);
-        switch (options.command) {
-        case Command::List:
+        if (options.command == Command::List) {
             RunList(report);
-            break;
-        case Command::Restore:
+        } else if (options.command == Command::Restore) {
             RunRestore(options, patience, report);
-            break;
-        default:
+        } else {
             RunForApplications(options, patience, report);
         }
     } catch (const std::exception& exception) {
@@ -275,6 +273,7 @@ int main(int argc, char* argv[]) {
     openlog("tamsel-deploy", LOG_PID, LOG_USER);
     Report report;
     std::string output;
+    bool isWritten = true;
     try {
         const Options options = ReadOptions(argc, argv);
         if (options.command == Command::Help) {
@@ -286,11 +285,12 @@ int main(int argc, char* argv[]) {
             output = options.json ? Json(report, options.command == Command::List)
                                   : Lines(report, options.command == Command::Restore);
         }
-    } catch (const std::exception& exception) {
-        const Failure failure = Refused(exception);
+    } catch (const Failure& failure) {
         report.Fail(failure.GetStatus(), failure.what());
+    } catch (const std::bad_alloc&) {
+        isWritten = false;
     }
-    if (!WriteOut(output)) {
+    if (!isWritten || !WriteOut(output)) {
         report.status = Status::NotWritten;
         Log("the result could not be written");
     }
