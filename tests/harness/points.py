@@ -69,8 +69,8 @@ class Points:
             with self.subTest(call=name, number=number, fault=fault):
                 self.check(result)
                 self.assert_way_on(snapshot.take(self.private_library))
-        # Now and then a run reads or waits one time less.
-        self.assertGreater(hit, len(points) * 0.95)
+        # Now and then a run reads or waits less often.
+        self.assertGreater(hit, len(points) * 0.9)
         self.print_figure(f"{hit} points tried, {len(self.judged)} different moments: {fault}")
 
     def kill_everywhere(self):

@@ -102,7 +102,4 @@ class Model(NamedTuple):
         state = state or self.goal
         if state is None:
             return NOT_RESTORED, [self]
-        if state.rows is None:
-            # What has come since the time without a database is left alone.
-            state = State(self.now.rows, self.now.mode, state.file)
         return ALL_DONE, [Model(state, self.goal)]
