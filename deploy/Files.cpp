@@ -11,6 +11,7 @@
 #include <ftw.h>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -96,8 +97,9 @@ bool AreSame(const std::string& one, const std::string& other) {
     }
     const struct stat status = StatusOf(one);
     const struct stat others = StatusOf(other);
-    return status.st_mode == others.st_mode && status.st_uid == others.st_uid
-           && status.st_gid == others.st_gid && ReadFile(one) == ReadFile(other);
+    return std::tie(status.st_mode, status.st_uid, status.st_gid)
+               == std::tie(others.st_mode, others.st_uid, others.st_gid)
+           && ReadFile(one) == ReadFile(other);
 }
 
 void WriteFile(const std::string& path, const std::string& content) {

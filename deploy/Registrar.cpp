@@ -67,11 +67,6 @@ void LogOutput(const std::string& output) {
     }
 }
 
-Failure NotPutBack(const Application& application, const std::string& why) {
-    return {Status::NotRestored,
-            application.path + ": " + application.reason + "; not put back: " + why};
-}
-
 } // namespace
 
 bool Registrar::HasRightFile() const {
@@ -96,11 +91,16 @@ void Registrar::Verify(Application& application) {
     }
 }
 
-bool Registrar::Judge(Application& application, const Backup& backup) {
+void Registrar::Judge(Application& application, const Backup& backup, Written& written) {
+    written = Written::Rows;
     const Outcome outcome = [this, &application] {
         const Staging staging;
         return Start(itsPackage.program, {STAGING + "/Tamsel", "-r", application.path});
     }();
+    if (HasLine(outcome.output, "InsertProductInfo false")
+        && HasLine(outcome.output, "InsertXManConfig false")) {
+        written = Written::NothingItSays;
+    }
     if (!IsWritten(outcome)) {
         LogOutput(outcome.output);
         application.Settle("failed",
@@ -112,32 +112,48 @@ bool Registrar::Judge(Application& application, const Backup& backup) {
     } else {
         Verify(application);
     }
-    return HasLine(outcome.output, "InsertProductInfo false")
-           && HasLine(outcome.output, "InsertXManConfig false");
 }
 
 void Registrar::VerifyAgain(Application& application, const Backup& backup) {
     Verify(application);
     if (!application.IsRegistered()) {
-        OrLog([] { RemoveFile(RESERVE); });
-        try {
-            PutBack(application, backup, false);
-        } catch (const std::exception& exception) {
-            throw NotPutBack(application, exception.what());
-        }
+        FileChange none;
+        Undo(application, backup, none, Written::Rows);
     }
 }
 
-void Registrar::PutBack(const Application& application, const Backup& backup, bool wroteNothing) {
+void Registrar::PutBack(const Application& application, const Backup& backup, Written written) {
+    if (written == Written::Nothing) {
+        return;
+    }
     try {
         PutBackRows(application.Number(), backup.Database(), itsPatience);
     } catch (const Failure&) {
         // Another program's lock is in the way. It was in Tamsel's way too, unless Tamsel has
         // written.
-        if (!wroteNothing) {
+        if (written == Written::Rows) {
             Log("waiting for a lock, to put back what was written");
             PutBackRows(application.Number(), backup.Database(), Patience(GRACE, false));
         }
+    }
+}
+
+void Registrar::Undo(const Application& application, const Backup& backup, FileChange& file,
+                     Written written) {
+    std::string trouble;
+    const auto attempt = [&trouble](const auto& action) {
+        try {
+            action();
+        } catch (const std::exception& exception) {
+            trouble = exception.what();
+        }
+    };
+    OrLog([] { RemoveFile(RESERVE); });
+    attempt([&] { file.TakeBack(); });
+    attempt([&] { PutBack(application, backup, written); });
+    if (!trouble.empty()) {
+        throw Failure(Status::NotRestored,
+                      application.path + ": " + application.reason + "; not put back: " + trouble);
     }
 }
 
@@ -157,12 +173,10 @@ void Registrar::Prepare(FileChange& file) const {
 
 void Registrar::Try(Application& application, const Backup& backup) {
     FileChange file;
-    bool wasStarted = false;
-    bool wroteNothing = false;
+    Written written = Written::Nothing;
     try {
         Prepare(file);
-        wasStarted = true;
-        wroteNothing = Judge(application, backup);
+        Judge(application, backup, written);
     } catch (const std::exception& exception) {
         const auto* failure = dynamic_cast<const Failure*>(&exception);
         application.Settle("failed",
@@ -171,25 +185,8 @@ void Registrar::Try(Application& application, const Backup& backup) {
     }
     if (application.IsRegistered()) {
         OrLog([&file] { file.Keep(); });
-        return;
-    }
-    std::string trouble;
-    const auto attempt = [&trouble](const auto& action) {
-        try {
-            action();
-        } catch (const std::exception& exception) {
-            trouble = exception.what();
-        }
-    };
-    OrLog([] { RemoveFile(RESERVE); });
-    attempt([&] { file.TakeBack(); });
-    attempt([&] {
-        if (wasStarted) {
-            PutBack(application, backup, wroteNothing);
-        }
-    });
-    if (!trouble.empty()) {
-        throw NotPutBack(application, trouble);
+    } else {
+        Undo(application, backup, file, written);
     }
 }
 

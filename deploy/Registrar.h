@@ -30,9 +30,16 @@ public:
 
 private:
     bool HasRightFile() const;
-    // Returns whether Tamsel said that it had written nothing.
-    bool Judge(Application& application, const Backup& backup);
-    void PutBack(const Application& application, const Backup& backup, bool wroteNothing);
+    // What Tamsel has written: nothing, since it was not started; nothing, as it says; or rows,
+    // perhaps.
+    enum class Written : unsigned char { Nothing, NothingItSays, Rows };
+
+    // Starts Tamsel and settles the application by what came of it.
+    void Judge(Application& application, const Backup& backup, Written& written);
+    void PutBack(const Application& application, const Backup& backup, Written written);
+    // Puts back the rows and the file. Throws a Failure with Status::NotRestored.
+    void Undo(const Application& application, const Backup& backup, FileChange& file,
+              Written written);
     // Puts the file in place, and reserves the room that putting back needs.
     void Prepare(FileChange& file) const;
     void Try(Application& application, const Backup& backup);
