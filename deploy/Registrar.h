@@ -29,11 +29,11 @@ public:
     void Register(Application& application, const Backup& backup);
 
 private:
-    bool HasRightFile() const;
     // What Tamsel has written: nothing, since it was not started; nothing, as it says; or rows,
     // perhaps.
     enum class Written : unsigned char { Nothing, NothingItSays, Rows };
 
+    bool HasRightFile() const;
     // Starts Tamsel and settles the application by what came of it.
     void Judge(Application& application, const Backup& backup, Written& written);
     void PutBack(const Application& application, const Backup& backup, Written written);

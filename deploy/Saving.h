@@ -4,6 +4,7 @@
 #include "Waiting.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Saves the present state before something is done, and returns the backup; if the newest backup
