@@ -118,10 +118,14 @@ class Rarely(DeployTest):
             while sqlite3 "{DATABASE}" 'SELECT * FROM Tb_XManConfig' >/dev/null 2>&1; do :; done
             exit 1
             """)
-        run = self.start(INDESIGN, "--wait", "0")
-        for line in run.stderr:
-            if b"waiting for a lock, to put back" in line:
-                break
+        self.need("strace")
+        run = self.start(INDESIGN, "--wait", "0", before=[
+            "strace", "-qq", "-e", "trace=?nanosleep,?clock_nanosleep", "-e", "signal=none"])
+        # It has said so, and then waited at least once.
+        for sign in (b"waiting for a lock, to put back", b"nanosleep("):
+            for line in run.stderr:
+                if sign in line:
+                    break
         (self.folder / "go").write_text("go\n")
         result = self.finish(run)
         self.assertEqual((result.out.decode(), result.status), (FAILED, NOT_REGISTERED))
