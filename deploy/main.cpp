@@ -86,6 +86,18 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
     OrLog(RemoveOld);
 }
 
+Inspection Inspect(Command command, const Patience& patience) {
+    try {
+        return {command == Command::Register ? READWRITE : READONLY, patience};
+    } catch (const DatabaseError& error) {
+        // Even to read a write-ahead log takes room on the disk.
+        if (error.Code() == SQLITE_IOERR && command != Command::Verify) {
+            RequireRoom();
+        }
+        throw;
+    }
+}
+
 // The applications that are not registered. What is already registered is left alone.
 std::vector<Application*> Unregistered(const Options& options, Registrar& registrar,
                                        Report& report) {
@@ -131,7 +143,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
     if (options.command != Command::Verify) {
         CheckFile();
     }
-    Inspection inspection(registers ? READWRITE : READONLY, patience);
+    Inspection inspection = Inspect(options.command, patience);
     if (registers) {
         RemoveLeftovers();
         LeadBack(inspection, package.file, patience);

@@ -130,6 +130,15 @@ class AfterTheApplications(RefusalTest):
         self.backups.mkdir(parents=True, mode=0o700)
         self.assert_both_refuse(NO_BACKUP, options=["--read-only", BACKUPS])
 
+    def test_no_room_at_all(self):
+        """Not even to read a write-ahead log."""
+        fill = 'cp -a "$0/." /Library/; cat /dev/zero >/Library/filled 2>&-; exec "$@"'
+        for journal in ("DELETE", "WAL"):
+            self.rows(f"PRAGMA journal_mode = {journal}")
+            self.assert_both_refuse(NO_BACKUP, "no backup could be made",
+                                    options=["--tmpfs", "1000000", "/Library"],
+                                    before=["sh", "-c", fill, self.private_library])
+
     def test_a_folder_of_backups_that_others_may_write(self):
         self.backups.mkdir(parents=True)
         for mode in (0o777, 0o770, 0o702, 0o1777):

@@ -30,8 +30,6 @@ class FullDisk:
 
 @slow
 class Registration(FullDisk, PromiseTest):
-    without_room = NO_BACKUP
-
     def check(self, result):
         self.assert_said(result)
         # Room to put back is reserved first.
@@ -39,13 +37,12 @@ class Registration(FullDisk, PromiseTest):
 
     def test_at_every_size(self):
         statuses = self.fill(*self.options, *self.paths)
-        self.assertEqual(statuses[0], self.without_room)
+        self.assertEqual(statuses[0], NO_BACKUP)
 
 
 @slow
 class RegistrationWithAWriteAheadLog(Registration):
     journal = "wal"
-    without_room = NOT_REGISTERED  # even looking at the database takes a page
 
 
 @slow
@@ -58,7 +55,6 @@ class Repair(Registration):
 @slow
 class RepairWithAWriteAheadLog(Repair):
     journal = "wal"
-    without_room = NOT_REGISTERED
 
 
 class Restore(FullDisk, RestoreTest):
