@@ -164,14 +164,16 @@ Failure Refused(const std::exception& exception) {
     if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
         return *failure;
     }
+    // Root might be able to do it.
+    const Status other = geteuid() == 0 ? Status::NotRegistered : Status::NotRoot;
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
     if (error == nullptr) {
-        return {Status::NotRegistered, exception.what()};
+        return {other, exception.what()};
     }
     const std::string why = std::string("the database cannot be read: ") + error->what();
-    constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR, SQLITE_READONLY};
+    constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR};
     if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
         return {Status::NotTheDatabase, why};
     }
-    return {geteuid() == 0 ? Status::NotRegistered : Status::NotRoot, why};
+    return {other, why};
 }

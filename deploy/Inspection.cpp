@@ -46,13 +46,13 @@ std::string Columns(const std::string& statement, const std::string& text,
 
 } // namespace
 
-Inspection::Inspection(std::string_view how, const Patience& patience)
+Inspection::Inspection(const std::string& path, std::string_view how, const Patience& patience)
     : memory(":memory:", INMEMORY, patience) {
     const ProductRecord& any = productLine.begin()->second;
     const std::string statements[] = {SQLUtils::ProductInfoStatement(any, ""),
                                       SQLUtils::XManConfigStatement(any, "")};
     memory.Execute(Creation(statements[0]) + Creation(statements[1]));
-    memory.Attach(DATABASE, how, "installed");
+    memory.Attach(path, how, "installed");
     if (how == READONLY) {
         memory.Execute("BEGIN");
     }

@@ -12,10 +12,11 @@
 // in an empty one in memory. productLine must have been filled.
 class Inspection {
 public:
-    // Opens the database as how says: READONLY, at one moment for all applications, or READWRITE,
-    // which first rolls back what a crashed program left. Throws a DatabaseError if it cannot be
-    // read, or if the tables or their columns are not those that Tamsel writes.
-    Inspection(std::string_view how, const Patience& patience);
+    // Opens the database, or a copy of it, as how says: READONLY, at one moment for all
+    // applications, or READWRITE, which first rolls back what a crashed program left. Throws a
+    // DatabaseError if it cannot be read, or if the tables or their columns are not those that
+    // Tamsel writes.
+    Inspection(const std::string& path, std::string_view how, const Patience& patience);
 
     // The keys of the application's rows that are missing or have a different value; "the product's
     // row" stands for the row without a key. Empty means registered.

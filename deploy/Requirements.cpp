@@ -88,13 +88,16 @@ void RequireDatabase(bool mustBeThere) {
 
 void RequireWritable(const Patience& patience) {
     Database database(DATABASE, READWRITE, patience);
-    // SQLite falls back to opening it for reading only.
+    // Nothing is read yet. SQLite falls back to opening it for reading only.
     if (sqlite3_db_readonly(database.Handle(), "main") != 0
         || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
+}
+
+void RequireUnlocked(const Patience& patience) {
     // Readers count, too: Tamsel would meet them at the end of its writing.
-    database.LockExclusively();
+    Database(DATABASE, READWRITE, patience).LockExclusively();
 }
 
 void RequireWritableFile() {

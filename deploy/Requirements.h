@@ -4,8 +4,8 @@
 
 #include <string>
 
-// What must hold before a run may do anything. No function changes anything; each throws a Failure
-// whose status says what does not hold.
+// What must hold before a run may do anything. Each function throws a Failure whose status says
+// what does not hold. None changes anything, unless stated otherwise.
 
 void RequireRoot();
 
@@ -24,9 +24,12 @@ void RequireNoManager(const Patience& patience);
 // its place.
 void RequireDatabase(bool mustBeThere);
 
-// The database can be written, and nobody has locked it. Also throws a DatabaseError if it cannot
-// be read.
+// The database can be written.
 void RequireWritable(const Patience& patience);
+
+// Nobody has locked the database. What a crashed program left is rolled back. Also throws a
+// DatabaseError if it cannot be read.
+void RequireUnlocked(const Patience& patience);
 
 // XManConfigV2.xml can be put in place.
 void RequireWritableFile();

@@ -9,6 +9,7 @@
 #include "Inspection.h"
 #include "Options.h"
 #include "Places.h"
+#include "RecoveredCopy.h"
 #include "Recovery.h"
 #include "Registrar.h"
 #include "Report.h"
@@ -20,6 +21,7 @@
 #include "Waiting.h"
 
 #include <fcntl.h>
+#include <memory>
 #include <new>
 #include <optional>
 #include <sys/stat.h>
@@ -86,9 +88,9 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
     OrLog(RemoveOld);
 }
 
-Inspection Inspect(Command command, const Patience& patience) {
+Inspection Inspect(const std::string& database, Command command, const Patience& patience) {
     try {
-        return {command == Command::Register ? READWRITE : READONLY, patience};
+        return {database, command == Command::Register ? READWRITE : READONLY, patience};
     } catch (const DatabaseError& error) {
         // Even to read a write-ahead log takes room on the disk.
         if (error.Code() == SQLITE_IOERR && command != Command::Verify) {
@@ -117,10 +119,11 @@ std::vector<Application*> Unregistered(const Options& options, Registrar& regist
     return waiting;
 }
 
-// Makes sure that what a registration does could be done.
-void Rehearse(const std::vector<Application*>& waiting, const Patience& patience) {
+// Makes sure that what a registration does could be done with the database, or its recovered copy.
+void Rehearse(const std::vector<Application*>& waiting, const std::string& database,
+              const Patience& patience) {
     RequireWritableFile();
-    RequireSound(DATABASE, READONLY, patience);
+    RequireSound(database, READONLY, patience);
     RequireRoom();
     for (Application* application : waiting) {
         application->Settle("would register");
@@ -143,7 +146,13 @@ void Work(const Options& options, const Package& package, const Patience& patien
     if (options.command != Command::Verify) {
         CheckFile();
     }
-    Inspection inspection = Inspect(options.command, patience);
+    const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded(patience);
+    if (copy && options.command == Command::DryRun) {
+        // A run would recover the database itself.
+        RequireWritable(patience);
+    }
+    const std::string& database = copy ? copy->Path() : DATABASE;
+    Inspection inspection = Inspect(database, options.command, patience);
     if (registers) {
         RemoveLeftovers();
         LeadBack(inspection, package.file, patience);
@@ -157,13 +166,16 @@ void Work(const Options& options, const Package& package, const Patience& patien
         inspection.End();
     }
     RequireWritable(patience);
+    if (!copy) {
+        RequireUnlocked(patience);
+    }
     if (IsInterrupted()) {
         throw Failure(Status::NotRegistered, "a signal has ended the run");
     }
     if (registers) {
         Register(waiting, registrar, inspection.CanDisplace(), patience, report);
     } else {
-        Rehearse(waiting, patience);
+        Rehearse(waiting, database, patience);
     }
 }
 

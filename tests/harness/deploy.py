@@ -13,7 +13,7 @@ import subprocess
 import tempfile
 import textwrap
 
-from harness.machine import BUILD, NO_SANDBOX, SANDBOX, Result, write_script
+from harness.machine import BUILD, MEMORY, NO_SANDBOX, ROOT, SANDBOX, Result, write_script
 from harness.package import PackageTest
 from harness.registration import INDESIGN, PRODUCTS
 
@@ -139,19 +139,19 @@ class DeployTest(PackageTest):
         fcntl.flock(file, fcntl.LOCK_EX)
         return file.close
 
-    def break_down(self):
-        """Leaves what a program leaves that crashes while writing the database."""
+    def break_down(self, half="UPDATE Tb_XManConfig SET KeyValue = 'half written'"):
+        """Leaves what a program leaves that crashes while writing the database, after this statement."""
         journal = self.database.parent / "ExMan.db-journal"
         connection = self.connect()
         connection.execute("PRAGMA synchronous = OFF")
         connection.execute("PRAGMA cache_size = 2")
         connection.execute("BEGIN")
-        connection.execute("UPDATE Tb_XManConfig SET KeyValue = 'half written'")
+        connection.execute(half)
         connection.execute("CREATE TABLE Half AS SELECT zeroblob(99999)")
         left = self.database.read_bytes(), journal.read_bytes()
         connection.execute("ROLLBACK")
         connection.close()
-        self.assertNotEqual(left[0][:self.database.stat().st_size], self.database.read_bytes())
+        self.assertFalse(left[0].startswith(self.database.read_bytes()))
         self.database.write_bytes(left[0])
         journal.write_bytes(left[1])
 
@@ -268,3 +268,28 @@ class DeployTest(PackageTest):
         self.assert_deploys([*arguments, INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
         new, = set(self.all_backups()) - set(before)
         return new
+
+
+class CopyTest(DeployTest):
+    """With a private /tmp, the place of the copies in which a database is recovered."""
+
+    place = MEMORY
+
+    @property
+    def temporary(self):
+        return self.folder / "tmp"
+
+    def inside_options(self, options=()):
+        self.temporary.mkdir(exist_ok=True)
+        ours = [word for path in (ROOT, BUILD) for word in ("--bind", path, path)]
+        return ["--bind", self.temporary, "/tmp", *ours, *super().inside_options(options)]
+
+    def copies(self):
+        return list(self.temporary.glob("tamsel-deploy.*"))
+
+    def assert_copies_removed(self, result):
+        """Only a run that is killed, or says so, leaves a copy behind."""
+        left = self.copies()
+        for copy in left:
+            shutil.rmtree(copy)
+        self.assertTrue(not left or result.status > 128 or b"left behind: " in result.err, result)

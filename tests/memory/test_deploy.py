@@ -1,7 +1,7 @@
 """tamsel-deploy when an allocation fails, and what valgrind says of it."""
 
 from harness import snapshot
-from harness.deploy import ALL_DONE, INCOPY, NOT_REGISTERED, OLD_FILE
+from harness.deploy import ALL_DONE, INCOPY, NOT_REGISTERED, OLD_FILE, CopyTest
 from harness.machine import BUILD, slow
 from harness.promises import ABORTED, REGISTERED, STATUSES, PromiseTest
 from harness.registration import INDESIGN
@@ -92,6 +92,18 @@ class Verification(Allocations, PromiseTest):
         self.fail_everywhere("--verify", INDESIGN)
 
 
+@slow
+class VerificationOfAHalfWrittenDatabase(CopyTest, Verification):
+    def setUp(self):
+        super().setUp()
+        self.break_down()
+        self.begin = snapshot.take(self.private_library)
+
+    def check(self, result):
+        super().check(result)
+        self.assert_copies_removed(result)
+
+
 class Valgrind(RestoreTest):
     """No ordinary run reads or frees what it must not, or leaves anything behind."""
 
@@ -112,6 +124,11 @@ class Valgrind(RestoreTest):
         self.assert_clean(["--list"], f"{name} before registering {INDESIGN}\n")
         self.assert_clean([INDESIGN, INCOPY], "registered: " + both)
         self.assert_clean(["--restore", name], f"restored: {name}\n")
+
+    def test_what_a_crash_left(self):
+        self.break_down()
+        self.assert_clean(["--dry-run", INDESIGN, INCOPY],
+                          f"registered: {INDESIGN}\nwould register: {INCOPY}\n")
 
 
 class ValgrindOverADamagedDatabase(RestoreTest):
