@@ -9,15 +9,15 @@
 
 namespace {
 
-// A table that Tamsel writes: what tells its rows apart, and what names one.
+// The rows that Tamsel writes into a table: what tells them apart, and what names one.
 struct Rows {
     const char* table;
     const char* key;
     const char* name;
 };
-constexpr Rows TABLES[] = {
-    {"Tb_ProductInfoV2", "e.ProdID = i.ProdID", "'the product''s row'"},
-    {"Tb_XManConfig", "e.ProdID = i.ProdID AND e.KeyName = i.KeyName", "e.KeyName"},
+constexpr Rows ROWS[] = {
+    {TABLES[0], "e.ProdID = i.ProdID", "'the product''s row'"},
+    {TABLES[1], "e.ProdID = i.ProdID AND e.KeyName = i.KeyName", "e.KeyName"},
 };
 
 // The statement that makes a table with exactly the columns that one of Tamsel's statements names:
@@ -57,19 +57,19 @@ Inspection::Inspection(const std::string& path, std::string_view how, const Pati
         memory.Execute("BEGIN");
     }
     for (std::size_t i = 0; i < 2; ++i) {
-        const std::string table = TABLES[i].table;
+        const std::string table = ROWS[i].table;
         // If the table allows several rows with the same key, each of them must match.
         unlike.push_back(std::make_unique<Statement>(
-            memory, std::string("SELECT ") + TABLES[i].name + " FROM main." + table
+            memory, std::string("SELECT ") + ROWS[i].name + " FROM main." + table
                         + " AS e WHERE (SELECT MIN(" + Columns(statements[i], "e.# IS i.#", " AND ")
-                        + ") FROM installed." + table + " AS i WHERE " + TABLES[i].key
+                        + ") FROM installed." + table + " AS i WHERE " + ROWS[i].key
                         + ") IS NOT 1"));
         asTexts.push_back(Columns(statements[i], "CAST(t.# AS TEXT)", ", "));
     }
 }
 
 void Inspection::Expect(const Application& application) {
-    for (const Rows& rows : TABLES) {
+    for (const Rows& rows : ROWS) {
         memory.Execute(std::string("DELETE FROM main.") + rows.table);
     }
     memory.Execute(SQLUtils::ProductInfoStatement(*application.record, application.Folder())
@@ -99,7 +99,7 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
     memory.Attach(backup.Database(), IMMUTABLE, "saved");
     bool explained = true;
     for (std::size_t i = 0; i < 2; ++i) {
-        const std::string table = TABLES[i].table;
+        const std::string table = ROWS[i].table;
         const std::string select = "SELECT " + asTexts[i] + " FROM ";
         const std::string where =
             table + " AS t WHERE t.ProdID = (SELECT ProdID FROM main." + table + ")";
@@ -113,7 +113,7 @@ bool Inspection::IsExplained(const Application& application, const Backup& backu
 }
 
 bool Inspection::CanDisplace() {
-    return std::any_of(std::begin(TABLES), std::end(TABLES), [this](const Rows& rows) {
+    return std::any_of(std::begin(ROWS), std::end(ROWS), [this](const Rows& rows) {
         const std::string table = "('" + std::string(rows.table) + "', 'installed')";
         // A unique index without ProdID, or a primary key of one other column, which needs none.
         return memory.Value("SELECT COUNT(*) FROM pragma_index_list" + table

@@ -14,6 +14,9 @@ inline const std::string DATABASENAME = DATABASE.substr(DATABASEFOLDER.size() + 
 inline const std::string FILENAME = "XManConfigV2.xml";
 inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
 
+// The tables of the database that Tamsel writes.
+inline constexpr const char* TABLES[] = {"Tb_ProductInfoV2", "Tb_XManConfig"};
+
 // tamsel-deploy's own places.
 inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
 inline const std::string LOCKFILE = OWNFOLDER + "/lock";

@@ -11,7 +11,6 @@
 namespace {
 
 const std::string PLACE = "_rowid_";
-constexpr const char* TABLES[] = {"Tb_ProductInfoV2", "Tb_XManConfig"};
 
 // One of the two tables, in the database (main) and in the backup (saved).
 class RowsOfProduct {

@@ -170,9 +170,9 @@ bool IsDatabase(const Patience& patience) {
 bool IsSound(const std::string& path, std::string_view how, const Patience& patience) {
     Database database(path, how, patience);
     return IsIntact(database)
-           && database.Value(
-                  "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name COLLATE NOCASE"
-                  " IN ('Tb_ProductInfoV2', 'Tb_XManConfig')")
+           && database.Value(std::string("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table'"
+                                         " AND name COLLATE NOCASE IN ('")
+                             + TABLES[0] + "', '" + TABLES[1] + "')")
                   == "2";
 }
 
