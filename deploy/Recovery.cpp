@@ -68,6 +68,7 @@ void LeadBack(Inspection& inspection, const std::string& shipped, const Patience
 }
 
 void RemoveLeftovers() {
+    FinishReplacement();
     RemoveUnfinished();
     RemoveUnfinishedRegistration();
     RemoveUnfinishedFiles();

@@ -9,9 +9,10 @@
 
 // Rolls back to its backup each registration that has not finished, unless all of it has arrived
 // after all. All of its applications are rolled back, so that the backup remains the state before
-// the first attempt. shipped is the XManConfigV2.xml that comes with Tamsel. What the other run
-// left must have been removed before. Throws a Failure with Status::NotRestored.
+// the first attempt. shipped is the XManConfigV2.xml that comes with Tamsel. RemoveLeftovers must
+// have been called before. Throws a Failure with Status::NotRestored.
 void LeadBack(Inspection& inspection, const std::string& shipped, const Patience& patience);
 
-// Removes what a killed run has left: the staging folder, the reserve, unfinished files.
+// Settles what a killed run has left: finishes a replacement of the database, and removes the
+// staging folder, the reserve and unfinished files. Throws std::system_error.
 void RemoveLeftovers();

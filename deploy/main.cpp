@@ -92,7 +92,7 @@ Inspection Inspect(const std::string& database, Command command, const Patience&
     try {
         return {database, command == Command::Register ? READWRITE : READONLY, patience};
     } catch (const DatabaseError& error) {
-        // Even to read a write-ahead log takes room on the disk.
+        // Even to read a write-ahead log takes room on the disk, usually the one of the backups.
         if (error.Code() == SQLITE_IOERR && command != Command::Verify) {
             RequireRoom();
         }
@@ -119,7 +119,8 @@ std::vector<Application*> Unregistered(const Options& options, Registrar& regist
     return waiting;
 }
 
-// Makes sure that what a registration does could be done with the database, or its recovered copy.
+// Makes sure that what a registration does could be done. database is the recovered copy, if there
+// is one.
 void Rehearse(const std::vector<Application*>& waiting, const std::string& database,
               const Patience& patience) {
     RequireWritableFile();
@@ -139,7 +140,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
     if (registers) {
         CheckBackups(true);
         lock.emplace(patience);
-        FinishReplacement();
+        RemoveLeftovers();
     } else if (options.command == Command::DryRun) {
         CheckBackups(false);
     }
@@ -148,13 +149,12 @@ void Work(const Options& options, const Package& package, const Patience& patien
     }
     const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded(patience);
     if (copy && options.command == Command::DryRun) {
-        // A run would recover the database itself.
+        // A run would have to write even if all is registered: it recovers the database itself.
         RequireWritable(patience);
     }
     const std::string& database = copy ? copy->Path() : DATABASE;
     Inspection inspection = Inspect(database, options.command, patience);
     if (registers) {
-        RemoveLeftovers();
         LeadBack(inspection, package.file, patience);
     }
     Registrar registrar(package, options, patience, inspection);
@@ -225,10 +225,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     CheckBackups(true);
     CheckFile();
     const RunLock lock(patience);
-    OrFail(Status::NotRestored, "not restored", [] {
-        FinishReplacement();
-        RemoveLeftovers();
-    });
+    OrFail(Status::NotRestored, "not restored", RemoveLeftovers);
     const Backup backup = FindBackup(options.words, patience);
     const Backup present = Save(Why::Restoring, {backup.name}, patience);
     report.backup = present.name;

@@ -108,7 +108,10 @@ class FilledMeanwhile(PromiseTest):
         self.assertEqual(len(self.backups_of(OPEN)), 1)
         self.assertNotEqual(self.present(), self.before)
         self.replace_tamsel("exit 1")
-        result = disk.run_on_a_disk(self, 2000, *self.command, *self.paths)
+        # Another program has used the database meanwhile, and removed the files of a write-ahead log.
+        self.rows("SELECT * FROM Tb_XManConfig")
+        pages = disk.used(snapshot.take(self.private_library))
+        result = disk.run_on_a_disk(self, pages, *self.command, *self.paths)
         self.assertNotEqual(result.status, NOT_RESTORED, result.err.decode())
         self.assertEqual(self.present(), self.before)
 
