@@ -7,8 +7,8 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <exception>
 #include <system_error>
+#include <unistd.h> // mkdtemp on macOS
 
 namespace {
 
@@ -33,40 +33,40 @@ bool MustBeRecovered(const Patience& patience) {
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder() : path("/tmp/tamsel-deploy.XXXXXX") {
-    if (mkdtemp(path.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "/tmp");
+RecoveredCopy::RecoveredCopy(const std::string& below) : folder(below + "/tamsel-deploy.XXXXXX") {
+    if (mkdtemp(folder.data()) == nullptr) {
+        throw std::system_error(errno, std::generic_category(), below);
     }
 }
 
-TemporaryFolder::~TemporaryFolder() {
-    OrLog([this] { RemoveFolder(path); });
-}
-
-std::unique_ptr<RecoveredCopy> RecoveredCopy::IfNeeded(const Patience& patience) {
-    if (!MustBeRecovered(patience)) {
-        return nullptr;
-    }
-    std::unique_ptr<RecoveredCopy> copy;
-    std::exception_ptr failure;
-    try {
-        copy = std::make_unique<RecoveredCopy>(patience);
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (!MustBeRecovered(patience)) {
-        // Meanwhile another program has recovered the database. The copy may hold some of both.
-        return nullptr;
-    }
-    if (failure != nullptr) {
-        std::rethrow_exception(failure);
-    }
-    return copy;
-}
-
-RecoveredCopy::RecoveredCopy(const Patience& patience) : path(folder.Path() + "/" + DATABASENAME) {
+RecoveredCopy::RecoveredCopy(const std::string& below, const Patience& patience)
+    : RecoveredCopy(below) {
     for (const std::string& side : {JOURNAL, std::string()}) {
-        WriteFile(path + side, ReadFile(DATABASE + side));
+        WriteFile(Path() + side, ReadFile(DATABASE + side));
     }
-    Database(path, READWRITE, patience).Execute(LOOK);
+    Database(Path(), READWRITE, patience).Execute(LOOK);
+}
+
+RecoveredCopy::~RecoveredCopy() {
+    OrLog([this] { RemoveFolder(folder); });
+}
+
+std::string RecoveredCopy::Path() const {
+    return folder + "/" + DATABASENAME;
+}
+
+std::unique_ptr<RecoveredCopy> RecoveredCopy::IfNeeded(const std::string& below,
+                                                       const Patience& patience) {
+    std::unique_ptr<RecoveredCopy> copy;
+    if (MustBeRecovered(patience)) {
+        try {
+            copy = std::make_unique<RecoveredCopy>(below, patience);
+        } catch (...) {
+            if (MustBeRecovered(patience)) {
+                throw;
+            }
+        }
+    }
+    // If another program has recovered the database meanwhile, the copy may hold some of both.
+    return copy && MustBeRecovered(patience) ? std::move(copy) : nullptr;
 }

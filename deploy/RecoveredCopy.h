@@ -5,36 +5,27 @@
 #include <memory>
 #include <string>
 
-// A folder of its own below /tmp that only this user can look into. It is removed, with all that is
-// in it, at the end of its scope.
-class TemporaryFolder {
-public:
-    // Throws std::system_error.
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-
-    const std::string& Path() const { return path; }
-
-private:
-    std::string path;
-};
-
 // A copy of the database in which what a crashed program left half written is rolled back: what
-// any program would find that opens the database for writing. It ends with its scope.
+// any program would find that opens the database for writing. It is in a folder of its own, which
+// only this user can look into, and is removed at the end of its scope.
 class RecoveredCopy {
 public:
-    // Makes the copy if a program has crashed; otherwise returns nothing. The database is only
-    // read. Throws std::system_error, a DatabaseError if it cannot be recovered, and a Failure with
-    // Status::DatabaseInUse.
-    static std::unique_ptr<RecoveredCopy> IfNeeded(const Patience& patience);
+    // Makes the copy, somewhere below a folder, if a program has crashed; otherwise returns
+    // nothing. The database is only read. Throws std::system_error, a DatabaseError if it cannot be
+    // recovered, and a Failure with Status::DatabaseInUse.
+    static std::unique_ptr<RecoveredCopy> IfNeeded(const std::string& below,
+                                                   const Patience& patience);
 
-    explicit RecoveredCopy(const Patience& patience);
+    RecoveredCopy(const std::string& below, const Patience& patience);
+    RecoveredCopy(const RecoveredCopy&) = delete;
+    RecoveredCopy& operator=(const RecoveredCopy&) = delete;
+    ~RecoveredCopy();
 
-    const std::string& Path() const { return path; }
+    std::string Path() const;
 
 private:
-    TemporaryFolder folder;
-    std::string path;
+    // Only makes the folder.
+    explicit RecoveredCopy(const std::string& below);
+
+    std::string folder;
 };

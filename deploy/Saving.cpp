@@ -4,6 +4,7 @@
 #include "Database.h"
 #include "Files.h"
 #include "Places.h"
+#include "RecoveredCopy.h"
 #include "Report.h"
 #include "Status.h"
 
@@ -14,9 +15,10 @@
 namespace {
 
 // Copies the database by means of SQLite, with all that is in its journal.
-void CopyDatabase(std::string_view how, const std::string& to, const Patience& patience) {
+void CopyDatabase(const std::string& from, std::string_view how, const std::string& to,
+                  const Patience& patience) {
     {
-        Database source(DATABASE, how, patience);
+        Database source(from, how, patience);
         Database copy(to, CREATED, patience);
         // The copy counts once it is whole and synced to disk, which comes later.
         copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
@@ -62,18 +64,11 @@ bool IsThere(Look look) {
 // change it. Returns whether it was saved as plain files.
 bool SaveAnything(const std::string& folder, const Patience& patience) {
     const std::string copy = folder + "/" + DATABASENAME;
-    const auto copyDatabase = [&] {
-        CopyDatabase(READONLY, copy, patience);
+    const bool isSaved = IsThere([&] {
+        const auto recovered = RecoveredCopy::IfNeeded(folder, patience);
+        CopyDatabase(recovered ? recovered->Path() : DATABASE, READONLY, copy, patience);
         return IsSound(copy, IMMUTABLE, patience);
-    };
-    // What a program left when it crashed while writing is rolled back, in the copy.
-    const auto recoverCopy = [&] {
-        CopyPlainFiles(folder);
-        const bool isSound = IsSound(copy, READWRITE, patience);
-        Sync(copy);
-        return isSound;
-    };
-    const bool isSaved = IsThere(copyDatabase) || IsThere(recoverCopy);
+    });
     if (!isSaved) {
         CopyPlainFiles(folder);
     }
@@ -82,7 +77,7 @@ bool SaveAnything(const std::string& folder, const Patience& patience) {
 
 void SaveSound(const std::string& folder, const Patience& patience) {
     const std::string copy = folder + "/" + DATABASENAME;
-    CopyDatabase(READWRITE, copy, patience);
+    CopyDatabase(DATABASE, READWRITE, copy, patience);
     RequireSound(copy, IMMUTABLE, patience);
 }
 

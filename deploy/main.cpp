@@ -147,12 +147,12 @@ void Work(const Options& options, const Package& package, const Patience& patien
     if (options.command != Command::Verify) {
         CheckFile();
     }
-    const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded(patience);
+    const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded("/tmp", patience);
     if (copy && options.command == Command::DryRun) {
         // A run would have to write even if all is registered: it recovers the database itself.
         RequireWritable(patience);
     }
-    const std::string& database = copy ? copy->Path() : DATABASE;
+    const std::string database = copy ? copy->Path() : DATABASE;
     Inspection inspection = Inspect(database, options.command, patience);
     if (registers) {
         LeadBack(inspection, package.file, patience);

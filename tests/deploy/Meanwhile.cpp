@@ -1,13 +1,30 @@
-// Loaded before the C library: before a temporary folder is made, the shell runs what the variable
-// MEANWHILE says.
+// Loaded before the C library: before the first call of the function that the variable BEFORE
+// names, the shell runs what the variable MEANWHILE says.
 
 #include <cstdlib>
 #include <dlfcn.h>
+#include <string>
+
+namespace {
+
+template <typename Function>
+Function Next(Function /*type*/, const std::string& name) {
+    const char* before = std::getenv("BEFORE");
+    if (before != nullptr && before == name) {
+        unsetenv("BEFORE");
+        if (std::system(std::getenv("MEANWHILE")) != 0) {
+            std::abort();
+        }
+    }
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name.c_str())); // NOLINT
+}
+
+} // namespace
 
 extern "C" char* mkdtemp(char* name) noexcept {
-    if (std::system(std::getenv("MEANWHILE")) != 0) {
-        std::abort();
-    }
-    using Function = char* (*)(char*);
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "mkdtemp"))(name); // NOLINT
+    return Next(&mkdtemp, "mkdtemp")(name);
+}
+
+extern "C" int fsync(int file) {
+    return Next(&fsync, "fsync")(file);
 }

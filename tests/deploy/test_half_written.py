@@ -1,10 +1,12 @@
 """A program crashed while writing the database, and a journal is left beside it. What changes
 nothing finds what a run would, and leaves that journal to others."""
 
-from harness.deploy import (ALL_DONE, DAMAGED, IN_USE, INCOPY, INDESIGN, NOT_REGISTERED, NOT_ROOT, CopyTest)
+from harness.deploy import (ALL_DONE, DAMAGED, IN_USE, INCOPY, INDESIGN, NOT_REGISTERED, NOT_ROOT,
+                            RESTORING, CopyTest)
 from harness.machine import BUILD, CONFIGURATION, DATABASE
 
 FAILED = f"failed: {INCOPY}\n"
+THEIRS = "UPDATE Tb_XManConfig SET KeyValue = 'theirs'"
 PRODUCTS = "UPDATE Tb_ProductInfoV2 SET ProdName = 'half written'"
 
 
@@ -75,16 +77,44 @@ class HalfWritten(CopyTest):
             self.assert_looks(arguments, NOT_REGISTERED, FAILED, "No space left on device",
                               options=["--tmpfs", "4096", "/tmp"])
 
+    def test_no_place_for_the_copy(self):
+        self.break_down()
+        self.temporary.chmod(0o555)
+        for arguments in (["--verify", INCOPY], ["--dry-run", INCOPY]):
+            self.assert_looks(arguments, NOT_REGISTERED, FAILED, "/tmp: Permission denied")
+
+    def meanwhile(self, before, sql):
+        """An environment in which another program does this before a function is called first."""
+        return {"LD_PRELOAD": BUILD / "tests" / "libmeanwhile.so", "BEFORE": before,
+                "MEANWHILE": f"sqlite3 '{DATABASE}' \"{sql}\" >/dev/null"}
+
     def test_another_program_recovers_it_meanwhile(self):
         for arguments, out in ((["--verify", INDESIGN], f"registered: {INDESIGN}\n"),
                                (["--dry-run", INCOPY], f"would register: {INCOPY}\n")):
+            for moment in ("mkdtemp", "fsync"):  # before the journal is copied, and after
+                self.break_down()
+                self.assert_deploys(arguments, ALL_DONE, out,
+                                    environment=self.meanwhile(moment, "SELECT * FROM Tb_XManConfig"))
+                self.assertFalse(self.journal.exists())
+                self.assertEqual(self.dump(), self.sound)
+                self.assertEqual(self.copies(), [])
+
+    def test_another_program_recovers_it_meanwhile_and_goes_on(self):
+        """The journal and the database that has changed since do not belong together."""
+        for moment in ("mkdtemp", "fsync"):
             self.break_down()
-            self.assert_deploys(arguments, ALL_DONE, out, environment={
-                "LD_PRELOAD": BUILD / "tests" / "libmeanwhile.so",
-                "MEANWHILE": f"test \"$(sqlite3 '{DATABASE}' 'PRAGMA integrity_check')\" = ok"})
-            self.assertFalse(self.journal.exists())
-            self.assertEqual(self.dump(), self.sound)
-            self.assertEqual(self.copies(), [])
+            self.assert_deploys(["--verify", INDESIGN], NOT_REGISTERED, f"not registered: {INDESIGN}\n",
+                                environment=self.meanwhile(moment, THEIRS))
+            self.deploy(INDESIGN)
+
+    def test_what_another_program_does_meanwhile_is_saved(self):
+        first, = self.all_backups()
+        self.break_down()
+        self.assert_deploys(["--restore"], ALL_DONE, f"restored: {first.name}\n",
+                            environment=self.meanwhile("mkdtemp", THEIRS))
+        second = self.all_backups()[-1]
+        self.assertEqual(self.note(second), (RESTORING, [first.name]))
+        self.assertEqual({row[-1] for row in self.dump(second / "ExMan.db")[1]["Tb_XManConfig"]}, {"theirs"})
 
     def test_a_program_that_is_still_at_work_has_not_crashed(self):
         self.hold("BEGIN IMMEDIATE; DELETE FROM Tb_XManConfig")
