@@ -132,8 +132,8 @@ void Rename(const std::string& from, const std::string& to) {
 }
 
 void RemoveFile(const std::string& path) {
-    if (unlink(path.c_str()) == -1 && errno != ENOENT) {
-        Checked(-1, path);
+    if (KindOf(path) != Kind::Nothing) {
+        Checked(unlink(path.c_str()), path);
     }
 }
 

@@ -105,14 +105,20 @@ void RequireWritableFile() {
            [] { return Checked(access(CONFIGURATION.c_str(), W_OK), CONFIGURATION); });
 }
 
-void RequireRoom() {
-    OrFail(Status::NoBackup, "no backup could be made", [] {
-        // The folder of the backups, or the nearest one above it that exists.
+std::string RequirePlace() {
+    return OrFail(Status::NoBackup, "no backup could be made", [] {
         std::string folder = BACKUPS;
         while (KindOf(folder) == Kind::Nothing) {
             folder = GetParentDirectory(folder);
         }
         Checked(access((folder + "/.").c_str(), W_OK), folder);
+        return folder;
+    });
+}
+
+void RequireRoom() {
+    const std::string folder = RequirePlace();
+    OrFail(Status::NoBackup, "no backup could be made", [&folder] {
         struct statvfs disk {};
         Checked(statvfs(folder.c_str(), &disk), folder);
         constexpr std::uintmax_t BESIDES = 4U << 20U;

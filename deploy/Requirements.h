@@ -34,5 +34,9 @@ void RequireUnlocked(const Patience& patience);
 // XManConfigV2.xml can be put in place.
 void RequireWritableFile();
 
-// There is room for a backup.
+// The folder of the backups can be written, or made. Returns it, or the nearest one above it that
+// exists.
+std::string RequirePlace();
+
+// The same, and there is room for a backup.
 void RequireRoom();

@@ -143,6 +143,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
         RemoveLeftovers();
     } else if (options.command == Command::DryRun) {
         CheckBackups(false);
+        RequirePlace();
     }
     if (options.command != Command::Verify) {
         CheckFile();

@@ -2,7 +2,7 @@ import shutil
 
 from harness.deploy import (ALL_DONE, ANOTHER_RUN, BACKUPS, DAMAGED, INCOMPLETE, IN_USE, INCOPY, INDESIGN,
                             NO_APPLICATION, NO_BACKUP, NO_DATABASE, NO_FILE, NOT_REGISTERED, NOT_RESTORED,
-                            NOT_ROOT, RUNNING, DeployTest)
+                            NOT_ROOT, OWN, RUNNING, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
 MANAGER = "Adobe Extension Manager CC.app/Contents/MacOS/Adobe Extension Manager CC"
@@ -205,6 +205,19 @@ class AfterTheApplications(RefusalTest):
         self.database.parent.chmod(0o555)
         self.addCleanup(self.database.parent.chmod, 0o755)
         self.assert_both_refuse(NOT_REGISTERED)
+
+    def test_nothing_to_do_where_nothing_may_be_written(self):
+        self.deploy_once()
+        for path in (DATABASE, CONFIGURATION):
+            for arguments in (["--dry-run"], []):
+                self.assert_refuses(arguments, ALL_DONE, out=f"registered: {INDESIGN}\n",
+                                    options=["--read-only", path])
+
+    def test_nothing_to_do_and_no_place_for_a_backup(self):
+        self.deploy_once()
+        self.assert_both_refuse(NO_BACKUP, options=["--read-only", OWN])
+        shutil.rmtree(self.backups)
+        self.assert_both_refuse(NO_BACKUP, options=["--read-only", OWN])
 
     def test_a_folder_of_the_file_that_may_not_be_written(self):
         self.configuration.chmod(0o555)
