@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -164,16 +165,17 @@ Failure Refused(const std::exception& exception) {
     if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
         return *failure;
     }
-    // Root might be able to do it.
-    const Status other = geteuid() == 0 ? Status::NotRegistered : Status::NotRoot;
+    const Status byUser = geteuid() == 0 ? Status::NotRegistered : Status::NotRoot;
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
     if (error == nullptr) {
-        return {other, exception.what()};
+        const auto* system = dynamic_cast<const std::system_error*>(&exception);
+        const bool isDenied = system != nullptr && system->code() == std::errc::permission_denied;
+        return {isDenied ? byUser : Status::NotRegistered, exception.what()};
     }
     const std::string why = std::string("the database cannot be read: ") + error->what();
     constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR};
     if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
         return {Status::NotTheDatabase, why};
     }
-    return {other, why};
+    return {byUser, why};
 }

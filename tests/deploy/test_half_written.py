@@ -73,9 +73,10 @@ class HalfWritten(CopyTest):
 
     def test_no_room_for_the_copy(self):
         self.break_down()
-        for arguments in (["--verify", INCOPY], ["--dry-run", INCOPY]):
-            self.assert_looks(arguments, NOT_REGISTERED, FAILED, "No space left on device",
-                              options=["--tmpfs", "4096", "/tmp"])
+        full = ["--tmpfs", "4096", "/tmp"]
+        for arguments, options in ((["--verify", INCOPY], full), (["--dry-run", INCOPY], full),
+                                   (["--verify", INCOPY], [*full, "--user", "501"])):
+            self.assert_looks(arguments, NOT_REGISTERED, FAILED, "No space left on device", options=options)
 
     def test_no_place_for_the_copy(self):
         self.break_down()
