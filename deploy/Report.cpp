@@ -112,10 +112,10 @@ bool WriteOut(const std::string& text) {
     return close(STDOUT_FILENO) == 0;
 }
 
-std::string Lines(const Report& report, bool isRestore) {
+std::string Lines(const Report& report) {
     std::string lines;
-    if (isRestore && report.status == Status::Done) {
-        lines = "restored: " + report.backup + "\n";
+    if (!report.restored.empty()) {
+        lines = "restored: " + report.restored + "\n";
     }
     for (const Backup& backup : report.backups) {
         lines += backup.name + " " + Escaped(backup.Reason()) + "\n";
@@ -138,7 +138,7 @@ std::string Json(const Report& report, bool isList) {
     };
     return R"({"status":)" + std::to_string(static_cast<int>(report.status)) + R"(,"version":")"
            + TAMSEL_VERSION + R"(","reason":)" + QuotedOrNull(report.reason) + R"(,"backup":)"
-           + QuotedOrNull(report.backup) + R"(,"applications":)"
-           + List(report.applications, application)
+           + QuotedOrNull(report.restored.empty() ? report.backup : report.restored)
+           + R"(,"applications":)" + List(report.applications, application)
            + (isList ? R"(,"backups":)" + List(report.backups, backup) : "") + "}\n";
 }

@@ -13,8 +13,9 @@ struct Report {
     Status status = Status::Done;
     // What the log said of the last failure, or empty.
     std::string reason;
-    // The name of the backup that the run made, or that was restored, or empty.
+    // The names of the backup that the run made and of the one that it restored, or empty.
     std::string backup;
+    std::string restored;
     std::vector<Application> applications;
     // With --list, the backups, the oldest first.
     std::vector<Backup> backups;
@@ -44,7 +45,7 @@ std::string Escaped(const std::string& text);
 bool WriteOut(const std::string& text);
 
 // The result as lines.
-std::string Lines(const Report& report, bool isRestore);
+std::string Lines(const Report& report);
 
 // The result as one line of JSON, with the backups if they were asked for.
 std::string Json(const Report& report, bool isList);

@@ -47,9 +47,7 @@ void FailIfNotRegistered(const Application& application, Report& report) {
     }
 }
 
-// Registers these applications. canDisplace tells whether one product's rows can displace
-// another's.
-void Register(const std::vector<Application*>& waiting, Registrar& registrar, bool canDisplace,
+void Register(const std::vector<Application*>& waiting, Registrar& registrar,
               const Patience& patience, Report& report) {
     std::vector<std::string> paths;
     paths.reserve(waiting.size());
@@ -69,8 +67,8 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
             FailIfNotRegistered(*application, report);
         }
         for (Application* application : waiting) {
-            // If rows can displace each other, later ones may have taken the place of these.
-            if (canDisplace && application->IsRegistered()) {
+            // Later rows may have taken the place of these.
+            if (application->IsRegistered()) {
                 registrar.VerifyAgain(*application, backup);
                 FailIfNotRegistered(*application, report);
             }
@@ -174,7 +172,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
         throw Failure(Status::NotRegistered, "a signal has ended the run");
     }
     if (registers) {
-        Register(waiting, registrar, inspection.CanDisplace(), patience, report);
+        Register(waiting, registrar, patience, report);
     } else {
         Rehearse(waiting, database, patience);
     }
@@ -198,20 +196,8 @@ void RunForApplications(const Options& options, const Patience& patience, Report
             isAnyLeft = true;
         }
     }
-    if (!isAnyLeft) {
-        return;
-    }
-    try {
+    if (isAnyLeft) {
         Work(options, package, patience, report);
-    } catch (const std::exception& exception) {
-        const Failure failure = Refused(exception);
-        report.Fail(failure.GetStatus(), failure.what());
-        // Every application gets its line all the same.
-        for (Application& application : report.applications) {
-            if (application.state.empty()) {
-                application.Settle("failed", failure.GetStatus(), failure.what());
-            }
-        }
     }
 }
 
@@ -237,7 +223,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
     std::string name = backup.name;
     Restore(backup, present, patience);
     // Nothing from here on may turn it into a failure.
-    report.backup.swap(name);
+    report.restored.swap(name);
     // Whatever registration was begun, its state is gone.
     OrLog([] {
         for (const Backup& begun : AllBackups()) {
@@ -271,9 +257,12 @@ void Run(const Options& options, Report& report) {
     } catch (const std::exception& exception) {
         const Failure failure = Refused(exception);
         report.Fail(failure.GetStatus(), failure.what());
-    }
-    if (report.status != Status::Done && !report.backup.empty()) {
-        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
+        // Every application gets its line all the same.
+        for (Application& application : report.applications) {
+            if (application.state.empty()) {
+                application.Settle("failed", failure.GetStatus(), failure.what());
+            }
+        }
     }
 }
 
@@ -304,8 +293,7 @@ int main(int argc, char* argv[]) {
             output = "tamsel-deploy " TAMSEL_VERSION "\n";
         } else {
             Run(options, report);
-            output = options.json ? Json(report, options.command == Command::List)
-                                  : Lines(report, options.command == Command::Restore);
+            output = options.json ? Json(report, options.command == Command::List) : Lines(report);
         }
     } catch (const Failure& failure) {
         report.Fail(failure.GetStatus(), failure.what());
@@ -315,6 +303,9 @@ int main(int argc, char* argv[]) {
     if (!isWritten || !WriteOut(output)) {
         report.status = Status::NotWritten;
         Log("the result could not be written");
+    }
+    if (report.status != Status::Done && !report.backup.empty()) {
+        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
     }
     ReleaseSignals();
     return static_cast<int>(report.status);

@@ -25,15 +25,20 @@ class Output(ReportTest):
 
     def assert_not_written(self, *arguments, **how):
         with self.subTest(arguments):
-            self.assert_deploys(arguments, NOT_WRITTEN, **how)
+            return self.assert_deploys(arguments, NOT_WRITTEN, **how)
+
+    def assert_shows_the_way_back(self, *arguments, **how):
+        """The newest backup holds the state before."""
+        result = self.assert_not_written(*arguments, **how)
+        self.assertTrue(result.err.decode().endswith(back(self.all_backups()[-1].name)))
 
     def test_a_full_device(self):
         full = shell(">/dev/full")
         self.assert_not_written("--dry-run", before=full)
-        self.assert_not_written(INDESIGN, before=full)
+        self.assert_shows_the_way_back(INDESIGN, before=full)
         self.assert_verified(REGISTERED)
         self.assert_not_written("--list", before=full)
-        self.assert_not_written("--restore", before=full)
+        self.assert_shows_the_way_back("--restore", before=full)
         self.assert_verified(f"not registered: {INDESIGN}\n", NOT_REGISTERED)
         for arguments in (["--verify"], ["--json"], ["--json", "--list"], ["--json", "--verify"]):
             self.assert_not_written(*arguments, before=full)
