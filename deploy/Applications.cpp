@@ -53,6 +53,12 @@ bool IsBundle(const std::string& path) {
            && S_ISREG(status.st_mode);
 }
 
+// The record of the product that is at a path, or nullptr.
+const ProductRecord* RecordOf(const std::string& path) {
+    const auto entry = productLine.find(GetFileName(path));
+    return entry == productLine.end() ? nullptr : &entry->second;
+}
+
 Application ApplicationAt(const std::string& given) {
     Application application;
     application.path = given;
@@ -67,11 +73,10 @@ Application ApplicationAt(const std::string& given) {
         refuse("not found");
     } else if (!IsBundle(path)) {
         refuse("not an application bundle");
-    } else if (const auto entry = productLine.find(GetFileName(path)); entry == productLine.end()) {
+    } else if (application.record = RecordOf(path); application.record == nullptr) {
         refuse("not supported");
     } else {
         application.path = path;
-        application.record = &entry->second;
     }
     return application;
 }
@@ -118,7 +123,6 @@ std::vector<Application> InstalledApplications() {
 Application ApplicationOnceAt(const std::string& path) {
     Application application;
     application.path = path;
-    const auto entry = productLine.find(GetFileName(path));
-    application.record = entry == productLine.end() ? nullptr : &entry->second;
+    application.record = RecordOf(path);
     return application;
 }

@@ -2,7 +2,6 @@
 
 #include "Files.h"
 #include "Places.h"
-#include "Status.h"
 
 #include <unistd.h>
 
@@ -17,14 +16,6 @@ void PutInPlace(const std::string& path, const struct stat& like) {
 }
 
 } // namespace
-
-void CheckFile() {
-    const Kind kind = OrFail(Status::NoFile, "XManConfigV2.xml cannot be looked at",
-                             [] { return KindOf(INSTALLEDFILE); });
-    if (kind != Kind::Nothing && kind != Kind::File) {
-        throw Failure(Status::NoFile, INSTALLEDFILE + " is not a plain file");
-    }
-}
 
 bool HasFile() {
     return KindOf(INSTALLEDFILE) == Kind::File;

@@ -6,9 +6,6 @@
 // rename, and the previous file stays at hand under another name until the change is kept.
 // Functions throw std::system_error.
 
-// Throws a Failure with Status::NoFile if something else is in its place, such as a link.
-void CheckFile();
-
 // Whether there is one.
 bool HasFile();
 

@@ -161,6 +161,29 @@ bool YieldSame(Statement& one, Statement& other) {
     return !other.Next();
 }
 
+bool HoldSame(Database& one, Database& other) {
+    const auto isSame = [&](const std::string& query) {
+        Statement rows(one, query);
+        Statement others(other, query);
+        return YieldSame(rows, others);
+    };
+    for (const char* query :
+         {"PRAGMA user_version", "PRAGMA application_id",
+          "SELECT type, name, tbl_name, sql FROM sqlite_master ORDER BY type, name"}) {
+        if (!isSame(query)) {
+            return false;
+        }
+    }
+    Statement tables(one, "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' FROM sqlite_master"
+                          " WHERE type = 'table'");
+    while (tables.Next()) {
+        if (!isSame("SELECT * FROM " + tables.Text(0))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 Failure Refused(const std::exception& exception) {
     if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
         return *failure;

@@ -45,7 +45,8 @@ public:
     // Lets this connection see another database, too, under a name.
     void Attach(const std::string& path, std::string_view how, const std::string& name);
     // Keeps everybody else out of the database until this connection is closed. Nothing is written,
-    // not even what waits in a write-ahead log, whose readers are left alone.
+    // not even what waits in a write-ahead log, whose readers are left alone; only what a crashed
+    // program left is rolled back.
     void LockExclusively();
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
@@ -96,5 +97,8 @@ private:
 // Whether two statements yield the same rows in the same order.
 bool YieldSame(Statement& one, Statement& other);
 
-// What an error of any kind means for a run that it ends before anything is written.
+// Whether two databases hold the same rows in the same tables.
+bool HoldSame(Database& one, Database& other);
+
+// What an error of any kind means for a run that it ends.
 Failure Refused(const std::exception& exception);

@@ -70,14 +70,9 @@ void Take(Options& options, int letter) {
 
 // How many words may follow a command.
 std::size_t MostWords(Command command) {
-    switch (command) {
-    case Command::Register:
-    case Command::DryRun:
-    case Command::Verify:
-        return SIZE_MAX;
-    default:
-        return command == Command::Restore ? 1 : 0;
-    }
+    const bool isForApplications =
+        command == Command::Register || command == Command::DryRun || command == Command::Verify;
+    return isForApplications ? SIZE_MAX : command == Command::Restore ? 1 : 0;
 }
 
 } // namespace

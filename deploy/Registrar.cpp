@@ -180,11 +180,10 @@ void Registrar::Try(Application& application, const Backup& backup) {
     try {
         Prepare(file);
         Judge(application, backup, written);
+    } catch (const Failure& failure) {
+        application.Settle("failed", failure.GetStatus(), failure.what());
     } catch (const std::exception& exception) {
-        const auto* failure = dynamic_cast<const Failure*>(&exception);
-        application.Settle("failed",
-                           failure == nullptr ? Status::NotRegistered : failure->GetStatus(),
-                           exception.what());
+        application.Settle("failed", Status::NotRegistered, exception.what());
     }
     if (application.IsRegistered()) {
         OrLog([&file] { file.Keep(); });

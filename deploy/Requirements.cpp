@@ -29,6 +29,15 @@ std::string OwnPath() {
     return Resolved(path);
 }
 
+// Whether there is a plain file. Anything else in its place is a failure, with the second status.
+bool IsPlainFile(const std::string& path, Status unknown, Status another) {
+    const Kind kind = OrFail(unknown, "it cannot be looked at", [&path] { return KindOf(path); });
+    if (kind != Kind::Nothing && kind != Kind::File) {
+        throw Failure(another, path + " is not a plain file");
+    }
+    return kind == Kind::File;
+}
+
 } // namespace
 
 void RequireRoot() {
@@ -75,20 +84,20 @@ void RequireNoManager(const Patience& patience) {
 }
 
 void RequireDatabase(bool mustBeThere) {
-    const Kind kind = OrFail(Status::NotRoot, "the database cannot be looked at",
-                             [] { return KindOf(DATABASE); });
-    if (kind == Kind::Nothing && mustBeThere) {
+    if (!IsPlainFile(DATABASE, Status::NotRoot, Status::NotTheDatabase) && mustBeThere) {
         throw Failure(Status::NoDatabase,
                       "there is no database " + DATABASE + "; is the Extension Manager installed?");
     }
-    if (kind != Kind::Nothing && kind != Kind::File) {
-        throw Failure(Status::NotTheDatabase, DATABASE + " is not a plain file");
-    }
+}
+
+void RequirePlainFile() {
+    IsPlainFile(INSTALLEDFILE, Status::NoFile, Status::NoFile);
 }
 
 void RequireWritable(const Patience& patience) {
     Database database(DATABASE, READWRITE, patience);
-    // Nothing is read yet. SQLite falls back to opening it for reading only.
+    // Opening reads nothing, so nothing is rolled back. What SQLite may not write, it opens for
+    // reading only.
     if (sqlite3_db_readonly(database.Handle(), "main") != 0
         || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");

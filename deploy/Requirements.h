@@ -24,12 +24,15 @@ void RequireNoManager(const Patience& patience);
 // its place.
 void RequireDatabase(bool mustBeThere);
 
-// The database can be written.
+// The database and its folder can be written.
 void RequireWritable(const Patience& patience);
 
 // Nobody has locked the database. What a crashed program left is rolled back. Also throws a
 // DatabaseError if it cannot be read.
 void RequireUnlocked(const Patience& patience);
+
+// If there is an XManConfigV2.xml, it is a plain file, not a link for example.
+void RequirePlainFile();
 
 // XManConfigV2.xml can be put in place.
 void RequireWritableFile();

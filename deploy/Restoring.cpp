@@ -1,6 +1,5 @@
 #include "Restoring.h"
 
-#include "Comparison.h"
 #include "ConfigurationFile.h"
 #include "Database.h"
 #include "Files.h"

@@ -1,6 +1,5 @@
 #include "Saving.h"
 
-#include "Comparison.h"
 #include "Database.h"
 #include "Files.h"
 #include "Places.h"
@@ -87,6 +86,33 @@ void WriteNote(const Backup& backup, const std::string& note) {
         text += line + "\n";
     }
     WriteFile(note, text);
+}
+
+bool IsSameDatabase(const std::string& one, const std::string& other, const Patience& patience) {
+    if (KindOf(one) != Kind::File || KindOf(other) != Kind::File) {
+        return false;
+    }
+    try {
+        Database first(one, IMMUTABLE, patience);
+        Database second(other, IMMUTABLE, patience);
+        return HoldSame(first, second);
+    } catch (const DatabaseError&) {
+        return false;
+    }
+}
+
+// Whether two backups, given by their folders, hold the same: the same rows in the same tables,
+// whatever the bytes of the databases are, the same plain files, the same XManConfigV2.xml.
+bool IsSameState(const std::string& one, const std::string& other, const Patience& patience) {
+    const std::string first = one + "/" + DATABASENAME;
+    const std::string second = other + "/" + DATABASENAME;
+    for (const std::string side : SIDEFILES) {
+        if (!AreSame(first + side, second + side)) {
+            return false;
+        }
+    }
+    return AreSame(one + "/" + FILENAME, other + "/" + FILENAME)
+           && (IsSameDatabase(first, second, patience) || AreSame(first, second));
 }
 
 // Uses the newest backup once more, for what is wanted now.

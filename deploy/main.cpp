@@ -3,7 +3,6 @@
 
 #include "Applications.h"
 #include "Backups.h"
-#include "ConfigurationFile.h"
 #include "Database.h"
 #include "Files.h"
 #include "Inspection.h"
@@ -144,7 +143,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
         RequirePlace();
     }
     if (options.command != Command::Verify) {
-        CheckFile();
+        RequirePlainFile();
     }
     const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded("/tmp", patience);
     if (copy && options.command == Command::DryRun) {
@@ -210,7 +209,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
         throw Failure(Status::NotRestored, "there is no backup");
     }
     CheckBackups(true);
-    CheckFile();
+    RequirePlainFile();
     const RunLock lock(patience);
     OrFail(Status::NotRestored, "not restored", RemoveLeftovers);
     const Backup backup = FindBackup(options.words, patience);
