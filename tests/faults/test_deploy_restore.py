@@ -1,10 +1,10 @@
 """Each system call of a restore and of --verify fails once, and they are killed before each."""
 
 from harness import snapshot
-from harness.deploy import ALL_DONE, NOT_REGISTERED, CopyTest
+from harness.deploy import ALL_DONE, NOT_REGISTERED
 from harness.machine import slow
 from harness.points import FailingCalls, Points
-from harness.promises import REGISTERED, STATUSES, PromiseTest
+from harness.promises import REGISTERED, STATUSES, HalfWritten, PromiseTest
 from harness.registration import INDESIGN
 from harness.restores import RestoreTest
 
@@ -107,14 +107,5 @@ class VerificationOfWhatIsNotRegistered(Verification):
     registered = False
 
 
-class VerificationOfAHalfWrittenDatabase(CopyTest, Verification):
-    """It is recovered in a copy."""
-
-    def setUp(self):
-        super().setUp()
-        self.break_down()
-        self.begin = snapshot.take(self.private_library)
-
-    def check(self, result):
-        super().check(result)
-        self.assert_copies_removed(result)
+class VerificationOfAHalfWrittenDatabase(HalfWritten, Verification):
+    pass

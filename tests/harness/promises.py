@@ -4,10 +4,11 @@ import fcntl
 import os
 import re
 import shlex
+import shutil
 import sqlite3
 
 from harness import snapshot
-from harness.deploy import (ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OPEN, DeployTest)
+from harness.deploy import (ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OPEN, CopyTest, DeployTest)
 from harness.faults import ELSEWHERE
 from harness.machine import MEMORY, expected
 from harness.registration import INDESIGN, PRODUCTS, file_name
@@ -249,3 +250,20 @@ class PromiseTest(DeployTest):
 
     def put(self, moment):
         snapshot.put(self.private_library, moment)
+
+
+class HalfWritten(CopyTest):
+    """Before a PromiseTest: its database is half written, so that it is recovered in a copy."""
+
+    def setUp(self):
+        super().setUp()
+        self.break_down()
+        self.begin = snapshot.take(self.private_library)
+
+    def check(self, result):
+        """Only a run that is killed, or says so, leaves a copy behind."""
+        super().check(result)
+        left = self.copies()
+        for copy in left:
+            shutil.rmtree(copy)
+        self.assertTrue(not left or result.status > 128 or b"left behind: " in result.err, result)
