@@ -115,9 +115,6 @@ void Registrar::Judge(Application& application, const Backup& backup, Written& w
 }
 
 void Registrar::VerifyAgain(Application& application, const Backup& backup) {
-    if (!itsInspection.CanDisplace()) {
-        return;
-    }
     Verify(application);
     if (!application.IsRegistered()) {
         FileChange none;

@@ -20,8 +20,7 @@ public:
     // Settles an application by what is in the database and in the configuration folder.
     void Verify(Application& application);
 
-    // The same once more, if one product's rows can displace another's. If it is no longer
-    // registered, its rows become those of the backup.
+    // The same once more. If it is no longer registered, its rows become those of the backup.
     void VerifyAgain(Application& application, const Backup& backup);
 
     // Registers the application, or leaves its rows and XManConfigV2.xml as they were, and settles

@@ -46,7 +46,9 @@ void FailIfNotRegistered(const Application& application, Report& report) {
     }
 }
 
-void Register(const std::vector<Application*>& waiting, Registrar& registrar,
+// Registers these applications. canDisplace tells whether one product's rows can displace
+// another's.
+void Register(const std::vector<Application*>& waiting, Registrar& registrar, bool canDisplace,
               const Patience& patience, Report& report) {
     std::vector<std::string> paths;
     paths.reserve(waiting.size());
@@ -66,8 +68,8 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar,
             FailIfNotRegistered(*application, report);
         }
         for (Application* application : waiting) {
-            // Later rows may have taken the place of these.
-            if (application->IsRegistered()) {
+            // If rows can displace each other, later ones may have taken the place of these.
+            if (canDisplace && application->IsRegistered()) {
                 registrar.VerifyAgain(*application, backup);
                 FailIfNotRegistered(*application, report);
             }
@@ -171,7 +173,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
         throw Failure(Status::NotRegistered, "a signal has ended the run");
     }
     if (registers) {
-        Register(waiting, registrar, patience, report);
+        Register(waiting, registrar, inspection.CanDisplace(), patience, report);
     } else {
         Rehearse(waiting, database, patience);
     }
