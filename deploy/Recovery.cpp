@@ -2,6 +2,7 @@
 
 #include "Backups.h"
 #include "ConfigurationFile.h"
+#include "Database.h"
 #include "PutBack.h"
 #include "Registrar.h"
 #include "Report.h"
@@ -10,6 +11,7 @@
 #include "Status.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -19,11 +21,32 @@ std::vector<Application> BegunAfter(const Backup& backup) {
     std::vector<Application> applications;
     for (const std::string& path : backup.what) {
         Application application = ApplicationOnceAt(path);
-        if (path.front() != FINISHED && application.record != nullptr) {
+        if (backup.why == Why::Registering && path.front() != FINISHED
+            && application.record != nullptr) {
             applications.push_back(application);
         }
     }
     return applications;
+}
+
+// Whether all of their registration has arrived after all.
+bool HaveArrived(const std::vector<Application>& applications, Inspection& inspection) {
+    return std::all_of(applications.begin(), applications.end(),
+                       [&inspection](const Application& application) {
+                           return inspection.Missing(application).empty() && HasFile();
+                       });
+}
+
+std::string NotPutBack(const Backup& backup) {
+    return "what a run left half done could not be put back; to bring back all that was before:"
+           " sudo tamsel-deploy --restore "
+           + backup.name;
+}
+
+void RequireSaved(const Backup& backup, const Patience& patience) {
+    if (!IsSound(backup.Database(), IMMUTABLE, patience)) {
+        throw std::runtime_error(backup.Folder() + " is damaged");
+    }
 }
 
 // Makes the applications' rows, and XManConfigV2.xml, what they are in the backup.
@@ -42,29 +65,39 @@ void PutBack(const std::vector<Application>& applications, const Backup& backup,
 
 void LeadBack(Inspection& inspection, const std::string& shipped, const Patience& patience) {
     for (const Backup& backup : AllBackups()) {
-        if (backup.why != Why::Registering) {
-            continue;
-        }
         const std::vector<Application> begun = BegunAfter(backup);
-        const auto isComplete = [&inspection](const Application& application) {
-            return inspection.Missing(application).empty() && HasFile();
-        };
-        const auto isExplained = [&](const Application& application) {
-            return inspection.IsExplained(application, backup);
-        };
-        if (!std::all_of(begun.begin(), begun.end(), isComplete)) {
-            if (!std::all_of(begun.begin(), begun.end(), isExplained)) {
-                Log("saved to " + Save(Why::Restoring, {backup.name}, patience).Folder());
-            }
-            OrFail(Status::NotRestored,
-                   "what a run left half done could not be put back; to bring back all that was"
-                   " before: sudo tamsel-deploy --restore "
-                       + backup.name,
-                   [&] { PutBack(begun, backup, shipped, patience); });
+        if (!HaveArrived(begun, inspection)) {
+            OrFail(Status::NotRestored, NotPutBack(backup), [&] {
+                RequireSaved(backup, patience);
+                const auto isExplained = [&](const Application& application) {
+                    return inspection.IsExplained(application, backup);
+                };
+                if (!std::all_of(begun.begin(), begun.end(), isExplained)) {
+                    Log("saved to " + Save(Why::Restoring, {backup.name}, patience).Folder());
+                }
+                PutBack(begun, backup, shipped, patience);
+            });
             Log("led back to " + backup.name + " what a run left half done");
         }
         End(backup);
     }
+}
+
+std::vector<Application> LedBack(Inspection& inspection, const Patience& patience) {
+    std::vector<Application> applications;
+    for (const Backup& backup : AllBackups()) {
+        const std::vector<Application> begun = BegunAfter(backup);
+        if (!HaveArrived(begun, inspection)) {
+            applications.insert(applications.end(), begun.begin(), begun.end());
+            OrFail(Status::NotRestored, NotPutBack(backup), [&] {
+                RequireSaved(backup, patience);
+                if (!IsWritable(patience)) {
+                    throw std::runtime_error("the database, or its folder, cannot be written");
+                }
+            });
+        }
+    }
+    return applications;
 }
 
 void RemoveLeftovers() {

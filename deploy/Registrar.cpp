@@ -15,10 +15,6 @@ namespace {
 
 const std::string RESERVE = DATABASEFOLDER + "/.tamsel-reserve";
 
-// Room on the disk for what putting back needs: the pages of a few rows in SQLite's journal, which
-// can have 64 KiB each.
-constexpr std::size_t ROOM = 1U << 20U;
-
 // How long putting back waits for a lock, whatever the run was told.
 constexpr std::chrono::seconds GRACE{10};
 
@@ -166,7 +162,7 @@ void Registrar::Prepare(FileChange& file) const {
     });
     OrFail(Status::NoBackup, "there is no room to put back what fails", [] {
         if (KindOf(RESERVE) == Kind::Nothing) {
-            WriteFile(RESERVE, std::string(ROOM, '\0'));
+            WriteFile(RESERVE, std::string(RESERVED, '\0'));
         }
     });
 }

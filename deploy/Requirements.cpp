@@ -4,9 +4,11 @@
 #include "Files.h"
 #include "Places.h"
 #include "Processes.h"
+#include "Registrar.h"
 #include "Status.h"
 
 #include <cstdint>
+#include <stdexcept>
 #include <sys/statvfs.h>
 #include <unistd.h>
 #ifdef __APPLE__
@@ -36,6 +38,14 @@ bool IsPlainFile(const std::string& path, Status unknown, Status another) {
         throw Failure(another, path + " is not a plain file");
     }
     return kind == Kind::File;
+}
+
+void RequireFree(const std::string& folder, std::uintmax_t bytes) {
+    struct statvfs disk {};
+    Checked(statvfs(folder.c_str(), &disk), folder);
+    if (std::uintmax_t{disk.f_bavail} * disk.f_frsize < bytes) {
+        throw std::runtime_error("no room in " + folder);
+    }
 }
 
 } // namespace
@@ -94,12 +104,16 @@ void RequirePlainFile() {
     IsPlainFile(INSTALLEDFILE, Status::NoFile, Status::NoFile);
 }
 
-void RequireWritable(const Patience& patience) {
-    Database database(DATABASE, READWRITE, patience);
+bool IsWritable(const Patience& patience) {
     // Opening reads nothing, so nothing is rolled back. What SQLite may not write, it opens for
     // reading only.
-    if (sqlite3_db_readonly(database.Handle(), "main") != 0
-        || access(DATABASEFOLDER.c_str(), W_OK) == -1) {
+    Database database(DATABASE, READWRITE, patience);
+    return sqlite3_db_readonly(database.Handle(), "main") == 0
+           && access(DATABASEFOLDER.c_str(), W_OK) == 0;
+}
+
+void RequireWritable(const Patience& patience) {
+    if (!IsWritable(patience)) {
         throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
     }
 }
@@ -110,8 +124,11 @@ void RequireUnlocked(const Patience& patience) {
 }
 
 void RequireWritableFile() {
-    OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place",
-           [] { return Checked(access(CONFIGURATION.c_str(), W_OK), CONFIGURATION); });
+    OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [] {
+        for (const std::string& path : {CONFIGURATION, INSTALLEDFILE}) {
+            Checked(KindOf(path) == Kind::Nothing ? 0 : access(path.c_str(), W_OK), path);
+        }
+    });
 }
 
 std::string RequirePlace() {
@@ -121,6 +138,9 @@ std::string RequirePlace() {
             folder = GetParentDirectory(folder);
         }
         Checked(access((folder + "/.").c_str(), W_OK), folder);
+        if (KindOf(LOCKFILE) != Kind::Nothing && KindOf(LOCKFILE) != Kind::File) {
+            throw std::runtime_error(LOCKFILE + " is not a plain file");
+        }
         return folder;
     });
 }
@@ -128,8 +148,6 @@ std::string RequirePlace() {
 void RequireRoom() {
     const std::string folder = RequirePlace();
     OrFail(Status::NoBackup, "no backup could be made", [&folder] {
-        struct statvfs disk {};
-        Checked(statvfs(folder.c_str(), &disk), folder);
         constexpr std::uintmax_t BESIDES = 4U << 20U;
         std::uintmax_t needed = BESIDES;
         for (const std::string& path : {DATABASE, DATABASE + "-wal", INSTALLEDFILE}) {
@@ -137,8 +155,7 @@ void RequireRoom() {
                           ? static_cast<std::uintmax_t>(StatusOf(path).st_size)
                           : 0;
         }
-        if (std::uintmax_t{disk.f_bavail} * disk.f_frsize < needed) {
-            throw Failure(Status::NoBackup, "no backup could be made: no room in " + folder);
-        }
+        RequireFree(folder, needed);
+        RequireFree(DATABASEFOLDER, RESERVED);
     });
 }

@@ -24,7 +24,10 @@ void RequireNoManager(const Patience& patience);
 // its place.
 void RequireDatabase(bool mustBeThere);
 
-// The database and its folder can be written.
+// Whether the database and its folder can be written.
+bool IsWritable(const Patience& patience);
+
+// They can be.
 void RequireWritable(const Patience& patience);
 
 // Nobody has locked the database. What a crashed program left is rolled back. Also throws a
@@ -41,5 +44,5 @@ void RequireWritableFile();
 // exists.
 std::string RequirePlace();
 
-// The same, and there is room for a backup.
+// The same, and there is room for a backup, and for what is reserved beside the database.
 void RequireRoom();

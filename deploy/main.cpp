@@ -19,6 +19,7 @@
 #include "Status.h"
 #include "Waiting.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <memory>
 #include <new>
@@ -99,18 +100,24 @@ Inspection Inspect(const std::string& database, Command command, const Patience&
     }
 }
 
-// The applications that are not registered. What is already registered is left alone.
-std::vector<Application*> Unregistered(const Options& options, Registrar& registrar,
-                                       Report& report) {
+// The applications that are not registered, or would not be once others are led back. What is
+// already registered is left alone.
+std::vector<Application*> Unregistered(const Options& options,
+                                       const std::vector<Application>& ledBack,
+                                       Registrar& registrar, Report& report) {
     std::vector<Application*> waiting;
     for (Application& application : report.applications) {
         if (application.record == nullptr) {
             continue;
         }
+        const auto isSame = [&application](const Application& other) {
+            return other.record == application.record;
+        };
         registrar.Verify(application);
         if (options.command == Command::Verify) {
             FailIfNotRegistered(application, report);
-        } else if (!application.IsRegistered()) {
+        } else if (!application.IsRegistered()
+                   || std::any_of(ledBack.begin(), ledBack.end(), isSame)) {
             application.Settle("");
             waiting.push_back(&application);
         }
@@ -122,9 +129,9 @@ std::vector<Application*> Unregistered(const Options& options, Registrar& regist
 // is one.
 void Rehearse(const std::vector<Application*>& waiting, const std::string& database,
               const Patience& patience) {
-    RequireWritableFile();
-    RequireSound(database, READONLY, patience);
     RequireRoom();
+    RequireSound(database, READONLY, patience);
+    RequireWritableFile();
     for (Application* application : waiting) {
         application->Settle("would register");
     }
@@ -154,11 +161,14 @@ void Work(const Options& options, const Package& package, const Patience& patien
     }
     const std::string database = copy ? copy->Path() : DATABASE;
     Inspection inspection = Inspect(database, options.command, patience);
+    std::vector<Application> ledBack;
     if (registers) {
         LeadBack(inspection, package.file, patience);
+    } else if (options.command == Command::DryRun) {
+        ledBack = LedBack(inspection, patience);
     }
     Registrar registrar(package, options, patience, inspection);
-    const std::vector<Application*> waiting = Unregistered(options, registrar, report);
+    const std::vector<Application*> waiting = Unregistered(options, ledBack, registrar, report);
     if (waiting.empty()) {
         return;
     }
@@ -301,12 +311,16 @@ int main(int argc, char* argv[]) {
     } catch (const std::bad_alloc&) {
         isWritten = false;
     }
-    if (!isWritten || !WriteOut(output)) {
-        report.status = Status::NotWritten;
-        Log("the result could not be written");
-    }
-    if (report.status != Status::Done && !report.backup.empty()) {
-        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
+    try {
+        if (!isWritten || !WriteOut(output)) {
+            report.status = Status::NotWritten;
+            Log("the result could not be written");
+        }
+        if (report.status != Status::Done && !report.backup.empty()) {
+            Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
+        }
+    } catch (const std::bad_alloc&) {
+        // The status says it all the same.
     }
     ReleaseSignals();
     return static_cast<int>(report.status);

@@ -121,10 +121,7 @@ class AfterTheApplications(RefusalTest):
 
     def test_a_folder_of_our_own_that_is_none(self):
         self.own.write_text("in the way")
-        before = self.state()
-        for arguments in ([], ["--dry-run"]):
-            self.assertIn(self.deploy(*arguments, "--wait", "0").status, (NO_BACKUP, ANOTHER_RUN))
-        self.assertEqual(self.state(), before)
+        self.assert_both_refuse(NO_BACKUP)
 
     def test_a_folder_of_backups_that_cannot_be_written(self):
         self.backups.mkdir(parents=True, mode=0o700)
@@ -224,8 +221,7 @@ class AfterTheApplications(RefusalTest):
         self.addCleanup(self.configuration.chmod, 0o755)
         for arguments in ([INDESIGN], ["--dry-run", INDESIGN]):
             before = self.installed()
-            result = self.deploy(*arguments)
-            self.assertIn((result.out.decode(), result.status), [(FAILED, NO_FILE), (FAILED, NOT_REGISTERED)])
+            self.assert_deploys(arguments, NO_FILE, FAILED)
             self.assertEqual(self.installed(), before)
 
     def test_the_first_failure_gives_the_status(self):
