@@ -188,17 +188,19 @@ Failure Refused(const std::exception& exception) {
     if (const auto* failure = dynamic_cast<const Failure*>(&exception)) {
         return *failure;
     }
-    const Status byUser = geteuid() == 0 ? Status::NotRegistered : Status::NotRoot;
+    const Status denied = geteuid() == 0 ? Status::NotRegistered : Status::NotRoot;
+    if (const auto* system = dynamic_cast<const std::system_error*>(&exception)) {
+        const bool isDenied = system->code() == std::errc::permission_denied;
+        return {isDenied ? denied : Status::NotRegistered, system->what()};
+    }
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
     if (error == nullptr) {
-        const auto* system = dynamic_cast<const std::system_error*>(&exception);
-        const bool isDenied = system != nullptr && system->code() == std::errc::permission_denied;
-        return {isDenied ? byUser : Status::NotRegistered, exception.what()};
+        return {Status::NotRegistered, exception.what()};
     }
     const std::string why = std::string("the database cannot be read: ") + error->what();
     constexpr int DAMAGED[] = {SQLITE_NOTADB, SQLITE_CORRUPT, SQLITE_ERROR};
     if (std::find(std::begin(DAMAGED), std::end(DAMAGED), error->Code()) != std::end(DAMAGED)) {
         return {Status::NotTheDatabase, why};
     }
-    return {byUser, why};
+    return {denied, why};
 }

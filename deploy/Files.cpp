@@ -132,6 +132,7 @@ void Rename(const std::string& from, const std::string& to) {
 }
 
 void RemoveFile(const std::string& path) {
+    // On a read-only disk, even removing nothing would fail.
     if (KindOf(path) != Kind::Nothing) {
         Checked(unlink(path.c_str()), path);
     }

@@ -62,6 +62,7 @@ std::unique_ptr<RecoveredCopy> RecoveredCopy::IfNeeded(const std::string& below,
         try {
             copy = std::make_unique<RecoveredCopy>(below, patience);
         } catch (...) {
+            // Perhaps only another program was quicker.
             if (MustBeRecovered(patience)) {
                 throw;
             }

@@ -16,6 +16,7 @@ public:
     static std::unique_ptr<RecoveredCopy> IfNeeded(const std::string& below,
                                                    const Patience& patience);
 
+    // Makes the copy whether a program has crashed or not.
     RecoveredCopy(const std::string& below, const Patience& patience);
     RecoveredCopy(const RecoveredCopy&) = delete;
     RecoveredCopy& operator=(const RecoveredCopy&) = delete;
@@ -24,7 +25,7 @@ public:
     std::string Path() const;
 
 private:
-    // Only makes the folder.
+    // Only makes the folder, which the destructor then removes whatever fails.
     explicit RecoveredCopy(const std::string& below);
 
     std::string folder;

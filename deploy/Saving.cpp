@@ -44,8 +44,8 @@ bool IsIntact(Database& database) {
     return database.Value("PRAGMA integrity_check") == "ok";
 }
 
-// Whether a look finds a sound database. One that must be recovered first, or that is not a
-// database, does not count; a disk that is full or broken throws.
+// Whether a look finds a sound database. What is not a database, or cannot be recovered, does not
+// count; a disk that is full or broken throws.
 template <typename Look>
 bool IsThere(Look look) {
     try {
@@ -190,11 +190,14 @@ bool IsDatabase(const Patience& patience) {
 
 bool IsSound(const std::string& path, std::string_view how, const Patience& patience) {
     Database database(path, how, patience);
-    return IsIntact(database)
-           && database.Value(std::string("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table'"
-                                         " AND name COLLATE NOCASE IN ('")
-                             + TABLES[0] + "', '" + TABLES[1] + "')")
-                  == "2";
+    const auto isThere = [&database](const char* name) {
+        return Statement(database,
+                         "SELECT 1 FROM sqlite_master WHERE type = 'table'"
+                         " AND name = ? COLLATE NOCASE",
+                         name)
+            .Next();
+    };
+    return IsIntact(database) && std::all_of(std::begin(TABLES), std::end(TABLES), isThere);
 }
 
 void RequireSound(const std::string& path, std::string_view how, const Patience& patience) {

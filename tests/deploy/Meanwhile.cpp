@@ -8,7 +8,7 @@
 namespace {
 
 template <typename Function>
-Function Next(Function /*type*/, const std::string& name) {
+Function* Next(const std::string& name) {
     const char* before = std::getenv("BEFORE");
     if (before != nullptr && before == name) {
         unsetenv("BEFORE");
@@ -16,15 +16,15 @@ Function Next(Function /*type*/, const std::string& name) {
             std::abort();
         }
     }
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name.c_str())); // NOLINT
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name.c_str())); // NOLINT
 }
 
 } // namespace
 
 extern "C" char* mkdtemp(char* name) noexcept {
-    return Next(&mkdtemp, "mkdtemp")(name);
+    return Next<char*(char*)>("mkdtemp")(name);
 }
 
 extern "C" int fsync(int file) {
-    return Next(&fsync, "fsync")(file);
+    return Next<int(int)>("fsync")(file);
 }
