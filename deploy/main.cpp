@@ -311,16 +311,12 @@ int main(int argc, char* argv[]) {
     } catch (const std::bad_alloc&) {
         isWritten = false;
     }
-    try {
-        if (!isWritten || !WriteOut(output)) {
-            report.status = Status::NotWritten;
-            Log("the result could not be written");
-        }
-        if (report.status != Status::Done && !report.backup.empty()) {
-            Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
-        }
-    } catch (const std::bad_alloc&) {
-        // The status says it all the same.
+    if (!isWritten || !WriteOut(output)) {
+        report.status = Status::NotWritten;
+        Log("the result could not be written");
+    }
+    if (report.status != Status::Done && !report.backup.empty()) {
+        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
     }
     ReleaseSignals();
     return static_cast<int>(report.status);
