@@ -4,23 +4,30 @@
 #include "Files.h"
 #include "Places.h"
 #include "Report.h"
+#include "Restoring.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <system_error>
 #include <unistd.h> // mkdtemp on macOS
 
 namespace {
 
-const std::string JOURNAL = "-journal";
-
 // Reads the database, and recovers it if it may be written.
 constexpr const char* LOOK = "PRAGMA schema_version";
 
-// Whether a program has crashed while writing the database. A journal alone does not tell: a
-// program that is at work has one, too.
+// Whether a program has crashed while writing the database, or a run while replacing it. A journal
+// alone does not tell: a program that is at work has one, too.
 bool MustBeRecovered(const Patience& patience) {
-    if (KindOf(DATABASE + JOURNAL) != Kind::File) {
+    const auto isElsewhere = [](const std::string& side) {
+        return RightfulFile(side) != DATABASE + side;
+    };
+    if (std::any_of(std::begin(SIDEFILES), std::end(SIDEFILES), isElsewhere)) {
+        return true;
+    }
+    if (KindOf(DATABASE + "-journal") != Kind::File) {
         return false;
     }
     try {
@@ -41,9 +48,12 @@ RecoveredCopy::RecoveredCopy(const std::string& below) : folder(below + "/tamsel
 
 RecoveredCopy::RecoveredCopy(const std::string& below, const Patience& patience)
     : RecoveredCopy(below) {
-    for (const std::string& side : {JOURNAL, std::string()}) {
-        WriteFile(Path() + side, ReadFile(DATABASE + side));
+    for (const std::string side : {"-journal", "-wal"}) {
+        if (const std::string file = RightfulFile(side); KindOf(file) == Kind::File) {
+            WriteFile(Path() + side, ReadFile(file));
+        }
     }
+    WriteFile(Path(), ReadFile(DATABASE));
     Database(Path(), READWRITE, patience).Execute(LOOK);
 }
 

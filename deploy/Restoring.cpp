@@ -151,11 +151,15 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
     });
 }
 
-void FinishReplacement() {
+std::string RightfulFile(const std::string& side) {
     const bool hasCome = InodeOf(DATABASE) != InodeOf(Aside(""));
+    const std::string path = hasCome ? Successor(side) : Aside(side);
+    return KindOf(path) == Kind::Nothing ? DATABASE + side : path;
+}
+
+void FinishReplacement() {
     for (const std::string side : SIDEFILES) {
-        const std::string rightful = hasCome ? Successor(side) : Aside(side);
-        if (KindOf(rightful) != Kind::Nothing) {
+        if (const std::string rightful = RightfulFile(side); rightful != DATABASE + side) {
             Move(rightful, DATABASE + side);
         }
     }

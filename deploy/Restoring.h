@@ -18,3 +18,7 @@ void Restore(const Backup& backup, const Backup& present, const Patience& patien
 // Finishes a replacement of the database that was cut off: forward if the new database is in place,
 // otherwise back. Must be done before anybody opens the database.
 void FinishReplacement();
+
+// Where one of SIDEFILES is: in its place, or, if a replacement was cut off, where
+// FinishReplacement takes it from.
+std::string RightfulFile(const std::string& side);

@@ -1,6 +1,8 @@
 """A program crashed while writing the database, and a journal is left beside it. What changes
 nothing finds what a run would, and leaves that journal to others."""
 
+import os
+
 from harness.deploy import (ALL_DONE, DAMAGED, IN_USE, INCOPY, INDESIGN, NOT_REGISTERED, NOT_ROOT,
                             RESTORING, CopyTest)
 from harness.machine import BUILD, CONFIGURATION, DATABASE
@@ -122,3 +124,39 @@ class HalfWritten(CopyTest):
         self.assertTrue(self.journal.exists())
         self.assert_looks(["--verify", INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
         self.assert_both_refuse(IN_USE)
+
+
+class HalfReplaced(CopyTest):
+    """A restore was killed while it replaced the database as a file. What is beside the database is
+    set aside, or waits to be put there."""
+
+    def setUp(self):
+        super().setUp()
+        self.add_applications(INDESIGN)
+        self.deploy_once()
+        self.change("PRAGMA journal_mode = WAL")
+        connection = self.connect()
+        connection.execute(THEIRS)
+        left = {path.name: path.read_bytes() for path in self.database.parent.iterdir()}
+        connection.close()
+        for name in ("ExMan.db", "ExMan.db-wal"):
+            (self.database.parent / name).write_bytes(left[name])
+        self.log = self.database.parent / "ExMan.db-wal"
+
+    def assert_not_registered(self):
+        for arguments, status, state in ((["--verify"], NOT_REGISTERED, "not registered"),
+                                         (["--dry-run"], ALL_DONE, "would register")):
+            self.assert_refuses(arguments, status, out=f"{state}: {INDESIGN}\n")
+            self.assertEqual(self.copies(), [])
+        self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
+        self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
+
+    def test_before_the_new_one_is_in_place(self):
+        self.log.rename(self.database.parent / ".ExMan.db-wal.tamsel-old")
+        os.link(self.database, self.database.parent / ".ExMan.db.tamsel-old")
+        self.assert_not_registered()
+
+    def test_after_the_new_one_is_in_place(self):
+        self.log.rename(self.database.parent / ".ExMan.db-wal.tamsel-new")
+        (self.database.parent / ".ExMan.db.tamsel-old").write_bytes(b"damaged")
+        self.assert_not_registered()
