@@ -8,10 +8,6 @@
 #include "Requirements.h"
 #include "Waiting.h"
 
-// Bytes on the disk that are reserved for putting back: the pages of a few rows in SQLite's
-// journal, which can have 64 KiB each.
-inline constexpr std::size_t RESERVED = 1U << 20U;
-
 // Has Tamsel register applications, judges the result, and puts back what failed.
 class Registrar {
 public:

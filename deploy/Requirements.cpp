@@ -4,7 +4,6 @@
 #include "Files.h"
 #include "Places.h"
 #include "Processes.h"
-#include "Registrar.h"
 #include "Status.h"
 
 #include <cstdint>

@@ -2,6 +2,7 @@
 
 #include "Waiting.h"
 
+#include <cstddef>
 #include <string>
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
@@ -40,9 +41,13 @@ void RequirePlainFile();
 // XManConfigV2.xml can be put in place.
 void RequireWritableFile();
 
-// The folder of the backups can be written, or made. Returns it, or the nearest one above it that
-// exists.
+// The folder of the backups can be written, or made, and nothing is in the way of the lock. Returns
+// that folder, or the nearest one above it that exists.
 std::string RequirePlace();
+
+// Bytes on the disk that are reserved for putting back: the pages of a few rows in SQLite's
+// journal, which can have 64 KiB each.
+inline constexpr std::size_t RESERVED = 1U << 20U;
 
 // The same, and there is room for a backup, and for what is reserved beside the database.
 void RequireRoom();
