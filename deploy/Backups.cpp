@@ -14,6 +14,7 @@
 #include <memory>
 #include <sstream>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -65,6 +66,23 @@ std::vector<std::string> LinesOf(const std::string& text) {
         }
     }
     return lines;
+}
+
+std::vector<Backup> ReadBackups() {
+    std::vector<Backup> backups;
+    for (const std::string& name : Names()) {
+        // Again at the end, since meanwhile a run can put such a note in the place of another.
+        for (const Why why :
+             {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
+            Backup backup{name, why, {}};
+            if (KindOf(backup.Folder()) == Kind::Folder && KindOf(backup.Note()) == Kind::File) {
+                backup.what = LinesOf(ReadFile(backup.Note()));
+                backups.push_back(backup);
+                break;
+            }
+        }
+    }
+    return backups;
 }
 
 } // namespace
@@ -135,20 +153,12 @@ void CheckBackups(bool make) {
 }
 
 std::vector<Backup> AllBackups() {
-    std::vector<Backup> backups;
-    for (const std::string& name : Names()) {
-        // Again at the end, since meanwhile a run can put such a note in the place of another.
-        for (const Why why :
-             {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
-            Backup backup{name, why, {}};
-            if (KindOf(backup.Folder()) == Kind::Folder && KindOf(backup.Note()) == Kind::File) {
-                backup.what = LinesOf(ReadFile(backup.Note()));
-                backups.push_back(backup);
-                break;
-            }
-        }
+    try {
+        return ReadBackups();
+    } catch (const std::system_error&) {
+        // Perhaps a run has renamed or removed one meanwhile.
+        return ReadBackups();
     }
-    return backups;
 }
 
 std::optional<Backup> BeforeLastRegistration() {

@@ -43,9 +43,13 @@ std::string NotPutBack(const Backup& backup) {
            + backup.name;
 }
 
-void RequireSaved(const Backup& backup, const Patience& patience) {
-    if (!IsSound(backup.Database(), IMMUTABLE, patience)) {
-        throw std::runtime_error(backup.Folder() + " is damaged");
+void RequireIntact(const Backup& backup, const Patience& patience) {
+    const std::string damaged = backup.Folder()
+                                + " is damaged, so what a run left half done cannot be put back;"
+                                  " to bring back another state: sudo tamsel-deploy --list";
+    if (!OrFail(Status::NotRestored, damaged,
+                [&] { return IsSound(backup.Database(), IMMUTABLE, patience); })) {
+        throw Failure(Status::NotRestored, damaged);
     }
 }
 
@@ -68,7 +72,7 @@ void LeadBack(Inspection& inspection, const std::string& shipped, const Patience
         const std::vector<Application> begun = BegunAfter(backup);
         if (!HaveArrived(begun, inspection)) {
             OrFail(Status::NotRestored, NotPutBack(backup), [&] {
-                RequireSaved(backup, patience);
+                RequireIntact(backup, patience);
                 const auto isExplained = [&](const Application& application) {
                     return inspection.IsExplained(application, backup);
                 };
@@ -83,14 +87,14 @@ void LeadBack(Inspection& inspection, const std::string& shipped, const Patience
     }
 }
 
-std::vector<Application> LedBack(Inspection& inspection, const Patience& patience) {
+std::vector<Application> ToBeLedBack(Inspection& inspection, const Patience& patience) {
     std::vector<Application> applications;
     for (const Backup& backup : AllBackups()) {
         const std::vector<Application> begun = BegunAfter(backup);
         if (!HaveArrived(begun, inspection)) {
             applications.insert(applications.end(), begun.begin(), begun.end());
             OrFail(Status::NotRestored, NotPutBack(backup), [&] {
-                RequireSaved(backup, patience);
+                RequireIntact(backup, patience);
                 if (!IsWritable(patience)) {
                     throw std::runtime_error("the database, or its folder, cannot be written");
                 }

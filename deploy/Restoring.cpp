@@ -10,7 +10,9 @@
 #include "Status.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -43,9 +45,12 @@ void WriteInto(const std::string& saved, const Patience& patience) {
     }
 }
 
-// The inode of what is at the path, or 0.
+// The inode of what is at the path, or 0. Asked for at once, since a restore can be at work.
 ino_t InodeOf(const std::string& path) {
-    return KindOf(path) == Kind::Nothing ? 0 : StatusOf(path).st_ino;
+    struct stat status {};
+    const int result = lstat(path.c_str(), &status);
+    Checked(result == -1 && errno != ENOENT ? -1 : 0, path);
+    return result == -1 ? 0 : status.st_ino;
 }
 
 // Puts the saved files in the place of the present ones. A journal of the former database must not

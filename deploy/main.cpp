@@ -100,8 +100,8 @@ Inspection Inspect(const std::string& database, Command command, const Patience&
     }
 }
 
-// The applications that are not registered, or would not be once others are led back. What is
-// already registered is left alone.
+// The applications that are not registered, or may not be once they are led back. What is already
+// registered is left alone.
 std::vector<Application*> Unregistered(const Options& options,
                                        const std::vector<Application>& ledBack,
                                        Registrar& registrar, Report& report) {
@@ -165,7 +165,7 @@ void Work(const Options& options, const Package& package, const Patience& patien
     if (registers) {
         LeadBack(inspection, package.file, patience);
     } else if (options.command == Command::DryRun) {
-        ledBack = LedBack(inspection, patience);
+        ledBack = ToBeLedBack(inspection, patience);
     }
     Registrar registrar(package, options, patience, inspection);
     const std::vector<Application*> waiting = Unregistered(options, ledBack, registrar, report);
@@ -247,12 +247,7 @@ void RunRestore(const Options& options, const Patience& patience, Report& report
 void RunList(Report& report) {
     RequireRoot();
     CheckBackups(false);
-    try {
-        report.backups = AllBackups();
-    } catch (const std::system_error&) {
-        // Meanwhile a run has renamed or removed one.
-        report.backups = AllBackups();
-    }
+    report.backups = AllBackups();
 }
 
 void Run(const Options& options, Report& report) {
