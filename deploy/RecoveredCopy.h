@@ -11,9 +11,9 @@
 // this user can look into, and is removed at the end of its scope.
 class RecoveredCopy {
 public:
-    // Makes the copy, somewhere below a folder, if it is needed; otherwise returns
-    // nothing. The database is only read. Throws std::system_error, a DatabaseError if it cannot be
-    // recovered, and a Failure with Status::DatabaseInUse.
+    // Makes the copy, somewhere below a folder, if it is needed; otherwise returns nothing. The
+    // database is only read. Throws std::system_error, a DatabaseError if it cannot be recovered,
+    // and a Failure with Status::DatabaseInUse.
     static std::unique_ptr<RecoveredCopy> IfNeeded(const std::string& below,
                                                    const Patience& patience);
 

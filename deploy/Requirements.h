@@ -25,11 +25,11 @@ void RequireNoManager(const Patience& patience);
 // its place.
 void RequireDatabase(bool mustBeThere);
 
-// Whether the database and its folder can be written.
-bool IsWritable(const Patience& patience);
-
-// They can be.
+// The database and its folder can be written.
 void RequireWritable(const Patience& patience);
+
+// Whether they can.
+bool IsWritable(const Patience& patience);
 
 // Nobody has locked the database. What a crashed program left is rolled back. Also throws a
 // DatabaseError if it cannot be read.
@@ -41,13 +41,13 @@ void RequirePlainFile();
 // XManConfigV2.xml can be put in place.
 void RequireWritableFile();
 
-// The folder of the backups can be written, or made, and nothing is in the way of the lock. Returns
-// that folder, or the nearest one above it that exists.
-std::string RequirePlace();
-
 // Bytes on the disk that are reserved for putting back: the pages of a few rows in SQLite's
 // journal, which can have 64 KiB each.
 inline constexpr std::size_t RESERVED = 1U << 20U;
+
+// The folder of the backups can be written, or made, and nothing is in the way of the lock. Returns
+// that folder, or the nearest one above it that exists.
+std::string RequirePlace();
 
 // The same, and there is room for a backup, and for what is reserved beside the database.
 void RequireRoom();

@@ -6,10 +6,10 @@
 #include "Database.h"
 #include "Files.h"
 #include "Inspection.h"
+#include "Leftovers.h"
 #include "Options.h"
 #include "Places.h"
 #include "RecoveredCopy.h"
-#include "Recovery.h"
 #include "Registrar.h"
 #include "Report.h"
 #include "Requirements.h"
@@ -88,6 +88,7 @@ void Register(const std::vector<Application*>& waiting, Registrar& registrar, bo
     OrLog(RemoveOld);
 }
 
+// Looks into the database, or its recovered copy.
 Inspection Inspect(const std::string& database, Command command, const Patience& patience) {
     try {
         return {database, command == Command::Register ? READWRITE : READONLY, patience};

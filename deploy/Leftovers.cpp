@@ -1,4 +1,4 @@
-#include "Recovery.h"
+#include "Leftovers.h"
 
 #include "Backups.h"
 #include "ConfigurationFile.h"
@@ -6,6 +6,7 @@
 #include "PutBack.h"
 #include "Registrar.h"
 #include "Report.h"
+#include "Requirements.h"
 #include "Restoring.h"
 #include "Saving.h"
 #include "Status.h"
