@@ -2,27 +2,20 @@
 
 #include "Files.h"
 #include "PathUtils.h"
+#include "Report.h"
 
-#include <array>
-#include <cstdlib>
-#include <map>
+#include <algorithm>
+#include <cstddef>
+#include <set>
 #include <sstream>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
-// The working folder, by the name that the shell knows it by.
-std::string WorkingFolder() {
-    const char* shells = std::getenv("PWD");
-    const std::string path = shells == nullptr ? "" : shells + std::string("/");
-    const bool isPlain = path.rfind('/', 0) == 0 && path.find("/./") == std::string::npos
-                         && path.find("/../") == std::string::npos;
-    return isPlain && Resolved(path) == Resolved(".") ? path : Resolved(".");
-}
-
-// The path as the shell's cd and pwd give it: absolute, with links as they are.
+// The absolute path, with links as they are; empty if the working folder is gone.
 std::string Normalised(const std::string& path) {
-    const std::string folder = path.rfind('/', 0) == 0 ? "/" : WorkingFolder();
+    const std::string folder = path.rfind('/', 0) == 0 ? "/" : Resolved(".");
     if (folder.empty()) {
         return {};
     }
@@ -39,90 +32,104 @@ std::string Normalised(const std::string& path) {
     return result.empty() ? "/" : result;
 }
 
-bool IsFolder(const std::string& path) {
+// Whether there is something of this kind at a path, or where links from there lead.
+bool IsThere(const std::string& path, mode_t kind) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == kind;
 }
 
 bool IsBundle(const std::string& path) {
-    struct stat status {};
-    const std::string extension = ".app";
-    return path.size() > extension.size()
-           && path.compare(path.size() - extension.size(), extension.size(), extension) == 0
-           && stat((path + "/Contents/Info.plist").c_str(), &status) == 0
-           && S_ISREG(status.st_mode);
-}
-
-// The record of the product that is at a path, or nullptr.
-const ProductRecord* RecordOf(const std::string& path) {
-    const auto entry = productLine.find(GetFileName(path));
-    return entry == productLine.end() ? nullptr : &entry->second;
+    const std::string end = path.substr(path.size() - std::min<std::size_t>(path.size(), 4));
+    return end == ".app" && IsThere(path + "/Contents/Info.plist", S_IFREG);
 }
 
 Application ApplicationAt(const std::string& given) {
+    const std::string path = Normalised(given);
+    const auto product = productLine.find(GetFileName(path));
     Application application;
     application.path = given;
-    const std::string path = Normalised(given);
-    const auto refuse = [&application](const char* state) {
-        application.Settle(state, Status::NoApplication, state);
-    };
-    if ((given + path).find_first_of("'\n") != std::string::npos) {
-        // Tamsel splices the path into SQL, and its output would hold another line.
-        refuse("Tamsel cannot register a path with a quote or a line break");
-    } else if (given.empty() || !IsFolder(path)) {
-        refuse("not found");
+    if (given.empty() || !IsThere(path, S_IFDIR)) {
+        application.Settle(State::NotFound, Status::NoApplication, "there is no such folder");
     } else if (!IsBundle(path)) {
-        refuse("not an application bundle");
-    } else if (application.record = RecordOf(path); application.record == nullptr) {
-        refuse("not supported");
+        application.Settle(State::NotABundle, Status::NoApplication,
+                           "not an application: the name does not end in .app, or there is no"
+                           " Contents/Info.plist in it");
+    } else if (product == productLine.end()) {
+        application.Settle(State::NotSupported, Status::NoApplication,
+                           "no application of this name is supported");
     } else {
         application.path = path;
+        application.record = &product->second;
     }
     return application;
 }
 
 } // namespace
 
+const char* Words(State state) {
+    constexpr const char* WORDS[] = {"",
+                                     "",
+                                     "registered",
+                                     "would register",
+                                     "not registered",
+                                     "without XManConfigV2.xml",
+                                     "another XManConfigV2.xml",
+                                     "failed",
+                                     "not found",
+                                     "not an application bundle",
+                                     "not supported",
+                                     "given twice"};
+    return WORDS[static_cast<std::size_t>(state)];
+}
+
+std::string Sentence(const std::vector<Difference>& differences) {
+    std::string sentence;
+    std::string missing;
+    for (const auto& [name, expected, found] : differences) {
+        if (found) {
+            sentence += name + " is \"" + *found + "\" instead of \"" + expected + "\"; ";
+        } else {
+            missing += (missing.empty() ? "missing: " : ", ") + name;
+        }
+    }
+    return missing.empty() ? sentence.substr(0, sentence.size() - 2) : sentence + missing;
+}
+
 std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
     std::vector<Application> applications;
-    std::map<const ProductRecord*, int> times;
     for (const std::string& path : paths) {
         applications.push_back(ApplicationAt(path));
-        ++times[applications.back().record];
     }
+    const std::vector<Application> found = applications;
     for (std::size_t i = 0; i < paths.size(); ++i) {
-        // Only one copy of a product can be registered, and nobody can tell which one is meant.
-        if (applications[i].record != nullptr && times[applications[i].record] > 1) {
-            applications[i].path = paths[i];
-            applications[i].record = nullptr;
-            applications[i].Settle("given twice", Status::NoApplication, "given twice");
+        for (std::size_t j = 0; j < paths.size(); ++j) {
+            if (i != j && found[i].record != nullptr && found[i].record == found[j].record) {
+                // Only one copy of a product can be registered, and nobody can tell which is meant.
+                applications[i].path = paths[i];
+                applications[i].record = nullptr;
+                applications[i].Settle(State::GivenTwice, Status::NoApplication,
+                                       "only one of this and " + paths[j] + " can be registered");
+            }
         }
     }
     return applications;
 }
 
 std::vector<Application> InstalledApplications() {
-    std::map<std::array<std::string, 3>, std::string> names;
+    std::set<std::pair<std::string, std::string>> products;
     for (const auto& [name, record] : productLine) {
-        names[{ValueOf(record, "ProdVersion"), ValueOf(record, "FamilyName"),
-               ValueOf(record, "ProdName")}] = name;
+        products.emplace(ValueOf(record, "ProdVersion"), name);
     }
     std::vector<std::string> paths;
-    for (const auto& [order, name] : names) {
+    for (const auto& [version, name] : products) {
         const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
         const std::string alone = "/Applications/" + name + ".app";
-        if (IsBundle(inFolder)) {
-            paths.push_back(inFolder);
-        } else if (IsBundle(alone)) {
-            paths.push_back(alone);
+        if (IsBundle(inFolder) || IsBundle(alone)) {
+            paths.push_back(IsBundle(inFolder) ? inFolder : alone);
+        }
+        if (IsBundle(inFolder) && IsBundle(alone)) {
+            Log("left out: " + alone + ", since there is " + inFolder);
         }
     }
     return ApplicationsAt(paths);
-}
-
-Application ApplicationOnceAt(const std::string& path) {
-    Application application;
-    application.path = path;
-    application.record = RecordOf(path);
-    return application;
 }

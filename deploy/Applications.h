@@ -3,8 +3,38 @@
 #include "Status.h"
 #include "Tables.h"
 
+#include <optional>
 #include <string>
 #include <vector>
+
+// What becomes of an application: the words of its line, which Words gives. Before that, it is
+// unsettled, and arriving if it will be registered by a COMMIT.
+enum class State : unsigned char {
+    Unsettled,
+    Arriving,
+    Registered,
+    WouldRegister,
+    NotRegistered,
+    WithoutFile,
+    AnotherFile,
+    Failed,
+    NotFound,
+    NotABundle,
+    NotSupported,
+    GivenTwice
+};
+
+// Such as "would register".
+const char* Words(State state);
+
+// A value of the product's rows that the database does not have.
+struct Difference {
+    // The column of the product's row, or the key of a row of its configuration.
+    std::string name;
+    std::string expected;
+    // Nothing if there is no such row.
+    std::optional<std::string> found;
+};
 
 // An application that was asked for, and what becomes of it.
 struct Application {
@@ -13,37 +43,31 @@ struct Application {
     std::string path;
     // Its record in the catalogue, or null if it cannot be registered.
     const ProductRecord* record = nullptr;
-    // The words of its line, before the path; empty until settled.
-    std::string state;
-    // What that means for the run, and why it failed.
+    State state = State::Unsettled;
+    // What that means for the run, and why it failed, or empty.
     Status status = Status::Done;
     std::string reason;
-    // Which of its keys are missing from the database or have a different value.
-    std::vector<std::string> missing;
+    std::vector<Difference> differences;
+    // Whether this run has registered it.
+    bool changed = false;
 
-    void Settle(const std::string& words, Status meaning = Status::Done,
-                const std::string& why = "") {
+    void Settle(State words, Status meaning, const std::string& why) {
+        reason = why;
         state = words;
         status = meaning;
-        reason = why;
     }
-    // The number of its product.
     const std::string& Number() const { return ValueOf(*record, "ProdId"); }
-
-    bool IsRegistered() const { return state == "registered"; }
-
     // The folder that holds it, as Tamsel derives it from the path.
     std::string Folder() const { return path.substr(0, path.rfind('/')); }
 };
+
+// Such as: AppPath is "/old" instead of "/new"; missing: bit, suite
+std::string Sentence(const std::vector<Difference>& differences);
 
 // The applications at these paths, in their order. Those that cannot be registered already have
 // their state. productLine must have been filled.
 std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths);
 
 // The supported applications in /Applications, each in a folder of its own name or, failing that,
-// in /Applications itself: older releases first, then by name.
+// in /Applications itself: older releases first, then by name. A second copy is logged.
 std::vector<Application> InstalledApplications();
-
-// The application whose registration at this path was begun; it may be gone by now. Its record is
-// null if the catalogue does not have it.
-Application ApplicationOnceAt(const std::string& path);

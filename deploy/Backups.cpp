@@ -2,199 +2,255 @@
 
 #include "Files.h"
 #include "Places.h"
+#include "Report.h"
 #include "Status.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <dirent.h>
+#include <fnmatch.h>
+#include <fstream>
 #include <memory>
-#include <sstream>
 #include <sys/stat.h>
-#include <system_error>
-#include <unistd.h>
+#include <utility>
 
 namespace {
 
-constexpr const char* NOTES[] = {"registering", "registered", "restoring"};
+constexpr char FINISHED[] = "/note";
+constexpr char UNFINISHED[] = "/unfinished";
+constexpr char REGISTERING[] = "before registering";
+const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
 constexpr std::size_t KEPT = 5;
 
-// The running number in a name that has the form of a backup's, or 0.
-long long NumberOf(const std::string& name) {
-    int length = 0;
-    // Each part is at most as long as in the form; the total length decides that none is shorter.
-    std::sscanf(name.c_str(), "%*15[0-9]-%*4[0-9]-%*2[0-9]-%*2[0-9]T%*6[0-9]Z%n",
-                &length); // NOLINT
-    const auto digits = name.find('-');
-    const bool isForm = name.size() == static_cast<std::size_t>(length)
-                        && name.size() == digits + std::strlen("-2026-01-31T235959Z")
-                        && (digits == 4 || (digits > 4 && name.front() != '0'));
-    return isForm ? std::stoll(name) : 0;
+// Whether a name has the form of a backup's.
+bool IsName(const std::string& name) {
+    constexpr char DIGITS[] = "0123456789";
+    constexpr char TIME[] = "-[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]"
+                            "T[0-9][0-9][0-9][0-9][0-9][0-9]Z";
+    const auto digits = std::min(name.find_first_not_of(DIGITS), name.size());
+    return fnmatch(TIME, name.c_str() + digits, 0) == 0
+           && (digits == 4 || (digits > 4 && digits < 16 && name.front() != '0'));
 }
 
-// The names that have the form of a backup's, sorted by their numbers.
+// The names that have this form, sorted by their numbers.
 std::vector<std::string> Names() {
     std::vector<std::string> names;
-    const auto close = [](DIR* folder) { closedir(folder); };
-    const std::unique_ptr<DIR, decltype(close)> folder(opendir(BACKUPS.c_str()), close);
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(BACKUPS.c_str()), closedir);
     if (folder == nullptr) {
         Checked(errno == ENOENT ? 0 : -1, BACKUPS);
         return names;
     }
     const dirent* entry = nullptr;
-    while (errno = 0, (entry = readdir(folder.get())) != nullptr) {
-        if (NumberOf(entry->d_name) > 0) {
+    while (errno = 0, entry = readdir(folder.get()), entry != nullptr) {
+        if (IsName(entry->d_name)) {
             names.emplace_back(entry->d_name);
         }
     }
     Checked(errno == 0 ? 0 : -1, BACKUPS);
     std::sort(names.begin(), names.end(), [](const std::string& one, const std::string& other) {
-        return std::make_pair(NumberOf(one), one) < std::make_pair(NumberOf(other), other);
+        return std::make_pair(one.size(), one) < std::make_pair(other.size(), other);
     });
     return names;
 }
 
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::istringstream rest(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(rest, line);) {
-        if (!line.empty()) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
+// Its number decides the order; the time is for people.
+std::string NextName() {
+    const std::vector<std::string> names = Names();
+    const long long last = names.empty() ? 0 : std::stoll(names.back());
+    constexpr std::time_t LATEST = 253402300799; // of the years that have four digits
+    const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LATEST);
+    std::tm parts{};
+    char time[sizeof "-2026-01-31T235959Z"];
+    std::strftime(time, sizeof time, "-%Y-%m-%dT%H%M%SZ", gmtime_r(&now, &parts));
+    char number[sizeof "-9223372036854775808"];
+    std::snprintf(number, sizeof number, "%04lld", last + 1);
+    return std::string(number) + time;
 }
 
-std::vector<Backup> ReadBackups() {
+// What the note of a backup says; nothing if it cannot be read.
+std::string ReasonIn(const std::string& note) {
+    std::string line;
+    if (KindOf(note) == Kind::File) {
+        std::getline(std::ifstream(note), line);
+    }
+    return Escaped(line);
+}
+
+bool IsBeforeRegistration(const Backup& backup) {
+    return backup.reason.rfind(REGISTERING, 0) == 0;
+}
+
+// The bytes of the copy count once they are whole and synced to disk, so SQLite need not take care.
+void CopyDatabase(Database& from) {
+    Patience none(std::chrono::seconds(0));
+    {
+        Database to(COPY, CREATED, none);
+        to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+        to.CopyFrom(from);
+    }
+    MakeLike(COPY, StatusOf(DATABASE));
+}
+
+void Begin() {
+    Remove(INCOMPLETE);
+    Checked(mkdir(INCOMPLETE.c_str(), 0700), INCOMPLETE);
+    if (KindOf(INSTALLEDFILE) == Kind::File) {
+        CopyFile(INSTALLEDFILE, INCOMPLETE + "/" + FILENAME, StatusOf(INSTALLEDFILE));
+    }
+}
+
+// Whether the present database could be saved and is sound. A disk that is full or broken throws.
+bool SavesSound(Patience& patience) {
+    try {
+        CopyDatabase(*std::make_unique<Database>(DATABASE, READWRITE, patience));
+        return Database(COPY, IMMUTABLE, patience).IsIntact();
+    } catch (const DatabaseError& error) {
+        if (error.Code() == SQLITE_IOERR || error.Code() == SQLITE_FULL) {
+            throw;
+        }
+        return false;
+    }
+}
+
+// It goes as a whole, even if this is the last thing that the run does.
+void RemoveBackup(const Backup& backup) {
+    Rename(backup.Folder(), INCOMPLETE);
+    Remove(INCOMPLETE);
+}
+
+// Unlike a backup that has been found, it does not count as unfinished yet.
+Backup PublishAs(const std::string& reason, const char* note) {
+    const Backup backup{NextName(), reason};
+    WriteFile(INCOMPLETE + note, reason + "\n");
+    SyncFolder(INCOMPLETE);
+    Checked(rename(INCOMPLETE.c_str(), backup.Folder().c_str()), backup.Folder());
+    try {
+        SyncFolder(BACKUPS);
+    } catch (...) {
+        OrLog([&backup] { RemoveBackup(backup); });
+        throw;
+    }
+    return backup;
+}
+
+} // namespace
+
+std::string Backup::Made() const {
+    const std::string time = name.substr(name.find('-') + 1);
+    const auto colon = time.find('T') + 3;
+    return time.substr(0, colon) + ":" + time.substr(colon, 2) + ":" + time.substr(colon + 2);
+}
+
+void RequireBackups(bool make) {
+    for (const std::string& folder : {OWNFOLDER, BACKUPS}) {
+        if (KindOf(folder) == Kind::Nothing && make) {
+            Checked(mkdir(folder.c_str(), 0755), folder);
+            SyncFolder(GetParentDirectory(folder));
+        }
+        if (KindOf(folder) == Kind::Nothing) {
+            return;
+        }
+        const struct stat status = StatusOf(folder);
+        if (!S_ISDIR(status.st_mode) || status.st_uid != 0 || (status.st_mode & 022) != 0) {
+            throw Failure(Status::NoBackup, folder
+                                                + " must be a folder of root's that nobody else"
+                                                  " can write, and no link");
+        }
+    }
+    if (make) {
+        Checked(chmod(BACKUPS.c_str(), 0700), BACKUPS);
+    }
+}
+
+std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
     for (const std::string& name : Names()) {
-        // Again at the end, since meanwhile a run can put such a note in the place of another.
-        for (const Why why :
-             {Why::Registering, Why::Registered, Why::Restoring, Why::Registering}) {
-            Backup backup{name, why, {}};
-            if (KindOf(backup.Folder()) == Kind::Folder && KindOf(backup.Note()) == Kind::File) {
-                backup.what = LinesOf(ReadFile(backup.Note()));
-                backups.push_back(backup);
-                break;
+        Backup backup{name};
+        if (KindOf(backup.Folder()) == Kind::Folder) {
+            // In this order, a note that gets its other name meanwhile is found.
+            backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
+            backup.isUnfinished = !backup.reason.empty();
+            backup.reason += backup.isUnfinished ? "" : ReasonIn(backup.Folder() + FINISHED);
+            if (backup.reason.empty()) {
+                backup.reason = "with a note that cannot be read";
             }
+            backups.push_back(backup);
         }
     }
     return backups;
 }
 
-} // namespace
-
-std::string Backup::Folder() const {
-    return BACKUPS + "/" + name;
-}
-
-std::string Backup::Database() const {
-    return Folder() + "/" + DATABASENAME;
-}
-
-std::string Backup::File() const {
-    return Folder() + "/" + FILENAME;
-}
-
-std::string Backup::Note() const {
-    return Folder() + "/" + NOTES[static_cast<std::size_t>(why)];
-}
-
-bool Backup::IsPlain() const {
-    return why == Why::Restoring && what.size() > 1;
-}
-
-bool Backup::HasFinished() const {
-    return std::any_of(what.begin(), what.end(),
-                       [](const std::string& line) { return line.front() == FINISHED; });
-}
-
-std::string Backup::Made() const {
-    std::string time = name.substr(name.find('-') + 1);
-    constexpr std::size_t MINUTES = sizeof "2026-01-31T23" - 1;
-    constexpr std::size_t SECONDS = sizeof "2026-01-31T23:59" - 1;
-    return time.insert(MINUTES, ":").insert(SECONDS, ":");
-}
-
-std::string Backup::Reason() const {
-    std::string reason = why == Why::Restoring ? "before restoring" : "before registering";
-    const char* separator = " ";
-    for (const std::string& line : what) {
-        reason += separator + line.substr(line.front() == FINISHED ? 1 : 0);
-        separator = ", ";
-    }
-    return reason;
-}
-
-void CheckBackups(bool make) {
-    OrFail(Status::NoBackup, "no backup could be made", [make] {
-        if (make && KindOf(BACKUPS) == Kind::Nothing) {
-            for (const std::string& folder : {OWNFOLDER, BACKUPS}) {
-                Checked(mkdir(folder.c_str(), 0755) == -1 && errno != EEXIST ? -1 : 0, folder);
-            }
-            Sync(GetParentDirectory(OWNFOLDER));
-            Sync(OWNFOLDER);
-        }
-        if (KindOf(BACKUPS) == Kind::Nothing) {
-            return;
-        }
-        const struct stat status = StatusOf(BACKUPS);
-        if (!S_ISDIR(status.st_mode) || status.st_uid != 0 || (status.st_mode & 022) != 0) {
-            throw Failure(Status::NoBackup, "no backup could be made: " + BACKUPS
-                                                + " is not a folder that root alone can write");
-        }
-        if (make) {
-            Checked(chmod(BACKUPS.c_str(), 0700), BACKUPS);
-        }
-    });
-}
-
-std::vector<Backup> AllBackups() {
-    try {
-        return ReadBackups();
-    } catch (const std::system_error&) {
-        // Perhaps a run has renamed or removed one meanwhile.
-        return ReadBackups();
-    }
-}
-
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
-        if (backup.why == Why::Registering) {
-            return backup;
-        }
-        if (backup.why == Why::Registered) {
+        if (IsBeforeRegistration(backup)) {
             last = backup;
         }
     }
     return last;
 }
 
-std::string NextName() {
-    const std::vector<std::string> names = Names();
-    const std::string number = std::to_string(names.empty() ? 1 : NumberOf(names.back()) + 1);
-    constexpr std::time_t LAST = 253402300799; // of the years that have four digits
-    const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LAST);
-    std::tm parts{};
-    std::array<char, sizeof "-2026-01-31T235959Z"> time{};
-    std::strftime(time.data(), time.size(), "-%Y-%m-%dT%H%M%SZ", gmtime_r(&now, &parts));
-    return std::string(4 - std::min<std::size_t>(4, number.size()), '0') + number + time.data();
+void SaveSound(Database& database) {
+    Begin();
+    CopyDatabase(database);
 }
 
-void End(const Backup& backup) {
-    if (backup.why == Why::Registering) {
-        Backup ended = backup;
-        ended.why = Why::Registered;
-        Rename(backup.Note(), ended.Note());
+void SaveAnything(Patience& patience) {
+    Begin();
+    if (KindOf(DATABASE) == Kind::Nothing || SavesSound(patience)) {
+        return;
+    }
+    Remove(COPY);
+    const std::string folder = INCOMPLETE + "/damaged";
+    Checked(mkdir(folder.c_str(), 0700), folder);
+    for (const std::string side : {"", "-journal", "-wal", "-shm"}) {
+        if (KindOf(DATABASE + side) == Kind::File) {
+            const std::string copy = folder + "/" + DATABASENAME + side;
+            CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
+        }
+    }
+    SyncFolder(folder);
+}
+
+Backup Publish(const std::vector<std::string>& applications, const std::string& shipped) {
+    std::string reason = REGISTERING;
+    for (const std::string& path : applications) {
+        reason += (path == applications.front() ? " " : ", ") + Escaped(path);
+    }
+    const auto last = BeforeLastRegistration();
+    if (!last || !last->isUnfinished || !HoldSame(last->Database(), COPY)
+        || (KindOf(INSTALLEDFILE) == Kind::File && !HoldSame(INSTALLEDFILE, shipped)
+            && !HoldSame(INSTALLEDFILE, last->File()))) {
+        return PublishAs(reason, UNFINISHED);
+    }
+    Remove(INCOMPLETE);
+    WriteFile(INCOMPLETE, reason + "\n");
+    Rename(INCOMPLETE, last->Folder() + UNFINISHED);
+    return *last;
+}
+
+Backup Publish(const Backup& restored) {
+    return PublishAs("before restoring " + restored.name, FINISHED);
+}
+
+void Withdraw(const Backup& backup) {
+    if (!backup.isUnfinished) {
+        RemoveBackup(backup);
     }
 }
 
-void RemoveUnfinished() {
-    RemoveFolder(UNFINISHEDBACKUP);
+void End(const Backup& backup) {
+    Rename(backup.Folder() + UNFINISHED, backup.Folder() + FINISHED);
+}
+
+void EndAll() {
+    for (const Backup& backup : AllBackups()) {
+        if (backup.isUnfinished) {
+            End(backup);
+        }
+    }
 }
 
 void RemoveOld() {
@@ -204,9 +260,7 @@ void RemoveOld() {
     for (auto backup = all.rbegin(); backup != all.rend(); ++backup) {
         const bool stays = backup->name == all.front().name || (last && backup->name == last->name);
         if (!stays && ++others > KEPT) {
-            // It goes as a whole, even if this is the last thing that the run does.
-            Rename(backup->Folder(), UNFINISHEDBACKUP);
-            RemoveUnfinished();
+            RemoveBackup(*backup);
         }
     }
 }

@@ -1,64 +1,65 @@
 #pragma once
 
+#include "Database.h"
+#include "Places.h"
+
 #include <optional>
 #include <string>
 #include <vector>
 
 // The states of the Extension Manager that tamsel-deploy has saved: one folder each, below BACKUPS,
-// with the database, XManConfigV2.xml if there was one, and a note. The note's name says why the
-// backup was made and how far that has got; its lines say for what. A folder gets its final name
-// only once all of it is synced to disk.
-
-enum class Why : unsigned char {
-    Registering, // before a registration that has not finished
-    Registered,  // before a registration that has
-    Restoring,   // before a restore
-};
+// with the database, XManConfigV2.xml if there was one, and a note that says what the backup was
+// made before. A folder gets its name only once all of it is synced to disk. What fails throws
+// std::system_error or what Database throws.
 
 struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
-    Why why = Why::Registering;
-    // The paths of the applications to be registered, with FINISHED in front of those whose
-    // registration had finished when another could not be put back; or the name of the backup to be
-    // restored, and PLAINFILES if the files were saved as they were because they are not a sound
-    // database.
-    std::vector<std::string> what;
+    // Such as "before registering /Applications/Adobe InCopy 2020.app", on one line; or that the
+    // note cannot be read.
+    std::string reason = {};
+    // Whether it is not known that the registration which it was made for has been committed.
+    bool isUnfinished = false;
 
-    std::string Folder() const;
-    std::string Database() const;
-    std::string File() const;
-    std::string Note() const;
-    bool IsPlain() const;
-    bool HasFinished() const;
+    std::string Folder() const { return BACKUPS + "/" + name; }
+    std::string Database() const { return Folder() + "/" + DATABASENAME; }
+    std::string File() const { return Folder() + "/" + FILENAME; }
     // When it was made, such as 2026-01-31T23:59:59Z.
     std::string Made() const;
-    // Such as "before registering /Applications/Adobe InCopy 2020.app".
-    std::string Reason() const;
 };
 
-inline constexpr const char* PLAINFILES = "plain files";
-inline constexpr char FINISHED = '+';
-
 // Makes sure that only root can have filled the folder of the backups. If make is set, creates it
-// and gives it the mode 0700. Throws a Failure with Status::NoBackup.
-void CheckBackups(bool make);
+// and gives it the mode 0700. Also throws a Failure with Status::NoBackup.
+void RequireBackups(bool make);
 
-// All backups, the oldest first. Throws std::system_error.
+// All backups, the oldest first.
 std::vector<Backup> AllBackups();
 
-// The one that --restore brings back without a name: that of a registration that did not finish,
-// otherwise that of the last registration. Nothing if there is none.
+// The newest that was made before a registration, if there is one.
 std::optional<Backup> BeforeLastRegistration();
 
-// The name of the next backup. Its number decides the order; the time is for people.
-std::string NextName();
+// Saves the database, as this connection reads it, and XManConfigV2.xml. It is no backup yet.
+void SaveSound(Database& database);
 
-// Records that the registration that the backup was made for has finished.
+// Saves whatever there is before a restore. Of what is no sound database, this is the plain files,
+// in a folder of their own. No connection to the database may be open.
+void SaveAnything(Patience& patience);
+
+// Makes a backup of what has been saved, before these applications are registered. It is unfinished
+// until End. If the last registration's is so, too, and has the same database, that one is used
+// instead: it has the state before the first attempt. shipped is the XManConfigV2.xml that comes
+// with Tamsel: one that is neither this nor in that backup is saved in any case.
+Backup Publish(const std::vector<std::string>& applications, const std::string& shipped);
+
+// Makes a backup of what has been saved, before this one is restored.
+Backup Publish(const Backup& restored);
+
+// Undoes the first Publish. A backup that is used once more stays.
+void Withdraw(const Backup& backup);
+
+// Records that a registration has been committed; that the states of all are gone.
 void End(const Backup& backup);
-
-// Removes what a run leaves behind when it is killed while making or removing a backup.
-void RemoveUnfinished();
+void EndAll();
 
 // Removes all but the first backup, the one before the last registration, and the five newest of
 // the others.

@@ -8,11 +8,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // SQLite, with connections and statements that end with their scope. Whatever fails throws: a
 // Failure with Status::DatabaseInUse if another program has locked the database and patience has
-// run out, otherwise a DatabaseError.
+// run out, one with Status::NotRegistered if a signal has arrived, otherwise a DatabaseError.
 
 class DatabaseError : public std::runtime_error {
 public:
@@ -25,10 +24,9 @@ private:
     int itsCode;
 };
 
-// How a database is opened. One in memory is empty at first, and called ":memory:".
-inline constexpr std::string_view INMEMORY = "mode=memory";
-inline constexpr std::string_view READONLY = "mode=ro";
+// How a database is opened. What may not be written is opened for reading only.
 inline constexpr std::string_view READWRITE = "mode=rw";
+inline constexpr std::string_view READONLY = "mode=ro";
 inline constexpr std::string_view CREATED = "mode=rwc";
 // Nobody writes to it, so no lock is taken and no file is made beside it.
 inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
@@ -36,18 +34,16 @@ inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
 class Database {
 public:
     // Opens the database at an absolute path. patience must outlive the connection.
-    Database(const std::string& path, std::string_view how, const Patience& patience);
+    Database(const std::string& path, std::string_view how, Patience& patience);
 
     // Runs statements; rows that they yield are skipped.
     void Execute(const std::string& sql);
-    // The first value of the first row that a statement yields, or "" if it yields none.
+    // The first value of the only row that a statement yields.
     std::string Value(const std::string& sql);
-    // Lets this connection see another database, too, under a name.
-    void Attach(const std::string& path, std::string_view how, const std::string& name);
-    // Keeps everybody else out of the database until this connection is closed. Nothing is written,
-    // not even what waits in a write-ahead log, whose readers are left alone; only what a crashed
-    // program left is rolled back.
-    void LockExclusively();
+    // Whether everything in the database, looked at from end to end, is intact.
+    bool IsIntact() { return Value("PRAGMA main.integrity_check") == "ok"; }
+    // Whether a transaction is open. A statement that fails may have ended it.
+    bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
     sqlite3* Handle() { return handle.get(); }
@@ -58,33 +54,24 @@ private:
     struct Close {
         void operator()(sqlite3* opened) const { sqlite3_close(opened); }
     };
+    std::string itsPath;
     std::unique_ptr<sqlite3, Close> handle;
 };
-
-struct FreeValue {
-    void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
-};
-// The values of a row, independent of the statement that yielded it.
-using Row = std::vector<std::unique_ptr<sqlite3_value, FreeValue>>;
 
 class Statement {
 public:
     // Compiles a statement.
     Statement(Database& database, const std::string& sql);
-    // The same, and binds a text to its parameter, or the values of a row to its parameters.
-    Statement(Database& database, const std::string& sql, const std::string& text);
-    Statement(Database& database, const std::string& sql, const Row& row);
 
-    // Starts over.
-    void Reset() { sqlite3_reset(handle.get()); }
-    // Goes to the next row. Returns false if there is none.
+    // Goes to the next row, or after the last one to the first. Returns false if there is none.
     bool Next();
-    // A value of the current row, as text; it must not be NULL.
+    int Columns() { return sqlite3_column_count(handle.get()); }
+    std::string Name(int column) { return sqlite3_column_name(handle.get(), column); }
+    bool IsNull(int column) { return sqlite3_column_type(handle.get(), column) == SQLITE_NULL; }
+    // A value of the current row, as text; "" for NULL.
     std::string Text(int column);
-    // All values of the current row.
-    Row Values();
     // Whether the current row holds the same values as another statement's, types included.
-    bool IsSameRow(const Statement& other) const;
+    bool IsSameRow(Statement& other);
 
 private:
     Database& itsDatabase;
@@ -94,11 +81,12 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalize> handle;
 };
 
-// Whether two statements yield the same rows in the same order.
-bool YieldSame(Statement& one, Statement& other);
+// What is waited for if another program has locked the database.
+inline constexpr char THEDATABASE[] = "another program to release the database";
 
-// Whether two databases hold the same rows in the same tables.
-bool HoldSame(Database& one, Database& other);
+// What a message about a database that cannot be used ends with.
+inline constexpr char MENDING[] =
+    "; start the Extension Manager once, or bring back a backup with --restore";
 
 // What an error of any kind means for a run that it ends.
-Failure Refused(const std::exception& exception);
+Failure AsFailure(const std::exception& exception);

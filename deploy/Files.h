@@ -4,11 +4,12 @@
 #include <sys/stat.h>
 
 // Files as a careful program handles them. No function here follows a link in the last component of
-// a path; what fails throws std::system_error with the path in its message, unless stated
-// otherwise. Paths are absolute.
+// a path; what fails throws std::system_error with the path in its message. Paths are absolute. The
+// database and its side files must not be opened here while SQLite has them open: closing them
+// again would drop SQLite's locks.
 
 // Returns the result of a system call, or throws if it is -1.
-int Checked(int result, const std::string& path);
+int Checked(long result, const std::string& path);
 
 // An open file, closed at the end of its scope.
 class Descriptor {
@@ -28,38 +29,29 @@ enum class Kind : unsigned char { Nothing, File, Folder, Other };
 // What is at the path; a link counts as Other, wherever it leads.
 Kind KindOf(const std::string& path);
 
-// The path with all links resolved, or "" if nothing is there.
-std::string Resolved(const std::string& path);
-
-// The whole content of a plain file.
-std::string ReadFile(const std::string& path);
-
-// Whether both are plain files with the same content, owner and mode, or there is nothing at either
-// path.
-bool AreSame(const std::string& one, const std::string& other);
-
-// Makes a file that must not exist yet, readable by its owner alone, and syncs it to disk.
-void WriteFile(const std::string& path, const std::string& content);
-
-// Makes a copy, which must not exist yet, and syncs it to disk. Its owner and mode are those of the
-// file like.
-void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
-
 // The owner, mode and size of what is at the path.
 struct stat StatusOf(const std::string& path);
 
-// Gives a file or folder another name, atomically replacing what has that name.
-void Move(const std::string& from, const std::string& to);
+// The path with all links resolved, or "" if nothing is there.
+std::string Resolved(const std::string& path);
 
-// The same, and syncs the folder of the new name to disk.
+// Whether both are plain files with the same content.
+bool HoldSame(const std::string& one, const std::string& other);
+
+// Makes a file, or a copy of one, that must not exist yet, and syncs it to disk. The copy gets the
+// owner and mode of the file like; otherwise, nobody else can read it.
+void WriteFile(const std::string& path, const std::string& content);
+void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
+
+// Gives a file the owner and mode of another, and syncs it to disk.
+void MakeLike(const std::string& path, const struct stat& like);
+
+// Gives a file or folder another name, atomically replacing what has that name, and syncs the
+// folder of the new name to disk.
 void Rename(const std::string& from, const std::string& to);
 
-// Removes a file, if there is one.
-void RemoveFile(const std::string& path);
+// Removes a file, or a folder and everything in it, if there is one.
+void Remove(const std::string& path);
 
-// Removes a folder and everything in it, if there is one.
-void RemoveFolder(const std::string& path);
-
-// Syncs the contents of a file, or the names in a folder, to disk. A link is followed, so callers
-// pass only what they have checked.
-void Sync(const std::string& path);
+// Syncs the names in a folder to disk. The folder may be a link.
+void SyncFolder(const std::string& path);

@@ -4,68 +4,26 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <getopt.h>
 #include <iterator>
 #include <set>
 
 namespace {
 
-constexpr option LONG[] = {
-    {"dry-run", no_argument, nullptr, 'd'},      {"help", no_argument, nullptr, 'h'},
-    {"json", no_argument, nullptr, 'j'},         {"list", no_argument, nullptr, 'l'},
-    {"replace-file", no_argument, nullptr, 'f'}, {"restore", optional_argument, nullptr, 'r'},
-    {"verify", no_argument, nullptr, 'v'},       {"version", no_argument, nullptr, 'V'},
-    {"wait", required_argument, nullptr, 'w'},   {nullptr, 0, nullptr, 0},
-};
+// In the order of the enumeration.
+constexpr const char* NAMES[] = {"register", "dry-run", "help",   "list",
+                                 "restore",  "verify",  "version"};
 
 Failure WrongUsage(const std::string& what) {
     return {Status::WrongUsage, what + "; see tamsel-deploy --help"};
-}
-
-// getopt_long accepts abbreviated options, too.
-void RefuseAbbreviations(int argc, char* argv[]) {
-    for (int i = 1; i < argc && argv[i] != std::string("--"); ++i) {
-        const std::string word = argv[i];
-        const std::string name = word.substr(0, word.find('='));
-        if (word.rfind("--", 0) == 0
-            && std::none_of(std::begin(LONG), std::end(LONG) - 1, [&name](const option& known) {
-                   return "--" + std::string(known.name) == name;
-               })) {
-            throw WrongUsage("option " + word + " is unknown");
-        }
-    }
 }
 
 std::chrono::seconds Seconds(const std::string& text) {
     constexpr std::size_t DIGITS = 6;
     if (text.empty() || text.size() > DIGITS
         || text.find_first_not_of("0123456789") != std::string::npos) {
-        throw WrongUsage("--wait needs a number of seconds");
+        throw WrongUsage("--wait needs a number of seconds, not \"" + text + "\"");
     }
     return std::chrono::seconds(std::stoi(text));
-}
-
-void Take(Options& options, int letter) {
-    switch (letter) {
-    case 'f':
-        options.replaceFile = true;
-        break;
-    case 'j':
-        options.json = true;
-        break;
-    case 'w':
-        options.wait = Seconds(optarg);
-        break;
-    case '?':
-        throw WrongUsage("an option is unknown, lacks its value or has one too many");
-    default:
-        options.command = static_cast<Command>(letter);
-        if (optarg != nullptr) {
-            options.words.emplace_back(optarg);
-        }
-    }
 }
 
 // How many words may follow a command.
@@ -77,55 +35,108 @@ std::size_t MostWords(Command command) {
 
 } // namespace
 
+std::string Name(Command command) {
+    return NAMES[static_cast<std::size_t>(command)];
+}
+
+// By hand, since getopt_long takes abbreviations and cannot name the option that is wrong.
 Options ReadOptions(int argc, char* argv[]) {
-    RefuseAbbreviations(argc, argv);
-    // Options may come in any order, whatever the caller's environment says.
-    unsetenv("POSIXLY_CORRECT");
-    opterr = 0;
     Options options;
-    std::set<int> seen;
-    int letter = 0;
-    while ((letter = getopt_long(argc, argv, "h", LONG, nullptr)) != -1) { // NOLINT
-        // All commands count as one option.
-        const bool isCommand = std::strchr("fjw?", letter) == nullptr;
-        if (!seen.insert(isCommand ? 0 : letter).second) {
-            throw WrongUsage("an option is given twice, or two commands together");
-        }
-        Take(options, letter);
+    std::vector<std::string> rest(argv + std::min(argc, 1), argv + argc);
+    const auto end = std::find(rest.begin(), rest.end(), "--");
+    if (std::any_of(rest.begin(), end,
+                    [](const auto& word) { return word == "-h" || word == "--help"; })) {
+        options.command = Command::Help;
+        return options;
     }
-    options.words.insert(options.words.end(), argv + optind, argv + argc);
-    if (options.words.size() > MostWords(options.command)) {
-        throw WrongUsage("there are more words than the command takes");
+    std::set<std::string> seen;
+    for (auto word = rest.begin(); word != end; ++word) {
+        if (word->rfind('-', 0) != 0) {
+            options.words.push_back(*word);
+            continue;
+        }
+        const std::string name = word->substr(0, word->find('='));
+        const bool hasValue = name != *word;
+        const std::string value = hasValue ? word->substr(name.size() + 1) : "";
+        const auto* known = std::find_if(NAMES + 1, std::end(NAMES), [&name](const char* command) {
+            return name == std::string("--") + command;
+        });
+        if (!seen.insert(name).second) {
+            throw WrongUsage(name + " is given twice");
+        }
+        if (known != std::end(NAMES)) {
+            if (options.command != Command::Register) {
+                throw WrongUsage(name + " cannot be given with --" + Name(options.command));
+            }
+            options.command = static_cast<Command>(known - NAMES);
+        } else if (name == "--json") {
+            options.json = true;
+        } else if (name == "--replace-file") {
+            options.replaceFile = true;
+        } else if (name == "--wait") {
+            const bool isNext = !hasValue && std::next(word) != end;
+            options.wait = Seconds(isNext ? *++word : value);
+        } else {
+            throw WrongUsage("option " + name + " is unknown");
+        }
+        if (hasValue && name == "--restore") {
+            options.words.push_back(value);
+        } else if (hasValue && name != "--wait") {
+            throw WrongUsage(name + " takes no value");
+        }
+    }
+    options.words.insert(options.words.end(), end == rest.end() ? end : std::next(end), rest.end());
+    const std::size_t most = MostWords(options.command);
+    if (options.words.size() > most) {
+        throw WrongUsage("--" + Name(options.command) + " does not take \"" + options.words[most]
+                         + "\"");
     }
     return options;
 }
 
 std::string Help() {
-    return "Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is\n"
-           "there, runs Tamsel, makes sure that the registration has arrived, and puts back what\n"
-           "has not.\n"
-           "\n"
-           "usage: tamsel-deploy [OPTION...] [APPLICATION...]\n"
-           "       tamsel-deploy --verify | --dry-run [OPTION...] [APPLICATION...]\n"
-           "       tamsel-deploy --list [OPTION...]\n"
-           "       tamsel-deploy --restore [OPTION...] [BACKUP]\n"
-           "       tamsel-deploy -h | --help | --version\n"
-           "\n"
-           "  APPLICATION     the path of an application; by default every supported one in\n"
-           "                  /Applications\n"
-           "  --verify        only reads: says of each application whether it is registered\n"
-           "  --dry-run       makes all checks that need no writing and says what would be done\n"
-           "  --list          lists the backups, oldest first\n"
-           "  --restore       brings back the state before the last registration, or BACKUP, a\n"
-           "                  name or a path\n"
-           "  --wait SECONDS  how long to wait in all for another run, a lock on the database\n"
-           "                  and the Extension Manager to quit (default: 10)\n"
-           "  --replace-file  the XManConfigV2.xml that comes with Tamsel replaces an installed\n"
-           "                  one, which is kept otherwise\n"
-           "  --json          prints one object instead of lines\n"
-           "\n"
-           "Standard output has one line per application, standard error the log, which goes to\n"
-           "the system's log as well. The first failure gives the exit status:\n"
-           "\n"
-           + StatusLines();
+    return R"(Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is
+there, writes the rows that Tamsel writes, makes sure that they have arrived, and
+keeps all of it or nothing.
+
+usage: tamsel-deploy [OPTION...] [APPLICATION...]
+       tamsel-deploy --verify | --dry-run [OPTION...] [APPLICATION...]
+       tamsel-deploy --list [OPTION...]
+       tamsel-deploy --restore [OPTION...] [BACKUP]
+       tamsel-deploy -h | --help | --version
+
+  APPLICATION     the path of an application; by default every supported one in
+                  /Applications
+  --verify        only looks: says of each application whether it is registered
+  --dry-run       rehearses a registration and says what would be done
+  --list          lists the backups, oldest first
+  --restore       brings back the state before the last registration, or BACKUP:
+                  its number, its name or its path
+  --wait SECONDS  how long to wait in all for another run, for the database and
+                  for the Extension Manager to quit (default: 10)
+  --replace-file  the XManConfigV2.xml that comes with Tamsel replaces an
+                  installed one, which is kept otherwise
+  --json          prints one object instead of lines
+
+Standard output has one line per application, standard error the log, which goes
+to the system's log as well. The first failure gives the exit status:
+
+  0   every application is registered; with --dry-run, nothing stands in the way;
+      with --restore, restored
+  1   at least one application is not registered; it is as it was before
+  2   wrong usage
+  3   root is needed, to write or to read
+  4   the Extension Manager is running
+  5   there is no Extension Manager: no database
+  6   no application found; or one missing, not supported or given twice
+  7   no backup could be made; nothing was changed
+  8   XManConfigV2.xml is missing, or with --replace-file another one, or it cannot
+      be put in place
+  9   a restore failed; the log says what has changed and what has not
+  10  the installation is incomplete
+  11  another run holds the lock
+  12  the database is in use
+  13  the database is damaged, or not the Extension Manager's
+  14  the result could not be written, whatever it was
+)";
 }

@@ -4,16 +4,10 @@
 #include <string>
 #include <vector>
 
-// Each value but the first is the letter of its option.
-enum class Command : char {
-    Register,
-    DryRun = 'd',
-    Help = 'h',
-    List = 'l',
-    Restore = 'r',
-    Verify = 'v',
-    Version = 'V',
-};
+enum class Command : unsigned char { Register, DryRun, Help, List, Restore, Verify, Version };
+
+// Its name in the result as JSON, such as "dry-run".
+std::string Name(Command command);
 
 // What was asked for on the command line.
 struct Options {
@@ -28,5 +22,5 @@ struct Options {
 // Throws a Failure with Status::WrongUsage; prints nothing.
 Options ReadOptions(int argc, char* argv[]);
 
-// What -h prints.
+// What -h prints, at most 80 columns wide.
 std::string Help();

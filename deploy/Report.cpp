@@ -1,51 +1,63 @@
 #include "Report.h"
 
-#include <array>
 #include <cstdio>
 #include <ctime>
+#include <new>
 #include <syslog.h>
-#include <unistd.h>
 
 namespace {
 
-// How many bytes from position on form one UTF-8 character other than a control character, or 0.
+unsigned Byte(const std::string& text, std::size_t position) {
+    return position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
+}
+
+// How many bytes from position on form one UTF-8 character, or 0.
 std::size_t CharacterAt(const std::string& text, std::size_t position) {
-    const auto byte = [&](std::size_t i) -> unsigned {
-        return position + i < text.size() ? static_cast<unsigned char>(text[position + i]) : 0;
-    };
-    struct Form {
-        unsigned mask, mark, least;
-    };
-    // The first byte of a character of one to four bytes, and the least character of that length.
-    // Those from 0x80 to 0x9F are control characters.
-    constexpr Form FORMS[] = {
-        {0x80, 0x00, 0x20}, {0xE0, 0xC0, 0xA0}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
-    std::size_t size = 1;
-    for (const Form& form : FORMS) {
-        if ((byte(0) & form.mask) == form.mark) {
-            unsigned code = byte(0) & ~form.mask;
-            for (std::size_t i = 1; i < size; ++i) {
-                if ((byte(i) & 0xC0U) != 0x80U) {
-                    return 0;
-                }
-                code = code << 6U | (byte(i) & 0x3FU);
-            }
-            const bool isCharacter = code >= form.least && code != 0x7F && code <= 0x10FFFF
-                                     && (code < 0xD800 || code > 0xDFFF);
-            return isCharacter ? size : 0;
+    const unsigned first = Byte(text, position);
+    const unsigned second = Byte(text, position + 1);
+    const std::size_t size = first < 0x80                    ? 1
+                             : first >= 0xC2 && first < 0xE0 ? 2
+                             : first >= 0xE0 && first < 0xF0 ? 3
+                             : first >= 0xF0 && first < 0xF5 ? 4
+                                                             : 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((Byte(text, position + i) & 0xC0U) != 0x80U) {
+            return 0;
         }
-        ++size;
     }
-    return 0;
+    // Forms that are too long, halves of surrogate pairs, and what is beyond the last character.
+    const bool isNone = (first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0)
+                        || (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90);
+    return isNone ? 0 : size;
+}
+
+std::string Hex(const char* before, unsigned byte) {
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    return std::string(before) + DIGITS[byte / 16] + DIGITS[byte % 16];
+}
+
+// The text as the content of a JSON string, or of a line. Calls escape for each character, and
+// gives it 0 as the size if there is none, but a byte of something else.
+template <typename Escape>
+std::string Each(const std::string& text, Escape escape) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t size = CharacterAt(text, i);
+        const std::string one = text.substr(i, size == 0 ? 1 : size);
+        result += escape(one, Byte(one, 0), size);
+        i += one.size();
+    }
+    return result;
 }
 
 std::string Quoted(const std::string& text) {
-    std::string quoted = "\"";
-    for (const char byte : Escaped(text)) {
-        quoted += byte == '"' || byte == '\\' ? "\\" : "";
-        quoted += byte;
-    }
-    return quoted + "\"";
+    const auto escape = [](const std::string& one, unsigned byte, std::size_t size) {
+        const bool isMark = byte == '"' || byte == '\\';
+        return size == 0     ? Hex("\\\\x", byte)
+               : byte < 0x20 ? Hex("\\u00", byte)
+                             : (isMark ? "\\" : "") + one;
+    };
+    return "\"" + Each(text, escape) + "\"";
 }
 
 std::string QuotedOrNull(const std::string& text) {
@@ -62,54 +74,68 @@ std::string List(const Items& items, Make make) {
     return "[" + list + "]";
 }
 
+std::string Object(const Difference& item) {
+    return R"({"name":)" + Quoted(item.name) + R"(,"expected":)" + Quoted(item.expected)
+           + R"(,"found":)" + (item.found ? Quoted(*item.found) : "null") + "}";
+}
+
+std::string Object(const Application& item) {
+    const auto difference = [](const Difference& one) { return Object(one); };
+    return R"({"path":)" + Quoted(item.path) + R"(,"state":)" + Quoted(Words(item.state))
+           + R"(,"changed":)" + (item.changed ? "true" : "false") + R"(,"reason":)"
+           + QuotedOrNull(item.reason) + R"(,"differences":)" + List(item.differences, difference)
+           + "}";
+}
+
+std::string Object(const Backup& item) {
+    return R"({"name":)" + Quoted(item.name) + R"(,"made":)" + Quoted(item.Made()) + R"(,"reason":)"
+           + Quoted(item.reason) + "}";
+}
+
 } // namespace
 
 void Report::Fail(Status failure, const std::string& why) {
     if (status == Status::Done) {
         status = failure;
+        reason = why;
     }
-    reason = why;
     Log(why);
 }
 
-void Log(const std::string& text) {
-    std::array<char, 40> now{};
-    const std::time_t seconds = std::time(nullptr);
-    std::tm parts{};
-    std::strftime(now.data(), now.size(), "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &parts));
-    const std::string line = Escaped(text);
-    std::fprintf(stderr, "%s tamsel-deploy: %s\n", now.data(), line.c_str());
-    syslog(LOG_NOTICE, "%s", line.c_str());
+void Report::Fail(Application& application, State state, Status failure, const std::string& why) {
+    application.Settle(state, failure, why);
+    Fail(failure, application.path + ": " + why);
+}
+
+void Log(const std::string& text) noexcept {
+    try {
+        char now[40];
+        const std::time_t seconds = std::time(nullptr);
+        std::tm parts{};
+        std::strftime(now, sizeof now, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &parts));
+        const std::string line = Escaped(text);
+        std::fprintf(stderr, "%s tamsel-deploy: %s\n", now, line.c_str());
+        syslog(LOG_NOTICE, "%s", line.c_str());
+    } catch (const std::bad_alloc&) { // NOLINT
+    }
 }
 
 std::string Escaped(const std::string& text) {
-    std::string escaped;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t size = CharacterAt(text, i);
-        if (text[i] == '\n' || text[i] == '\\') {
-            escaped += text[i] == '\n' ? "\\n" : "\\\\";
-        } else if (size == 0) {
-            constexpr char DIGITS[] = "0123456789ABCDEF";
-            const auto byte = static_cast<unsigned char>(text[i]);
-            escaped += {'\\', 'x', DIGITS[byte / 16], DIGITS[byte % 16]};
-        } else {
-            escaped += text.substr(i, size);
+    return Each(text, [](const std::string& one, unsigned byte, std::size_t size) -> std::string {
+        const bool isControl = byte < 0x20 || byte == 0x7F;
+        if (size == 2 && byte == 0xC2 && Byte(one, 1) < 0xA0) {
+            return Hex("\\x", byte) + Hex("\\x", Byte(one, 1));
         }
-        i += size == 0 ? 1 : size;
-    }
-    return escaped;
+        return byte == '\n'             ? "\\n"
+               : byte == '\\'           ? "\\\\"
+               : size == 0 || isControl ? Hex("\\x", byte)
+                                        : one;
+    });
 }
 
 bool WriteOut(const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const auto written = write(STDOUT_FILENO, text.data() + done, text.size() - done);
-        if (written == -1) {
-            return false;
-        }
-        done += static_cast<std::size_t>(written);
-    }
-    return close(STDOUT_FILENO) == 0;
+    const bool isWhole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    return std::fclose(stdout) == 0 && isWhole;
 }
 
 std::string Lines(const Report& report) {
@@ -118,27 +144,22 @@ std::string Lines(const Report& report) {
         lines = "restored: " + report.restored + "\n";
     }
     for (const Backup& backup : report.backups) {
-        lines += backup.name + " " + Escaped(backup.Reason()) + "\n";
+        lines += backup.name + " " + backup.reason + "\n";
     }
     for (const Application& application : report.applications) {
-        lines += application.state + ": " + Escaped(application.path) + "\n";
+        lines += std::string(Words(application.state)) + ": " + Escaped(application.path) + "\n";
     }
     return lines;
 }
 
-std::string Json(const Report& report, bool isList) {
-    const auto application = [](const Application& item) {
-        return R"({"path":)" + Quoted(item.path) + R"(,"state":)" + Quoted(item.state)
-               + R"(,"reason":)" + QuotedOrNull(item.reason) + R"(,"missing":)"
-               + List(item.missing, Quoted) + "}";
-    };
-    const auto backup = [](const Backup& item) {
-        return R"({"name":)" + Quoted(item.name) + R"(,"made":)" + Quoted(item.Made())
-               + R"(,"reason":)" + Quoted(item.Reason()) + "}";
-    };
-    return R"({"status":)" + std::to_string(static_cast<int>(report.status)) + R"(,"version":")"
-           + TAMSEL_VERSION + R"(","reason":)" + QuotedOrNull(report.reason) + R"(,"backup":)"
-           + QuotedOrNull(report.restored.empty() ? report.backup : report.restored)
-           + R"(,"applications":)" + List(report.applications, application)
-           + (isList ? R"(,"backups":)" + List(report.backups, backup) : "") + "}\n";
+std::string Json(const Report& report, Command command) {
+    const auto object = [](const auto& item) { return Object(item); };
+    return R"({"command":")" + std::string(Name(command)) + R"(","status":)"
+           + std::to_string(static_cast<int>(report.status))
+           + R"(,"version":")" TAMSEL_VERSION R"(","reason":)" + QuotedOrNull(report.reason)
+           + R"(,"backup":)" + QuotedOrNull(report.backup) + R"(,"restored":)"
+           + QuotedOrNull(report.restored) + R"(,"applications":)"
+           + List(report.applications, object)
+           + (command == Command::List ? R"(,"backups":)" + List(report.backups, object) : "")
+           + "}\n";
 }

@@ -2,6 +2,7 @@
 
 #include "Applications.h"
 #include "Backups.h"
+#include "Options.h"
 #include "Status.h"
 
 #include <string>
@@ -9,23 +10,27 @@
 
 // What a run says: the log as it goes along, and its result at the end.
 struct Report {
-    // Of the first failure.
+    // Of the first failure, and what the log said of it.
     Status status = Status::Done;
-    // What the log said of the last failure, or empty.
     std::string reason;
-    // The names of the backup that the run made and of the one that it restored, or empty.
+    // The names of the backup that the run made or used and of the one that it restored, or empty.
     std::string backup;
     std::string restored;
+    // Whether anything of the Extension Manager's has changed, or may have.
+    bool hasChanged = false;
     std::vector<Application> applications;
     // With --list, the backups, the oldest first.
     std::vector<Backup> backups;
 
-    // Logs a failure. The first one gives the status.
+    // Logs a failure, of the run or of one of the applications, which is settled so. The first one
+    // gives the status.
     void Fail(Status failure, const std::string& why);
+    void Fail(Application& application, State state, Status failure, const std::string& why);
 };
 
-// Writes a line with the time to standard error, and the text to the system's log.
-void Log(const std::string& text);
+// Writes a line with the time to standard error, and the text to the system's log. What cannot be
+// logged changes nothing else: throws nothing.
+void Log(const std::string& text) noexcept;
 
 // Runs what only tidies up. A failure is logged and left to the next run.
 template <typename Action>
@@ -47,5 +52,5 @@ bool WriteOut(const std::string& text);
 // The result as lines.
 std::string Lines(const Report& report);
 
-// The result as one line of JSON, with the backups if they were asked for.
-std::string Json(const Report& report, bool isList);
+// The result of a command as one line of JSON.
+std::string Json(const Report& report, Command command);

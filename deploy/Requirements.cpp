@@ -1,18 +1,20 @@
 #include "Requirements.h"
 
-#include "Database.h"
 #include "Files.h"
 #include "Places.h"
-#include "Processes.h"
 #include "Status.h"
 
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdint>
-#include <stdexcept>
-#include <sys/statvfs.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #ifdef __APPLE__
-#include <array>
-#include <climits>
 #include <mach-o/dyld.h>
 #endif
 
@@ -30,131 +32,126 @@ std::string OwnPath() {
     return Resolved(path);
 }
 
-// Whether there is a plain file. Anything else in its place is a failure, with the second status.
-bool IsPlainFile(const std::string& path, Status unknown, Status another) {
-    const Kind kind = OrFail(unknown, "it cannot be looked at", [&path] { return KindOf(path); });
+// Whether there is a plain file. Anything else in its place is a failure.
+bool IsPlainFile(const std::string& path, Status another) {
+    const Kind kind = KindOf(path);
     if (kind != Kind::Nothing && kind != Kind::File) {
         throw Failure(another, path + " is not a plain file");
     }
     return kind == Kind::File;
 }
 
-void RequireFree(const std::string& folder, std::uintmax_t bytes) {
-    struct statvfs disk {};
-    Checked(statvfs(folder.c_str(), &disk), folder);
-    if (std::uintmax_t{disk.f_bavail} * disk.f_frsize < bytes) {
-        throw std::runtime_error("no room in " + folder);
+void RequireAccess(const std::string& path, Status status, const std::string& what) {
+    OrFail(status, what, [&path] { Checked(access(path.c_str(), W_OK), path); });
+}
+
+// Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
+// there is such a process and 1 if there is none; anything else means that it cannot tell.
+int RunPgrep() {
+    posix_spawn_file_actions_t actions{};
+    posix_spawnattr_t attributes{};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    // What ends this group of processes must end it, too.
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    char words[][64] = {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"};
+    char* arguments[] = {words[0], words[1], words[2], nullptr};
+    char path[] = "PATH=/usr/bin:/bin:/usr/sbin:/sbin";
+    char* environment[] = {path, nullptr};
+    pid_t process = 0;
+    int status = -1;
+    if (posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment)
+        == 0) {
+        while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
+        }
     }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace
 
 void RequireRoot() {
     if (geteuid() != 0) {
-        throw Failure(Status::NotRoot, "please start this as root, with sudo for example");
+        throw Failure(Status::NotRoot, "this needs root; start it with sudo");
     }
 }
 
-Package RequireTamsel() {
+std::string RequireInstallation() {
     const std::string folder = GetParentDirectory(OwnPath());
-    Package package{folder + "/Tamsel", folder + "/Resources/" + FILENAME};
-    const auto require = [](const std::string& path, int use) {
-        if (KindOf(path) != Kind::File || access(path.c_str(), use) == -1) {
-            throw Failure(Status::Incomplete, path + " is missing");
+    const std::string file = folder + "/Resources/" + FILENAME;
+    for (const std::string& path : {folder + "/Tamsel", file}) {
+        if (KindOf(path) != Kind::File || access(path.c_str(), R_OK) == -1) {
+            throw Failure(Status::Incomplete,
+                          "the installation is incomplete, please repeat it: there is no " + path);
         }
-    };
-    require(package.program, X_OK);
-    require(package.file, R_OK);
-    return package;
+    }
+    return file;
 }
 
-void RequireNoManager(const Patience& patience) {
-    constexpr int FOUND = 0;
-    constexpr int NONE = 1;
-    const std::string unknown = "it cannot be told whether the Extension Manager is running";
-    while (true) {
-        // The whole command line, since pgrep cuts off the names of processes.
-        const int status = OrFail(Status::ManagerRunning, unknown, [] {
-            return Start("/usr/bin/pgrep",
-                         {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"})
-                .status;
-        });
-        if (status == NONE) {
-            return;
-        }
-        if (status != FOUND) {
-            throw Failure(Status::ManagerRunning, unknown);
-        }
-        if (!patience.Wait(std::chrono::milliseconds(200))) {
+void RequireNoManager(Patience& patience) {
+    int status = 0;
+    while (status = RunPgrep(), status == 0) {
+        if (!patience.Wait("the Extension Manager to quit", std::chrono::milliseconds(200))) {
+            RequireNoSignal();
             throw Failure(Status::ManagerRunning,
-                          "the Extension Manager is running; please quit it and try again");
+                          "the Extension Manager is running; quit it and try again");
         }
+    }
+    RequireNoSignal();
+    if (status != 1) {
+        throw Failure(Status::ManagerRunning,
+                      "it cannot be told whether the Extension Manager is running");
     }
 }
 
 void RequireDatabase(bool mustBeThere) {
-    if (!IsPlainFile(DATABASE, Status::NotRoot, Status::NotTheDatabase) && mustBeThere) {
+    if (!IsPlainFile(DATABASE, Status::NotTheDatabase) && mustBeThere) {
         throw Failure(Status::NoDatabase,
                       "there is no database " + DATABASE + "; is the Extension Manager installed?");
     }
 }
 
 void RequirePlainFile() {
-    IsPlainFile(INSTALLEDFILE, Status::NoFile, Status::NoFile);
+    IsPlainFile(INSTALLEDFILE, Status::NoFile);
 }
 
-bool IsWritable(const Patience& patience) {
-    // Opening reads nothing, so nothing is rolled back. What SQLite may not write, it opens for
-    // reading only.
-    Database database(DATABASE, READWRITE, patience);
-    return sqlite3_db_readonly(database.Handle(), "main") == 0
-           && access(DATABASEFOLDER.c_str(), W_OK) == 0;
-}
-
-void RequireWritable(const Patience& patience) {
-    if (!IsWritable(patience)) {
-        throw Failure(Status::NotRegistered, "the database, or its folder, cannot be written");
+void RequireWritableDatabase() {
+    for (const std::string& path : {DATABASE, DATABASEFOLDER}) {
+        RequireAccess(path, Status::NotRegistered, "the database cannot be written");
     }
 }
 
-void RequireUnlocked(const Patience& patience) {
-    // Readers count, too: Tamsel would meet them at the end of its writing.
-    Database(DATABASE, READWRITE, patience).LockExclusively();
+void RequireWritableBackups() {
+    std::string folder = BACKUPS;
+    while (KindOf(folder) == Kind::Nothing) {
+        folder = GetParentDirectory(folder);
+    }
+    RequireAccess(folder, Status::NoBackup, "no backup could be made");
+    IsPlainFile(LOCKFILE, Status::NoBackup);
 }
 
 void RequireWritableFile() {
-    OrFail(Status::NoFile, "XManConfigV2.xml cannot be put in place", [] {
-        for (const std::string& path : {CONFIGURATION, INSTALLEDFILE}) {
-            Checked(KindOf(path) == Kind::Nothing ? 0 : access(path.c_str(), W_OK), path);
-        }
-    });
+    RequireAccess(CONFIGURATION, Status::NoFile, FILENAME + " cannot be put in place");
 }
 
-std::string RequirePlace() {
-    return OrFail(Status::NoBackup, "no backup could be made", [] {
-        std::string folder = BACKUPS;
-        while (KindOf(folder) == Kind::Nothing) {
-            folder = GetParentDirectory(folder);
+int LockRuns(Patience& patience) {
+    constexpr int MAKING = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+    return OrFail(Status::NoBackup, "no lock could be made", [&patience] {
+        const int file = Checked(open(LOCKFILE.c_str(), MAKING, 0600), LOCKFILE);
+        while (flock(file, LOCK_EX | LOCK_NB) == -1) {
+            Checked(errno == EWOULDBLOCK ? 0 : -1, LOCKFILE);
+            if (!patience.Wait("another run to end")) {
+                RequireNoSignal();
+                throw Failure(Status::AnotherRun,
+                              "another run is at work; sudo lsof \"" + LOCKFILE + "\" names it");
+            }
         }
-        Checked(access((folder + "/.").c_str(), W_OK), folder);
-        if (KindOf(LOCKFILE) != Kind::Nothing && KindOf(LOCKFILE) != Kind::File) {
-            throw std::runtime_error(LOCKFILE + " is not a plain file");
-        }
-        return folder;
-    });
-}
-
-void RequireRoom() {
-    const std::string folder = RequirePlace();
-    OrFail(Status::NoBackup, "no backup could be made", [&folder] {
-        constexpr std::uintmax_t BESIDES = 4U << 20U;
-        std::uintmax_t needed = BESIDES;
-        for (const std::string& path : {DATABASE, DATABASE + "-wal", INSTALLEDFILE}) {
-            needed += KindOf(path) == Kind::File
-                          ? static_cast<std::uintmax_t>(StatusOf(path).st_size)
-                          : 0;
-        }
-        RequireFree(folder, needed);
-        RequireFree(DATABASEFOLDER, RESERVED);
+        return file;
     });
 }

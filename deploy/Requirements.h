@@ -2,7 +2,6 @@
 
 #include "Waiting.h"
 
-#include <cstddef>
 #include <string>
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
@@ -10,44 +9,25 @@
 
 void RequireRoot();
 
-// What is installed beside this program: Tamsel and its XManConfigV2.xml.
-struct Package {
-    std::string program;
-    std::string file;
-};
-
-Package RequireTamsel();
+// What is installed beside this program is complete. Returns the path of its XManConfigV2.xml.
+std::string RequireInstallation();
 
 // The Extension Manager must not be running, or must quit while patience lasts.
-void RequireNoManager(const Patience& patience);
+void RequireNoManager(Patience& patience);
 
 // The database must be a plain file. A restore can do without one, but not with something else in
 // its place.
 void RequireDatabase(bool mustBeThere);
 
-// The database and its folder can be written.
-void RequireWritable(const Patience& patience);
-
-// Whether they can.
-bool IsWritable(const Patience& patience);
-
-// Nobody has locked the database. What a crashed program left is rolled back. Also throws a
-// DatabaseError if it cannot be read.
-void RequireUnlocked(const Patience& patience);
-
 // If there is an XManConfigV2.xml, it is a plain file, not a link for example.
 void RequirePlainFile();
 
-// XManConfigV2.xml can be put in place.
+// As far as the permissions tell, the database can be written; or the folder of the backups, or the
+// nearest one above it that exists, and the lock; or XManConfigV2.xml.
+void RequireWritableDatabase();
+void RequireWritableBackups();
 void RequireWritableFile();
 
-// Bytes on the disk that are reserved for putting back: the pages of a few rows in SQLite's
-// journal, which can have 64 KiB each.
-inline constexpr std::size_t RESERVED = 1U << 20U;
-
-// The folder of the backups can be written, or made, and nothing is in the way of the lock. Returns
-// that folder, or the nearest one above it that exists.
-std::string RequirePlace();
-
-// The same, and there is room for a backup, and for what is reserved beside the database.
-void RequireRoom();
+// Makes sure that only one run at a time changes anything, as long as the descriptor that it
+// returns is open. Waits for another run while patience lasts. The lock's folder must exist.
+int LockRuns(Patience& patience);

@@ -1,176 +1,133 @@
 #include "Restoring.h"
 
-#include "ConfigurationFile.h"
 #include "Database.h"
 #include "Files.h"
 #include "PathUtils.h"
 #include "Places.h"
 #include "Report.h"
-#include "Saving.h"
 #include "Status.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
-// Where a file of the database's folder is set aside, and where its successor is made.
-std::string Aside(const std::string& side) {
-    return DATABASEFOLDER + "/." + DATABASENAME + side + ".tamsel-old";
+// Whether a word is the name of a backup, its number with or without zeros in front, or its path.
+bool Means(const std::string& word, const Backup& backup) {
+    const std::string number = backup.name.substr(0, backup.name.find('-'));
+    const auto zeros = number.size() - std::min(number.size(), word.size());
+    return word == backup.name || (!word.empty() && std::string(zeros, '0') + word == number)
+           || Resolved(word) == Resolved(backup.Folder());
 }
 
-std::string Successor(const std::string& side) {
-    return DATABASEFOLDER + "/." + DATABASENAME + side + ".tamsel-new";
-}
+constexpr char PERHAPS[] = "it may have been restored or not, so please start this again";
 
 // Writes the saved database into the present one, in one transaction under its locks.
-void WriteInto(const std::string& saved, const Patience& patience) {
+void WriteInto(const std::string& saved, Patience& patience) {
     Database source(saved, IMMUTABLE, patience);
     Database target(DATABASE, READWRITE, patience);
-    target.Execute("PRAGMA synchronous = FULL; PRAGMA fullfsync = ON");
+#ifdef SQLITE_DBCONFIG_DEFENSIVE
+    // Otherwise the next pragma may have no effect.
+    sqlite3_db_config(target.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr); // NOLINT
+#endif
+    // What is replaced as a whole need not be understood.
+    target.Execute(
+        "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
     try {
-        target.CopyFrom(source);
+        return target.CopyFrom(source);
     } catch (const DatabaseError& error) {
-        if (error.Code() == SQLITE_READONLY) {
-            // A write-ahead log takes no pages of a different size.
-            target.Execute("PRAGMA journal_mode = DELETE");
-            target.CopyFrom(source);
-        } else if (!HoldSame(source, target)) {
-            // Otherwise only something after the transaction failed.
+        if (error.Code() != SQLITE_READONLY) {
             throw;
         }
     }
+    // A write-ahead log takes no pages of a different size. To end that mode, nobody else may use
+    // the database for a moment, which SQLite does not wait for.
+    const char* const change = "PRAGMA journal_mode = DELETE";
+    while (sqlite3_exec(target.Handle(), change, nullptr, nullptr, nullptr) == SQLITE_BUSY
+           && patience.Wait(THEDATABASE)) {
+    }
+    target.Execute(change);
+    target.CopyFrom(source);
 }
 
-// The inode of what is at the path, or 0. Asked for at once, since a restore can be at work.
-ino_t InodeOf(const std::string& path) {
-    struct stat status {};
-    const int result = lstat(path.c_str(), &status);
-    Checked(result == -1 && errno != ENOENT ? -1 : 0, path);
-    return result == -1 ? 0 : status.st_ino;
+// Puts the saved file in the place of the present one, which is no database. A journal of something
+// else must never meet the new one.
+void ReplaceFile(const std::string& saved, std::string& changed) {
+    CopyFile(saved, NEWDATABASE, StatusOf(saved));
+    changed = PERHAPS;
+    for (const std::string side : SIDEFILES) {
+        Remove(DATABASE + side);
+    }
+    SyncFolder(DATABASEFOLDER);
+    Rename(NEWDATABASE, DATABASE);
 }
 
-// Puts the saved files in the place of the present ones. A journal of the former database must not
-// meet the new one, so the side files are moved out of the way first. Wherever this is cut off,
-// FinishReplacement finishes it.
-void ReplaceFiles(const Backup& backup) {
-    FinishReplacement();
-    if (KindOf(DATABASE) == Kind::File) {
-        // This second name tells whether the new one is in place.
-        Checked(link(DATABASE.c_str(), Aside("").c_str()), DATABASE);
+void RestoreDatabase(const std::string& saved, Patience& patience, std::string& changed) {
+    if (KindOf(DATABASE) == Kind::Nothing) {
+        return ReplaceFile(saved, changed);
     }
     try {
-        for (const std::string side : DATABASEFILES) {
-            const std::string saved = backup.Database() + side;
-            if (KindOf(saved) == Kind::File) {
-                CopyFile(saved, Successor(side), StatusOf(saved));
-            }
+        WriteInto(saved, patience);
+    } catch (const DatabaseError& error) {
+        if (error.Code() == SQLITE_NOTADB) {
+            return ReplaceFile(saved, changed);
         }
-        for (const std::string side : SIDEFILES) {
-            if (KindOf(DATABASE + side) != Kind::Nothing) {
-                Rename(DATABASE + side, Aside(side));
-            }
+        if (error.Code() != SQLITE_IOERR) {
+            throw;
         }
-        if (KindOf(Successor("")) == Kind::File) {
-            Move(Successor(""), DATABASE);
-        } else {
-            // There was none when the backup was made.
-            RemoveFile(DATABASE);
-        }
-    } catch (...) {
-        OrLog(FinishReplacement);
-        throw;
+        // Perhaps all of it was written, and only something after that failed.
+        changed = PERHAPS;
+        Log(std::string("trying once more: ") + error.what());
+        WriteInto(saved, patience);
     }
-    OrLog(FinishReplacement);
-}
-
-// The name in a word that may be a path into the folder of the backups.
-std::string NameIn(const std::string& word) {
-    const auto isSlash = [](char byte) { return byte == '/'; };
-    std::string path(word.begin(), std::find_if_not(word.rbegin(), word.rend(), isSlash).base());
-    const auto slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return path;
-    }
-    const bool isInside = Resolved(path.substr(0, slash + 1)) == Resolved(BACKUPS);
-    return isInside ? path.substr(slash + 1) : "";
+    changed = "the database was restored, but not its owner and mode, nor " + FILENAME;
+    MakeLike(DATABASE, StatusOf(saved));
 }
 
 } // namespace
 
-Backup FindBackup(const std::vector<std::string>& words, const Patience& patience) {
-    return OrFail(Status::NotRestored, "no backup can be restored", [&] {
-        std::optional<Backup> found;
-        if (words.empty()) {
-            found = BeforeLastRegistration();
-        } else {
-            for (const Backup& backup : AllBackups()) {
-                if (backup.name == NameIn(words.front())) {
-                    found = backup;
-                }
-            }
-        }
-        if (!found) {
-            throw Failure(Status::NotRestored, words.empty()
-                                                   ? "there is no backup"
-                                                   : "there is no backup " + words.front());
-        }
-        const std::string damaged = found->Folder() + " is damaged";
-        if (!found->IsPlain() && !OrFail(Status::NotRestored, damaged, [&] {
-                return IsSound(found->Database(), IMMUTABLE, patience);
-            })) {
-            throw Failure(Status::NotRestored, damaged);
-        }
-        return *found;
-    });
-}
-
-void Restore(const Backup& backup, const Backup& present, const Patience& patience) {
-    OrFail(Status::NotRestored, "not restored", [&] {
-        FileChange file;
-        try {
-            file.Begin();
-            file.Restore(backup.File());
-            const bool isDatabase = !present.IsPlain() || IsDatabase(patience);
-            if (isDatabase && !backup.IsPlain()) {
-                WriteInto(backup.Database(), patience);
-            } else {
-                // Nobody may be at work on a database that is replaced.
-                std::optional<Database> former;
-                if (isDatabase) {
-                    former.emplace(DATABASE, READWRITE, patience);
-                    // Nor may anything be left in a log that could get into the new one.
-                    former->Execute("PRAGMA journal_mode = DELETE");
-                    former->LockExclusively();
-                }
-                ReplaceFiles(backup);
-            }
-        } catch (...) {
-            OrLog([&file] { file.TakeBack(); });
-            throw;
-        }
-        OrLog([&file] { file.Keep(); });
-    });
-}
-
-std::string RightfulFile(const std::string& side) {
-    const bool hasCome = InodeOf(DATABASE) != InodeOf(Aside(""));
-    const std::string path = hasCome ? Successor(side) : Aside(side);
-    return KindOf(path) == Kind::Nothing ? DATABASE + side : path;
-}
-
-void FinishReplacement() {
-    for (const std::string side : SIDEFILES) {
-        if (const std::string rightful = RightfulFile(side); rightful != DATABASE + side) {
-            Move(rightful, DATABASE + side);
+Backup FindBackup(const std::vector<std::string>& words, Patience& patience) {
+    std::optional<Backup> found = words.empty() ? BeforeLastRegistration() : std::nullopt;
+    for (const Backup& backup : AllBackups()) {
+        if (!words.empty() && Means(words.front(), backup)) {
+            found = backup;
         }
     }
-    Sync(DATABASEFOLDER);
-    for (const std::string side : DATABASEFILES) {
-        RemoveFile(Successor(side));
-        RemoveFile(Aside(side));
+    if (!found) {
+        const std::string which = words.empty() ? "from before a registration" : words.front();
+        throw Failure(Status::NotRestored, "there is no backup " + which + "; --list shows them");
+    }
+    const std::string refused = "this backup has no sound database; its files are in ";
+    OrFail(Status::NotRestored, refused + found->Folder(), [&] {
+        if (!Database(found->Database(), IMMUTABLE, patience).IsIntact()) {
+            throw Failure(Status::NotRestored, refused + found->Folder());
+        }
+    });
+    return *found;
+}
+
+void Restore(const Backup& backup, Patience& patience, bool& hasChanged) {
+    std::string changed;
+    try {
+        RequireNoSignal();
+        const bool hasFile = KindOf(backup.File()) == Kind::File;
+        if (hasFile) {
+            CopyFile(backup.File(), NEWFILE, StatusOf(backup.File()));
+        }
+        RestoreDatabase(backup.Database(), patience, changed);
+        changed = "the database was restored, " + FILENAME + " perhaps not";
+        if (hasFile) {
+            Rename(NEWFILE, INSTALLEDFILE);
+        } else {
+            Remove(INSTALLEDFILE);
+            SyncFolder(CONFIGURATION);
+        }
+        hasChanged = true;
+    } catch (const std::exception& exception) {
+        hasChanged = !changed.empty();
+        const Failure failure = AsFailure(exception);
+        const bool isInUse = failure.GetStatus() == Status::DatabaseInUse;
+        throw Failure(isInUse ? Status::DatabaseInUse : Status::NotRestored,
+                      (hasChanged ? changed : "nothing was changed") + ": " + failure.what());
     }
 }

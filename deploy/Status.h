@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-// How a run of tamsel-deploy ended: its exit status. Status.cpp has the words for each.
+// How a run of tamsel-deploy ended: its exit status. Help() has the words for each.
 enum class Status : unsigned char {
     Done,
     NotRegistered,
@@ -20,11 +20,8 @@ enum class Status : unsigned char {
     AnotherRun,
     DatabaseInUse,
     NotTheDatabase,
-    NotWritten,
+    NotWritten
 };
-
-// One line per status, as the help prints it: the number, one or two blanks, and the words.
-std::string StatusLines();
 
 // What ends a run, or the registration of an application: a status, and a sentence for the log.
 class Failure : public std::runtime_error {

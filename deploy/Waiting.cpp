@@ -1,7 +1,10 @@
 #include "Waiting.h"
 
+#include "Report.h"
+#include "Status.h"
+
 #include <csignal>
-#include <initializer_list>
+#include <string>
 #include <thread>
 
 namespace {
@@ -13,9 +16,13 @@ sigset_t held;
 
 } // namespace
 
-bool Patience::Wait(std::chrono::milliseconds moment) const {
-    if ((heeds && IsInterrupted()) || std::chrono::steady_clock::now() >= end) {
+bool Patience::Wait(const char* whatFor, std::chrono::milliseconds moment) noexcept {
+    if (IsInterrupted() || std::chrono::steady_clock::now() >= end) {
         return false;
+    }
+    if (logged != whatFor) {
+        logged = whatFor;
+        Log(std::string("waiting for ") + whatFor);
     }
     std::this_thread::sleep_for(moment);
     return true;
@@ -31,23 +38,26 @@ void HoldSignals() {
         }
     }
     sigprocmask(SIG_BLOCK, &held, nullptr);
-    for (const int number : {SIGPIPE, SIGXFSZ}) {
-        std::signal(number, SIG_IGN);
-    }
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     // If it were ignored, nobody would learn how a program has ended.
     std::signal(SIGCHLD, SIG_DFL);
 }
 
-bool IsInterrupted() {
-    sigset_t waiting;
-    sigemptyset(&waiting);
-    sigpending(&waiting);
+bool IsInterrupted() noexcept {
+    sigset_t pending;
+    sigpending(&pending);
+    bool isAny = false;
     for (const int number : ENDING) {
-        if (sigismember(&waiting, number) == 1) {
-            return true;
-        }
+        isAny = isAny || sigismember(&pending, number) == 1;
     }
-    return false;
+    return isAny;
+}
+
+void RequireNoSignal() {
+    if (IsInterrupted()) {
+        throw Failure(Status::NotRegistered, "a signal has ended the run");
+    }
 }
 
 void ReleaseSignals() {

@@ -2,19 +2,19 @@
 
 #include <chrono>
 
-// How long a run may wait in all: for another run, a lock on the database, the Extension Manager.
+// How long a run may wait in all.
 class Patience {
 public:
-    explicit Patience(std::chrono::seconds time, bool heedsSignals = true)
-        : heeds(heedsSignals), end(std::chrono::steady_clock::now() + time) {}
+    explicit Patience(std::chrono::seconds time) : end(std::chrono::steady_clock::now() + time) {}
 
-    // Waits for a moment. Returns false, at once, if the time is up or a signal that it heeds has
-    // arrived.
-    bool Wait(std::chrono::milliseconds moment = std::chrono::milliseconds(10)) const;
+    // Waits for a moment, and logs what for unless it was for the same the last time. Returns
+    // false, at once, if the time is up or a signal has arrived.
+    bool Wait(const char* whatFor,
+              std::chrono::milliseconds moment = std::chrono::milliseconds(10)) noexcept;
 
 private:
-    bool heeds;
     std::chrono::steady_clock::time_point end;
+    const char* logged = nullptr;
 };
 
 // From here on, SIGINT, SIGTERM and SIGHUP wait until the run is ready to end, except those that
@@ -23,7 +23,10 @@ private:
 void HoldSignals();
 
 // Whether a signal is pending, so that the run must end.
-bool IsInterrupted();
+bool IsInterrupted() noexcept;
+
+// Throws a Failure with Status::NotRegistered if so.
+void RequireNoSignal();
 
 // Lets the signals in: a pending one ends the process.
 void ReleaseSignals();

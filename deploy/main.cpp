@@ -1,273 +1,344 @@
 // One run of tamsel-deploy, from top to bottom: what was asked for, what could stand in the way,
 // the work, the result. Whatever fails throws a Failure, whose status the run ends with.
+//
+// The database changes at one moment, at COMMIT: before it all rows are what they were, after it
+// all are what was wanted. So there is nothing in it that would ever have to be undone.
 
 #include "Applications.h"
 #include "Backups.h"
 #include "Database.h"
 #include "Files.h"
-#include "Inspection.h"
-#include "Leftovers.h"
 #include "Options.h"
 #include "Places.h"
-#include "RecoveredCopy.h"
-#include "Registrar.h"
+#include "Registration.h"
 #include "Report.h"
 #include "Requirements.h"
 #include "Restoring.h"
-#include "RunLock.h"
-#include "Saving.h"
 #include "Status.h"
 #include "Waiting.h"
 
 #include <algorithm>
 #include <fcntl.h>
-#include <memory>
 #include <new>
 #include <optional>
 #include <sys/stat.h>
 #include <syslog.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace {
 
-std::vector<Application> RequestedApplications(const Options& options) {
-    SetupAdobeApplicationList();
-    std::vector<Application> applications =
-        options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
-    if (applications.empty()) {
-        throw Failure(Status::NoApplication, "no supported application was found in /Applications");
-    }
-    return applications;
-}
+constexpr char NOBACKUP[] = "no backup could be made";
+constexpr char UNPLACED[] = "XManConfigV2.xml cannot be put in place";
 
-void FailIfNotRegistered(const Application& application, Report& report) {
-    if (!application.IsRegistered()) {
-        report.Fail(application.status, application.path + ": " + application.reason);
-    }
-}
+class Run {
+public:
+    Run(const Options& asked, Report& result)
+        : options(asked), report(result), patience(asked.wait) {}
 
-// Registers these applications. canDisplace tells whether one product's rows can displace
-// another's.
-void Register(const std::vector<Application*>& waiting, Registrar& registrar, bool canDisplace,
-              const Patience& patience, Report& report) {
-    std::vector<std::string> paths;
-    paths.reserve(waiting.size());
-    for (const Application* application : waiting) {
-        paths.push_back(application->path);
-    }
-    Backup backup = Save(Why::Registering, paths, patience);
-    report.backup = backup.name;
-    Log("saved to " + backup.Folder());
-    try {
-        for (Application* application : waiting) {
-            if (IsInterrupted()) {
-                application->Settle("failed", Status::NotRegistered, "a signal has ended the run");
-            } else {
-                registrar.Register(*application, backup);
-            }
-            FailIfNotRegistered(*application, report);
+    // --verify, --dry-run and a registration.
+    void ForApplications() {
+        const bool onlyLooks = options.command == Command::Verify;
+        if (!onlyLooks) {
+            RequireRoot();
         }
-        for (Application* application : waiting) {
-            // If rows can displace each other, later ones may have taken the place of these.
-            if (canDisplace && application->IsRegistered()) {
-                registrar.VerifyAgain(*application, backup);
-                FailIfNotRegistered(*application, report);
+        shipped = RequireInstallation();
+        if (!onlyLooks) {
+            RequireNoManager(patience);
+        }
+        RequireDatabase(true);
+        SetupAdobeApplicationList();
+        report.applications =
+            options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
+        if (report.applications.empty()) {
+            throw Failure(Status::NoApplication,
+                          "no supported application was found in /Applications");
+        }
+        for (const Application& application : report.applications) {
+            if (application.status != Status::Done) {
+                report.Fail(application.status, application.path + ": " + application.reason);
             }
         }
-    } catch (...) {
-        // Something could not be put back. The next run does it, and leaves alone what is settled.
-        for (std::size_t i = 0; i < waiting.size(); ++i) {
-            backup.what[i].insert(0, waiting[i]->IsRegistered() ? 1 : 0, FINISHED);
+        if (!onlyLooks) {
+            RequirePlainFile();
         }
-        OrLog([&backup] { Rewrite(backup); });
-        throw;
-    }
-    OrLog(RemoveUnfinishedRegistration);
-    OrLog([&backup] { End(backup); });
-    OrLog(RemoveOld);
-}
-
-// Looks into the database, or its recovered copy.
-Inspection Inspect(const std::string& database, Command command, const Patience& patience) {
-    try {
-        return {database, command == Command::Register ? READWRITE : READONLY, patience};
-    } catch (const DatabaseError& error) {
-        // Even to read a write-ahead log takes room on the disk, usually the one of the backups.
-        if (error.Code() == SQLITE_IOERR && command != Command::Verify) {
-            RequireRoom();
-        }
-        throw;
-    }
-}
-
-// The applications that are not registered, or may not be once they are led back. What is already
-// registered is left alone.
-std::vector<Application*> Unregistered(const Options& options,
-                                       const std::vector<Application>& ledBack,
-                                       Registrar& registrar, Report& report) {
-    std::vector<Application*> waiting;
-    for (Application& application : report.applications) {
-        if (application.record == nullptr) {
-            continue;
-        }
-        const auto isSame = [&application](const Application& other) {
-            return other.record == application.record;
-        };
-        registrar.Verify(application);
-        if (options.command == Command::Verify) {
-            FailIfNotRegistered(application, report);
-        } else if (!application.IsRegistered()
-                   || std::any_of(ledBack.begin(), ledBack.end(), isSame)) {
-            application.Settle("");
-            waiting.push_back(&application);
+        registration.emplace(report.applications, patience);
+        registration->Execute("BEGIN");
+        const bool areAllRegistered = Look();
+        registration->Execute("COMMIT");
+        if (onlyLooks) {
+            Judge();
+        } else if (!areAllRegistered) {
+            Prepare();
         }
     }
-    return waiting;
-}
 
-// Makes sure that what a registration does could be done. database is the recovered copy, if there
-// is one.
-void Rehearse(const std::vector<Application*>& waiting, const std::string& database,
-              const Patience& patience) {
-    RequireRoom();
-    RequireSound(database, READONLY, patience);
-    RequireWritableFile();
-    for (Application* application : waiting) {
-        application->Settle("would register");
-    }
-}
-
-// The work of --verify, --dry-run and a registration, once it is known which applications to look
-// at.
-void Work(const Options& options, const Package& package, const Patience& patience,
-          Report& report) {
-    const bool registers = options.command == Command::Register;
-    std::optional<RunLock> lock;
-    if (registers) {
-        CheckBackups(true);
-        lock.emplace(patience);
-        RemoveLeftovers();
-    } else if (options.command == Command::DryRun) {
-        CheckBackups(false);
-        RequirePlace();
-    }
-    if (options.command != Command::Verify) {
-        RequirePlainFile();
-    }
-    const auto copy = registers ? nullptr : RecoveredCopy::IfNeeded("/tmp", patience);
-    if (copy && options.command == Command::DryRun) {
-        // A run would have to write even if all is registered: it recovers the database itself.
-        RequireWritable(patience);
-    }
-    const std::string database = copy ? copy->Path() : DATABASE;
-    Inspection inspection = Inspect(database, options.command, patience);
-    std::vector<Application> ledBack;
-    if (registers) {
-        LeadBack(inspection, package.file, patience);
-    } else if (options.command == Command::DryRun) {
-        ledBack = ToBeLedBack(inspection, patience);
-    }
-    Registrar registrar(package, options, patience, inspection);
-    const std::vector<Application*> waiting = Unregistered(options, ledBack, registrar, report);
-    if (waiting.empty()) {
-        return;
-    }
-    if (!registers) {
-        inspection.End();
-    }
-    RequireWritable(patience);
-    if (!copy) {
-        RequireUnlocked(patience);
-    }
-    if (IsInterrupted()) {
-        throw Failure(Status::NotRegistered, "a signal has ended the run");
-    }
-    if (registers) {
-        Register(waiting, registrar, inspection.CanDisplace(), patience, report);
-    } else {
-        Rehearse(waiting, database, patience);
-    }
-}
-
-void RunForApplications(const Options& options, const Patience& patience, Report& report) {
-    if (options.command != Command::Verify) {
+    void Restore() {
         RequireRoot();
-    }
-    const Package package = RequireTamsel();
-    if (options.command != Command::Verify) {
         RequireNoManager(patience);
+        RequireDatabase(false);
+        RequireBackups(false);
+        if (KindOf(BACKUPS) == Kind::Nothing) {
+            // There is no place for a lock, either.
+            throw Failure(Status::NotRestored, "there is no backup");
+        }
+        RequirePlainFile();
+        const Descriptor lock(LockRuns(patience));
+        RemoveLeftovers();
+        Backup backup = FindBackup(options.words, patience);
+        const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
+            SaveAnything(patience);
+            return Publish(backup);
+        });
+        report.backup = present.name;
+        Log("saved to " + present.Folder());
+        ::Restore(backup, patience, report.hasChanged);
+        // Nothing from here on may turn it into a failure.
+        report.restored.swap(backup.name);
+        Log("restored: " + report.restored);
+        OrLog(EndAll);
+        OrLog(RemoveOld);
     }
-    RequireDatabase(true);
-    report.applications = RequestedApplications(options);
-    bool isAnyLeft = false;
-    for (const Application& application : report.applications) {
-        if (application.record == nullptr) {
-            FailIfNotRegistered(application, report);
-        } else {
-            isAnyLeft = true;
+
+private:
+    // Makes ready for a transaction, and sees to it that nothing is left of it but what it was for.
+    void Prepare() {
+        RequireWritableDatabase();
+        const bool writes = options.command == Command::Register;
+        OrFail(Status::NoBackup, NOBACKUP, [writes] { RequireBackups(writes); });
+        RequireWritableBackups();
+        if (!writes) {
+            return Transact();
+        }
+        const Descriptor lock(LockRuns(patience));
+        OrFail(Status::NoBackup, NOBACKUP, RemoveLeftovers);
+        try {
+            Transact();
+        } catch (...) {
+            registration.reset();
+            OrLog(RemoveLeftovers);
+            throw;
+        }
+        OrLog(RemoveLeftovers);
+    }
+
+    // The transaction of a registration. A dry run makes the same, but for the backup, the file and
+    // COMMIT. Whatever throws ends it, and nothing has changed.
+    void Transact() {
+        registration->Execute("BEGIN IMMEDIATE");
+        // From here on nobody else writes.
+        if (!registration->GetDatabase().IsIntact()) {
+            throw Failure(Status::NotTheDatabase, std::string("the database is damaged") + MENDING);
+        }
+        if (Look()) {
+            return;
+        }
+        {
+            // Still sees what was there before, as others do.
+            Database before(DATABASE, READONLY, patience);
+            if (options.command == Command::Register) {
+                OrFail(Status::NoBackup, NOBACKUP, [&before] { SaveSound(before); });
+            }
+            WriteRows(before);
+        }
+        if (paths.empty()) {
+            return;
+        }
+        if (needsFile) {
+            RequireWritableFile();
+        }
+        if (options.command == Command::Register) {
+            Commit();
+        }
+        for (Application& application : report.applications) {
+            if (application.state == State::Arriving) {
+                application.changed = options.command == Command::Register;
+                application.state = application.changed ? State::Registered : State::WouldRegister;
+            }
         }
     }
-    if (isAnyLeft) {
-        Work(options, package, patience, report);
-    }
-}
 
-void RunRestore(const Options& options, const Patience& patience, Report& report) {
-    RequireRoot();
-    RequireNoManager(patience);
-    RequireDatabase(false);
-    if (KindOf(BACKUPS) == Kind::Nothing) {
-        // There is no place for a lock, either.
-        throw Failure(Status::NotRestored, "there is no backup");
-    }
-    CheckBackups(true);
-    RequirePlainFile();
-    const RunLock lock(patience);
-    OrFail(Status::NotRestored, "not restored", RemoveLeftovers);
-    const Backup backup = FindBackup(options.words, patience);
-    const Backup present = Save(Why::Restoring, {backup.name}, patience);
-    report.backup = present.name;
-    Log("saved to " + present.Folder());
-    if (IsInterrupted()) {
-        throw Failure(Status::NotRestored, "a signal has ended the run");
-    }
-    std::string name = backup.name;
-    Restore(backup, present, patience);
-    // Nothing from here on may turn it into a failure.
-    report.restored.swap(name);
-    // Whatever registration was begun, its state is gone.
-    OrLog([] {
-        for (const Backup& begun : AllBackups()) {
-            End(begun);
+    // Settles the applications by what is in the database and in the configuration folder. Returns
+    // whether all of them are registered.
+    bool Look() {
+        hasFile = KindOf(INSTALLEDFILE) == Kind::File;
+        needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
+        registration->Look(report.applications);
+        bool areAllRegistered = true;
+        for (Application& application : report.applications) {
+            if (application.record != nullptr) {
+                const bool isRegistered = application.differences.empty() && !needsFile;
+                application.state = isRegistered ? State::Registered : State::Unsettled;
+                areAllRegistered = areAllRegistered && isRegistered;
+            }
         }
-    });
-    OrLog(RemoveOld);
-}
+        return areAllRegistered;
+    }
 
-void RunList(Report& report) {
-    RequireRoot();
-    CheckBackups(false);
-    report.backups = AllBackups();
-}
+    // Says of those that are not registered what is wrong with them.
+    void Judge() {
+        for (Application& application : report.applications) {
+            if (application.state == State::Unsettled && !application.differences.empty()) {
+                report.Fail(application, State::NotRegistered, Status::NotRegistered,
+                            Sentence(application.differences));
+            } else if (application.state == State::Unsettled) {
+                report.Fail(application, hasFile ? State::AnotherFile : State::WithoutFile,
+                            Status::NoFile,
+                            hasFile ? INSTALLEDFILE + " is not the one that comes with Tamsel"
+                                    : "there is no " + INSTALLEDFILE);
+            }
+        }
+    }
 
-void Run(const Options& options, Report& report) {
+    // Writes the rows that are missing: of each application all, or none. Those that will be
+    // registered if this is committed are arriving. before sees the database as it was.
+    void WriteRows(Database& before) {
+        std::vector<std::string> numbers;
+        for (Application& application : report.applications) {
+            if (application.state == State::Unsettled) {
+                try {
+                    if (!application.differences.empty()) {
+                        registration->Write(application, report.applications);
+                        numbers.push_back(application.Number());
+                    }
+                    paths.push_back(application.path);
+                    application.state = State::Arriving;
+                } catch (const std::exception& exception) {
+                    RequireNoSignal();
+                    if (!registration->GetDatabase().IsInTransaction()) {
+                        throw Failure(Status::NotRegistered,
+                                      application.path
+                                          + " ended the transaction: " + exception.what());
+                    }
+                    report.Fail(application, State::Failed, Status::NotRegistered,
+                                exception.what());
+                }
+            }
+        }
+        // A trigger, or what was written later, may have changed what was right before.
+        registration->RequireOthersUnchanged(before, numbers);
+        registration->Look(report.applications);
+        for (const Application& application : report.applications) {
+            const bool counts =
+                application.state == State::Arriving || application.state == State::Registered;
+            if (counts && !application.differences.empty()) {
+                throw Failure(Status::NotRegistered,
+                              application.path + " would not be registered in the end");
+            }
+        }
+    }
+
+    // Makes it final: the backup gets its name, XManConfigV2.xml its place, and the rows are
+    // committed. Killed before COMMIT, this leaves a backup that is unfinished, and perhaps the new
+    // file. Throws a Failure if nothing has changed, or if that cannot be told.
+    void Commit() {
+        OrFail(Status::NoFile, UNPLACED, [this] { PrepareFile(); });
+        RequireNoSignal();
+        const Backup backup =
+            OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(paths, shipped); });
+        report.backup = backup.name;
+        report.hasChanged = true;
+        try {
+            if (needsFile) {
+                OrFail(Status::NoFile, UNPLACED, [] { Rename(NEWFILE, INSTALLEDFILE); });
+            }
+            registration->Execute("COMMIT");
+        } catch (const std::exception& exception) {
+            const Failure failure = AsFailure(exception);
+            Log(std::string("looking whether the rows were written: ") + failure.what());
+            if (!IsCommitted()) {
+                OrLog([this, &backup] {
+                    TakeBackFile();
+                    Withdraw(backup);
+                    report.backup.clear();
+                    report.hasChanged = false;
+                });
+                throw failure;
+            }
+        }
+        OrLog([&backup] { End(backup); });
+        OrLog(RemoveOld);
+        Log("saved to " + backup.Folder());
+        for (const std::string& path : paths) {
+            Log("registered: " + path);
+        }
+    }
+
+    // Makes a copy of the shipped file, with the owner and mode of the present one, which is kept
+    // at hand by a second name: that takes no room.
+    void PrepareFile() const {
+        struct stat like {};
+        like.st_uid = geteuid();
+        like.st_gid = getegid();
+        like.st_mode = 0644;
+        if (needsFile) {
+            CopyFile(shipped, NEWFILE, hasFile ? StatusOf(INSTALLEDFILE) : like);
+        }
+        if (needsFile && hasFile) {
+            Checked(link(INSTALLEDFILE.c_str(), OLDFILE.c_str()), OLDFILE);
+        }
+    }
+
+    void TakeBackFile() const {
+        if (needsFile && hasFile) {
+            Rename(OLDFILE, INSTALLEDFILE);
+        } else if (needsFile) {
+            Remove(INSTALLEDFILE);
+            SyncFolder(CONFIGURATION);
+        }
+    }
+
+    // Whether COMMIT has worked although it failed: once the rows are on the disk, an error while
+    // tidying up proves nothing. What a connection of its own finds decides.
+    bool IsCommitted() {
+        if (registration->GetDatabase().IsInTransaction()) {
+            return false;
+        }
+        registration.reset();
+        Registration(report.applications, patience).Look(report.applications);
+        return std::all_of(report.applications.begin(), report.applications.end(),
+                           [](const Application& application) {
+                               return application.state != State::Arriving
+                                      || application.differences.empty();
+                           });
+    }
+
+    // Removes what this run, or one that was killed, has left. Needs the lock between runs.
+    static void RemoveLeftovers() {
+        for (const std::string& path : {INCOMPLETE, NEWDATABASE, NEWFILE, OLDFILE}) {
+            Remove(path);
+        }
+    }
+
+    const Options& options;
+    Report& report;
+    Patience patience;
+    // The XManConfigV2.xml that comes with Tamsel; whether there is one, and whether it is needed.
+    std::string shipped;
+    bool hasFile = false;
+    bool needsFile = false;
+    std::optional<Registration> registration;
+    // Of those that are arriving.
+    std::vector<std::string> paths;
+};
+
+void Carry(const Options& options, Report& report) {
     try {
-        const Patience patience(options.wait);
         if (options.command == Command::List) {
-            RunList(report);
+            RequireRoot();
+            RequireBackups(false);
+            report.backups = AllBackups();
         } else if (options.command == Command::Restore) {
-            RunRestore(options, patience, report);
+            OrFail(Status::NotRestored, "not restored", [&] { Run(options, report).Restore(); });
         } else {
-            RunForApplications(options, patience, report);
+            Run(options, report).ForApplications();
         }
     } catch (const std::exception& exception) {
-        const Failure failure = Refused(exception);
+        const Failure failure = AsFailure(exception);
         report.Fail(failure.GetStatus(), failure.what());
         // Every application gets its line all the same.
         for (Application& application : report.applications) {
-            if (application.state.empty()) {
-                application.Settle("failed", failure.GetStatus(), failure.what());
+            if (application.state == State::Unsettled || application.state == State::Arriving) {
+                application.Settle(State::Failed, failure.GetStatus(), failure.what());
             }
         }
     }
@@ -299,8 +370,8 @@ int main(int argc, char* argv[]) {
         } else if (options.command == Command::Version) {
             output = "tamsel-deploy " TAMSEL_VERSION "\n";
         } else {
-            Run(options, report);
-            output = options.json ? Json(report, options.command == Command::List) : Lines(report);
+            Carry(options, report);
+            output = options.json ? Json(report, options.command) : Lines(report);
         }
     } catch (const Failure& failure) {
         report.Fail(failure.GetStatus(), failure.what());
@@ -311,7 +382,7 @@ int main(int argc, char* argv[]) {
         report.status = Status::NotWritten;
         Log("the result could not be written");
     }
-    if (report.status != Status::Done && !report.backup.empty()) {
+    if (report.hasChanged) {
         Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
     }
     ReleaseSignals();
