@@ -68,12 +68,12 @@ Application ApplicationAt(const std::string& given) {
 
 const char* Words(State state) {
     constexpr const char* WORDS[] = {"",
-                                     "",
-                                     "registered",
-                                     "would register",
                                      "not registered",
                                      "without XManConfigV2.xml",
                                      "another XManConfigV2.xml",
+                                     "",
+                                     "registered",
+                                     "would register",
                                      "failed",
                                      "not found",
                                      "not an application bundle",

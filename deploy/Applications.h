@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-// What becomes of an application: the words of its line, which Words gives. Before that, it is
-// unsettled, and arriving if it will be registered by a COMMIT.
+// What becomes of an application: the words of its line, which Words gives. One that is arriving
+// will be registered by a COMMIT.
 enum class State : unsigned char {
     Unsettled,
-    Arriving,
-    Registered,
-    WouldRegister,
     NotRegistered,
     WithoutFile,
     AnotherFile,
+    Arriving,
+    Registered,
+    WouldRegister,
     Failed,
     NotFound,
     NotABundle,
@@ -56,6 +56,8 @@ struct Application {
         state = words;
         status = meaning;
     }
+    // Whether nothing more will become of it, unless it is only to be looked at.
+    bool IsSettled() const { return state >= State::Registered; }
     const std::string& Number() const { return ValueOf(*record, "ProdId"); }
     // The folder that holds it, as Tamsel derives it from the path.
     std::string Folder() const { return path.substr(0, path.rfind('/')); }

@@ -3,15 +3,14 @@
 #include "Status.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
 #include <set>
 
 namespace {
 
 // In the order of the enumeration.
-constexpr const char* NAMES[] = {"register", "dry-run", "help",   "list",
-                                 "restore",  "verify",  "version"};
+constexpr const char* NAMES[] = {"register", "dry-run", "verify", "restore",
+                                 "list",     "help",    "version"};
 
 Failure WrongUsage(const std::string& what) {
     return {Status::WrongUsage, what + "; see tamsel-deploy --help"};
@@ -24,13 +23,6 @@ std::chrono::seconds Seconds(const std::string& text) {
         throw WrongUsage("--wait needs a number of seconds, not \"" + text + "\"");
     }
     return std::chrono::seconds(std::stoi(text));
-}
-
-// How many words may follow a command.
-std::size_t MostWords(Command command) {
-    const bool isForApplications =
-        command == Command::Register || command == Command::DryRun || command == Command::Verify;
-    return isForApplications ? SIZE_MAX : command == Command::Restore ? 1 : 0;
 }
 
 } // namespace
@@ -86,8 +78,8 @@ Options ReadOptions(int argc, char* argv[]) {
         }
     }
     options.words.insert(options.words.end(), end == rest.end() ? end : std::next(end), rest.end());
-    const std::size_t most = MostWords(options.command);
-    if (options.words.size() > most) {
+    const std::size_t most = options.command == Command::Restore ? 1 : 0;
+    if (options.command >= Command::Restore && options.words.size() > most) {
         throw WrongUsage("--" + Name(options.command) + " does not take \"" + options.words[most]
                          + "\"");
     }

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-enum class Command : unsigned char { Register, DryRun, Help, List, Restore, Verify, Version };
+// Those that are for applications come first.
+enum class Command : unsigned char { Register, DryRun, Verify, Restore, List, Help, Version };
 
 // Its name in the result as JSON, such as "dry-run".
 std::string Name(Command command);

@@ -1,5 +1,6 @@
 #include "Report.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <new>
@@ -31,33 +32,35 @@ std::size_t CharacterAt(const std::string& text, std::size_t position) {
     return isNone ? 0 : size;
 }
 
-std::string Hex(const char* before, unsigned byte) {
-    constexpr char DIGITS[] = "0123456789ABCDEF";
-    return std::string(before) + DIGITS[byte / 16] + DIGITS[byte % 16];
-}
-
-// The text as the content of a JSON string, or of a line. Calls escape for each character, and
-// gives it 0 as the size if there is none, but a byte of something else.
-template <typename Escape>
-std::string Each(const std::string& text, Escape escape) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t size = CharacterAt(text, i);
-        const std::string one = text.substr(i, size == 0 ? 1 : size);
-        result += escape(one, Byte(one, 0), size);
-        i += one.size();
+// The text as part of a line, or of a JSON string.
+std::string Encoded(const std::string& text, bool json) {
+    const auto hex = [json](const char* inJson, unsigned byte) {
+        constexpr char DIGITS[] = "0123456789ABCDEF";
+        return std::string(json ? inJson : "\\x") + DIGITS[byte / 16] + DIGITS[byte % 16];
+    };
+    std::string encoded;
+    std::size_t size = 1;
+    for (std::size_t i = 0; i < text.size(); i += std::max<std::size_t>(size, 1)) {
+        size = CharacterAt(text, i);
+        const unsigned byte = Byte(text, i);
+        const bool isFarControl = byte == 0x7F || (byte == 0xC2 && Byte(text, i + 1) < 0xA0);
+        if (size == 0) {
+            encoded += hex("\\\\x", byte);
+        } else if (byte == '\\' || (json && byte == '"')) {
+            encoded += {'\\', text[i]};
+        } else if (byte == '\n') {
+            encoded += "\\n";
+        } else if (byte < 0x20 || (!json && isFarControl)) {
+            encoded += hex("\\u00", byte) + (size == 2 ? hex("", Byte(text, i + 1)) : "");
+        } else {
+            encoded += text.substr(i, size);
+        }
     }
-    return result;
+    return encoded;
 }
 
 std::string Quoted(const std::string& text) {
-    const auto escape = [](const std::string& one, unsigned byte, std::size_t size) {
-        const bool isMark = byte == '"' || byte == '\\';
-        return size == 0     ? Hex("\\\\x", byte)
-               : byte < 0x20 ? Hex("\\u00", byte)
-                             : (isMark ? "\\" : "") + one;
-    };
-    return "\"" + Each(text, escape) + "\"";
+    return "\"" + Encoded(text, true) + "\"";
 }
 
 std::string QuotedOrNull(const std::string& text) {
@@ -121,16 +124,7 @@ void Log(const std::string& text) noexcept {
 }
 
 std::string Escaped(const std::string& text) {
-    return Each(text, [](const std::string& one, unsigned byte, std::size_t size) -> std::string {
-        const bool isControl = byte < 0x20 || byte == 0x7F;
-        if (size == 2 && byte == 0xC2 && Byte(one, 1) < 0xA0) {
-            return Hex("\\x", byte) + Hex("\\x", Byte(one, 1));
-        }
-        return byte == '\n'             ? "\\n"
-               : byte == '\\'           ? "\\\\"
-               : size == 0 || isControl ? Hex("\\x", byte)
-                                        : one;
-    });
+    return Encoded(text, false);
 }
 
 bool WriteOut(const std::string& text) {

@@ -1,5 +1,6 @@
 #include "Requirements.h"
 
+#include "Backups.h"
 #include "Files.h"
 #include "Places.h"
 #include "Status.h"
@@ -127,13 +128,16 @@ void RequireWritableDatabase() {
     }
 }
 
-void RequireWritableBackups() {
-    std::string folder = BACKUPS;
-    while (KindOf(folder) == Kind::Nothing) {
-        folder = GetParentDirectory(folder);
-    }
-    RequireAccess(folder, Status::NoBackup, "no backup could be made");
-    IsPlainFile(LOCKFILE, Status::NoBackup);
+void RequireWritableBackups(bool make) {
+    OrFail(Status::NoBackup, "no backup could be made", [make] {
+        RequireBackups(make);
+        std::string folder = BACKUPS;
+        while (KindOf(folder) == Kind::Nothing) {
+            folder = GetParentDirectory(folder);
+        }
+        Checked(access(folder.c_str(), W_OK), folder);
+        IsPlainFile(LOCKFILE, Status::NoBackup);
+    });
 }
 
 void RequireWritableFile() {

@@ -22,10 +22,11 @@ void RequireDatabase(bool mustBeThere);
 // If there is an XManConfigV2.xml, it is a plain file, not a link for example.
 void RequirePlainFile();
 
-// As far as the permissions tell, the database can be written; or the folder of the backups, or the
-// nearest one above it that exists, and the lock; or XManConfigV2.xml.
+// As far as the permissions tell, the database can be written; or the folder of the backups, which
+// is created if make is set, otherwise the nearest one above it that exists, and the lock; or
+// XManConfigV2.xml.
 void RequireWritableDatabase();
-void RequireWritableBackups();
+void RequireWritableBackups(bool make);
 void RequireWritableFile();
 
 // Makes sure that only one run at a time changes anything, as long as the descriptor that it

@@ -35,6 +35,31 @@ public:
     Run(const Options& asked, Report& result)
         : options(asked), report(result), patience(asked.wait) {}
 
+    // Does what was asked for. Throws nothing but std::bad_alloc.
+    void Do() {
+        try {
+            if (options.command == Command::List) {
+                RequireRoot();
+                RequireBackups(false);
+                report.backups = AllBackups();
+            } else if (options.command == Command::Restore) {
+                OrFail(Status::NotRestored, "not restored", [this] { RestoreBackup(); });
+            } else {
+                ForApplications();
+            }
+        } catch (const std::exception& exception) {
+            const Failure failure = AsFailure(exception);
+            report.Fail(failure.GetStatus(), failure.what());
+            // Every application gets its line all the same.
+            for (Application& application : report.applications) {
+                if (!application.IsSettled()) {
+                    application.Settle(State::Failed, failure.GetStatus(), failure.what());
+                }
+            }
+        }
+    }
+
+private:
     // --verify, --dry-run and a registration.
     void ForApplications() {
         const bool onlyLooks = options.command == Command::Verify;
@@ -50,11 +75,10 @@ public:
         report.applications =
             options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
         if (report.applications.empty()) {
-            throw Failure(Status::NoApplication,
-                          "no supported application was found in /Applications");
+            throw Failure(Status::NoApplication, "no supported application is in /Applications");
         }
         for (const Application& application : report.applications) {
-            if (application.status != Status::Done) {
+            if (application.record == nullptr) {
                 report.Fail(application.status, application.path + ": " + application.reason);
             }
         }
@@ -68,11 +92,13 @@ public:
         if (onlyLooks) {
             Judge();
         } else if (!areAllRegistered) {
-            Prepare();
+            RequireWritableDatabase();
+            RequireWritableBackups(writes);
+            writes ? WithLock([this] { Transact(); }) : Transact();
         }
     }
 
-    void Restore() {
+    void RestoreBackup() {
         RequireRoot();
         RequireNoManager(patience);
         RequireDatabase(false);
@@ -82,43 +108,41 @@ public:
             throw Failure(Status::NotRestored, "there is no backup");
         }
         RequirePlainFile();
-        const Descriptor lock(LockRuns(patience));
-        RemoveLeftovers();
-        Backup backup = FindBackup(options.words, patience);
-        const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
-            SaveAnything(patience);
-            return Publish(backup);
+        WithLock([this] {
+            Backup backup = FindBackup(options.words, patience);
+            const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
+                SaveAnything(patience);
+                return Publish(backup);
+            });
+            report.backup = present.name;
+            Log("saved to " + present.Folder());
+            Restore(backup, patience, report.hasChanged);
+            // Nothing from here on may turn it into a failure.
+            report.restored.swap(backup.name);
+            Log("restored: " + report.restored);
+            OrLog(EndAll);
+            OrLog(RemoveOld);
         });
-        report.backup = present.name;
-        Log("saved to " + present.Folder());
-        ::Restore(backup, patience, report.hasChanged);
-        // Nothing from here on may turn it into a failure.
-        report.restored.swap(backup.name);
-        Log("restored: " + report.restored);
-        OrLog(EndAll);
-        OrLog(RemoveOld);
     }
 
-private:
-    // Makes ready for a transaction, and sees to it that nothing is left of it but what it was for.
-    void Prepare() {
-        RequireWritableDatabase();
-        const bool writes = options.command == Command::Register;
-        OrFail(Status::NoBackup, NOBACKUP, [writes] { RequireBackups(writes); });
-        RequireWritableBackups();
-        if (!writes) {
-            return Transact();
-        }
+    // Does what only one run at a time may do. Whatever happens, nothing unfinished is left.
+    template <typename Work>
+    void WithLock(Work work) {
+        const auto removeLeftovers = [] {
+            for (const std::string& path : {INCOMPLETE, NEWDATABASE, NEWFILE, OLDFILE}) {
+                Remove(path);
+            }
+        };
         const Descriptor lock(LockRuns(patience));
-        OrFail(Status::NoBackup, NOBACKUP, RemoveLeftovers);
+        OrFail(Status::NoBackup, NOBACKUP, removeLeftovers);
         try {
-            Transact();
+            work();
         } catch (...) {
             registration.reset();
-            OrLog(RemoveLeftovers);
+            OrLog(removeLeftovers);
             throw;
         }
-        OrLog(RemoveLeftovers);
+        OrLog(removeLeftovers);
     }
 
     // The transaction of a registration. A dry run makes the same, but for the backup, the file and
@@ -135,30 +159,27 @@ private:
         {
             // Still sees what was there before, as others do.
             Database before(DATABASE, READONLY, patience);
-            if (options.command == Command::Register) {
+            if (writes) {
                 OrFail(Status::NoBackup, NOBACKUP, [&before] { SaveSound(before); });
             }
             WriteRows(before);
         }
-        if (paths.empty()) {
-            return;
-        }
-        if (needsFile) {
+        if (!paths.empty() && needsFile) {
             RequireWritableFile();
         }
-        if (options.command == Command::Register) {
+        if (!paths.empty() && writes) {
             Commit();
         }
         for (Application& application : report.applications) {
             if (application.state == State::Arriving) {
-                application.changed = options.command == Command::Register;
-                application.state = application.changed ? State::Registered : State::WouldRegister;
+                application.changed = writes;
+                application.state = writes ? State::Registered : State::WouldRegister;
             }
         }
     }
 
-    // Settles the applications by what is in the database and in the configuration folder. Returns
-    // whether all of them are registered.
+    // Finds out what is in the database and in the configuration folder. Returns whether all
+    // applications are registered.
     bool Look() {
         hasFile = KindOf(INSTALLEDFILE) == Kind::File;
         needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
@@ -166,10 +187,12 @@ private:
         bool areAllRegistered = true;
         for (Application& application : report.applications) {
             if (application.record != nullptr) {
-                const bool isRegistered = application.differences.empty() && !needsFile;
-                application.state = isRegistered ? State::Registered : State::Unsettled;
-                areAllRegistered = areAllRegistered && isRegistered;
+                application.state = !application.differences.empty() ? State::NotRegistered
+                                    : !needsFile                     ? State::Registered
+                                    : hasFile                        ? State::AnotherFile
+                                                                     : State::WithoutFile;
             }
+            areAllRegistered = areAllRegistered && application.IsSettled();
         }
         return areAllRegistered;
     }
@@ -177,14 +200,13 @@ private:
     // Says of those that are not registered what is wrong with them.
     void Judge() {
         for (Application& application : report.applications) {
-            if (application.state == State::Unsettled && !application.differences.empty()) {
-                report.Fail(application, State::NotRegistered, Status::NotRegistered,
-                            Sentence(application.differences));
-            } else if (application.state == State::Unsettled) {
-                report.Fail(application, hasFile ? State::AnotherFile : State::WithoutFile,
-                            Status::NoFile,
-                            hasFile ? INSTALLEDFILE + " is not the one that comes with Tamsel"
-                                    : "there is no " + INSTALLEDFILE);
+            if (!application.IsSettled()) {
+                const bool hasRows = application.differences.empty();
+                const std::string what =
+                    hasFile ? " is not the one that comes with Tamsel" : " is missing";
+                report.Fail(application, application.state,
+                            hasRows ? Status::NoFile : Status::NotRegistered,
+                            hasRows ? INSTALLEDFILE + what : Sentence(application.differences));
             }
         }
     }
@@ -194,7 +216,7 @@ private:
     void WriteRows(Database& before) {
         std::vector<std::string> numbers;
         for (Application& application : report.applications) {
-            if (application.state == State::Unsettled) {
+            if (!application.IsSettled()) {
                 try {
                     if (!application.differences.empty()) {
                         registration->Write(application, report.applications);
@@ -218,8 +240,7 @@ private:
         registration->RequireOthersUnchanged(before, numbers);
         registration->Look(report.applications);
         for (const Application& application : report.applications) {
-            const bool counts =
-                application.state == State::Arriving || application.state == State::Registered;
+            const bool counts = application.state <= State::Registered;
             if (counts && !application.differences.empty()) {
                 throw Failure(Status::NotRegistered,
                               application.path + " would not be registered in the end");
@@ -231,7 +252,9 @@ private:
     // committed. Killed before COMMIT, this leaves a backup that is unfinished, and perhaps the new
     // file. Throws a Failure if nothing has changed, or if that cannot be told.
     void Commit() {
-        OrFail(Status::NoFile, UNPLACED, [this] { PrepareFile(); });
+        if (needsFile) {
+            OrFail(Status::NoFile, UNPLACED, [this] { PrepareFile(); });
+        }
         RequireNoSignal();
         const Backup backup =
             OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(paths, shipped); });
@@ -247,7 +270,9 @@ private:
             Log(std::string("looking whether the rows were written: ") + failure.what());
             if (!IsCommitted()) {
                 OrLog([this, &backup] {
-                    TakeBackFile();
+                    if (needsFile) {
+                        TakeBackFile();
+                    }
                     Withdraw(backup);
                     report.backup.clear();
                     report.hasChanged = false;
@@ -263,25 +288,21 @@ private:
         }
     }
 
-    // Makes a copy of the shipped file, with the owner and mode of the present one, which is kept
-    // at hand by a second name: that takes no room.
+    // Makes a copy of the shipped file, with the owner and mode of the present one, or root's. The
+    // present one is kept at hand by a second name: that takes no room.
     void PrepareFile() const {
         struct stat like {};
-        like.st_uid = geteuid();
-        like.st_gid = getegid();
         like.st_mode = 0644;
-        if (needsFile) {
-            CopyFile(shipped, NEWFILE, hasFile ? StatusOf(INSTALLEDFILE) : like);
-        }
-        if (needsFile && hasFile) {
+        CopyFile(shipped, NEWFILE, hasFile ? StatusOf(INSTALLEDFILE) : like);
+        if (hasFile) {
             Checked(link(INSTALLEDFILE.c_str(), OLDFILE.c_str()), OLDFILE);
         }
     }
 
     void TakeBackFile() const {
-        if (needsFile && hasFile) {
+        if (hasFile) {
             Rename(OLDFILE, INSTALLEDFILE);
-        } else if (needsFile) {
+        } else {
             Remove(INSTALLEDFILE);
             SyncFolder(CONFIGURATION);
         }
@@ -302,16 +323,10 @@ private:
                            });
     }
 
-    // Removes what this run, or one that was killed, has left. Needs the lock between runs.
-    static void RemoveLeftovers() {
-        for (const std::string& path : {INCOMPLETE, NEWDATABASE, NEWFILE, OLDFILE}) {
-            Remove(path);
-        }
-    }
-
     const Options& options;
     Report& report;
     Patience patience;
+    const bool writes = options.command == Command::Register;
     // The XManConfigV2.xml that comes with Tamsel; whether there is one, and whether it is needed.
     std::string shipped;
     bool hasFile = false;
@@ -320,29 +335,6 @@ private:
     // Of those that are arriving.
     std::vector<std::string> paths;
 };
-
-void Carry(const Options& options, Report& report) {
-    try {
-        if (options.command == Command::List) {
-            RequireRoot();
-            RequireBackups(false);
-            report.backups = AllBackups();
-        } else if (options.command == Command::Restore) {
-            OrFail(Status::NotRestored, "not restored", [&] { Run(options, report).Restore(); });
-        } else {
-            Run(options, report).ForApplications();
-        }
-    } catch (const std::exception& exception) {
-        const Failure failure = AsFailure(exception);
-        report.Fail(failure.GetStatus(), failure.what());
-        // Every application gets its line all the same.
-        for (Application& application : report.applications) {
-            if (application.state == State::Unsettled || application.state == State::Arriving) {
-                application.Settle(State::Failed, failure.GetStatus(), failure.what());
-            }
-        }
-    }
-}
 
 // A file that is opened must not become standard output.
 void FillStandardStreams() {
@@ -370,7 +362,7 @@ int main(int argc, char* argv[]) {
         } else if (options.command == Command::Version) {
             output = "tamsel-deploy " TAMSEL_VERSION "\n";
         } else {
-            Carry(options, report);
+            Run(options, report).Do();
             output = options.json ? Json(report, options.command) : Lines(report);
         }
     } catch (const Failure& failure) {
