@@ -16,11 +16,21 @@ class Tamsel < Formula
     system "cmake", "-S", ".", "-B", "build", "-DTAMSEL_TESTS=OFF", *std_cmake_args
     system "cmake", "--build", "build"
     system "cmake", "--install", "build"
+    # It would delete behind Homebrew's back.
+    rm libexec/"tamsel/uninstall"
+  end
+
+  def caveats
+    <<~EOS
+      #{HOMEBREW_PREFIX} belongs to a user, who can replace what is in it. If jobs start Tamsel as root,
+      install its distribution package and let them start /usr/local/libexec/tamsel/tamsel-deploy
+    EOS
   end
 
   test do
     # With or without an Extension Manager, the answer is about it.
     assert_match "Extension Manager", shell_output("#{bin}/Tamsel -h || true")
     assert_match "tamsel-deploy", shell_output("#{bin}/tamsel-deploy --version")
+    refute_path_exists libexec/"tamsel/uninstall"
   end
 end
