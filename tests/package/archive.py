@@ -13,8 +13,7 @@ UNSIGNED = f"dist/tamsel-{VERSION}-unsigned.pkg"
 # A package is an archive of what it is made from. The receipts are in a file.
 TOOLS = {
     "uname": 'case ${1:-} in -m) echo "${MACHINE:-x86_64}" ;; *) echo Darwin ;; esac',
-    "cmake": "mkdir -p build-universal;"
-             f" cp -R {BUILD}/Tamsel {BUILD}/tamsel-deploy Resources build-universal",
+    "cmake": f"mkdir -p build-universal; cp {BUILD}/Tamsel {BUILD}/tamsel-deploy build-universal",
     "pkgbuild": 'for file; do :; done; tar -c -C "$2" -f "$file" .',
     "productbuild": 'for file; do :; done; tar -c -C "$4" -f "$file" distribution.xml tamsel.pkg',
     "pkgutil": """\
