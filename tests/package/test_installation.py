@@ -72,8 +72,8 @@ class Install(InstallationTest):
     def test_the_programs_work_from_any_folder(self):
         self.assertEqual(self.install("--root", self.root), (
             f"Tamsel is installed: {self.local}/bin/Tamsel and {self.local}/bin/tamsel-deploy\n"
-            "Unattended jobs of root start /usr/local/libexec/tamsel/tamsel-deploy: others may own"
-            " /usr/local/bin\n"))
+            "Let unattended jobs of root start /usr/local/libexec/tamsel/tamsel-deploy, since /usr/local/bin"
+            " may belong to a user\n"))
         self.assertEqual(tree(self.local), TREE)
         how = {"path": "/usr/local/bin:/usr/bin:/bin", "options": self.as_local}
         self.assert_registers("Tamsel", **how)
