@@ -91,7 +91,7 @@ class Distribution(DistributionTest):
                                 variables=SIGNING[:number] + SIGNING[number + 1:])
         self.assert_refuses(1, "0a1\n> usr/local/bin/._Tamsel\nmake-distribution: the package lacks", script,
                             variables=["MORE_FILES=./usr/local/bin/._Tamsel\\n"])
-        self.assert_refuses(2, "unknown argument --sign", script, "--sign")
+        self.assert_refuses(2, "usage: packaging/macos/make-distribution\n", script, "--sign")
         self.assert_lists(ARCHIVE)
 
 
