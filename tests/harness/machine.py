@@ -44,6 +44,13 @@ class MachineTest(unittest.TestCase):
     maxDiff = None
     schema = "primary-keys"
     place = None  # where the temporary folder is made
+    slow = False
+
+    def run(self, result=None):
+        """Runs the test, unless only slow tests are to run and it is none, or the reverse."""
+        wanted = {"only": True, "no": False}.get(os.environ.get("TAMSEL_SLOW_TESTS"))
+        is_slow = getattr(getattr(self, self._testMethodName), "slow", self.slow)
+        return super().run(result) if wanted in (None, is_slow) else None
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-", dir=self.place))
