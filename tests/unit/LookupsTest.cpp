@@ -9,9 +9,7 @@
 
 namespace {
 
-using Fields = std::vector<std::string>;
-
-Fields lookups;
+std::vector<std::string> lookups;
 
 } // namespace
 
@@ -21,31 +19,17 @@ const std::string& ValueOf(const Table& /*table*/, const char* key) {
     return value;
 }
 
-namespace {
-
-TEST(ProductInfoStatement, LooksEachFieldUpOnceInTheOrderOfTheColumns) {
-    lookups.clear();
-    SQLUtils::ProductInfoStatement({}, "/a");
-    EXPECT_EQ(lookups, (Fields{"ProdId", "ProdName", "DisplayName", "FamilyName", "ProdVersion",
-                               "PCDEntryName", "LocaleInfo", "SuiteID"}));
-}
-
-TEST(XManConfigStatement, LooksTheNumberUpOnceAndThenEachFieldInTheOrderOfTheRows) {
-    lookups.clear();
-    SQLUtils::XManConfigStatement({}, "/a");
-    EXPECT_EQ(lookups,
-              (Fields{"ProdId", "IconPath", "ProdNameLowCase", "AppInstallFolder", "AppUser",
-                      "AppUserDataFolder", "PluginConfigFile", "PreExtensionFolder", "DisplayName",
-                      "FamilyName", "HostNameForCSXS", "ProdName", "suite"}));
-}
-
-TEST(Insert, LooksUpWhatItsStatementNeedsAndNothingElse) {
-    lookups.clear();
+TEST(Insert, LooksEachFieldUpOnceInTheOrderOfItsStatement) {
     testing::internal::CaptureStdout();
     SQLUtils::InsertProductInfo({}, "/a");
     SQLUtils::InsertXManConfig({}, "/a");
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(lookups.size(), 8U + 13U);
+    const std::vector<std::string> expected = {
+        "ProdId", "ProdName", "DisplayName", "FamilyName", "ProdVersion", "PCDEntryName",
+        "LocaleInfo", "SuiteID",
+        // The fourteen rows.
+        "ProdId", "IconPath", "ProdNameLowCase", "AppInstallFolder", "AppUser", "AppUserDataFolder",
+        "PluginConfigFile", "PreExtensionFolder", "DisplayName", "FamilyName", "HostNameForCSXS",
+        "ProdName", "suite"};
+    EXPECT_EQ(lookups, expected);
 }
-
-} // namespace

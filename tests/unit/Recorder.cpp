@@ -1,6 +1,8 @@
 #include "Recorder.h"
 
 #include <cstdlib>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
 
 // The handles are never looked into; only their addresses count.
 struct sqlite3 {};
@@ -12,25 +14,20 @@ namespace {
 
 sqlite3 theDatabase;
 sqlite3_stmt theStatement;
+Answers current;
 
-const char* Name(const sqlite3* database) {
-    return database == &theDatabase ? "database" : database == nullptr ? "null" : "another";
+std::string Name(const sqlite3* database) {
+    return database == &theDatabase ? "(database)" : database == nullptr ? "(null)" : "(another)";
 }
 
-const char* Name(const sqlite3_stmt* statement) {
-    return statement == &theStatement ? "statement" : statement == nullptr ? "null" : "another";
-}
-
-int Next(Recorder::Answers& answers) {
-    const int answer = answers.front();
-    if (answers.size() > 1) {
-        answers.erase(answers.begin());
-    }
-    return answer;
+std::string Name(const sqlite3_stmt* statement) {
+    return statement == &theStatement ? "(statement)"
+           : statement == nullptr     ? "(null)"
+                                      : "(another)";
 }
 
 void Record(const std::string& call) {
-    recorder.calls.push_back(call);
+    recorder.calls += (recorder.calls.empty() ? "" : " ") + call;
 }
 
 } // namespace
@@ -38,40 +35,49 @@ void Record(const std::string& call) {
 extern "C" {
 
 int sqlite3_open(const char* path, sqlite3** database) {
-    Record("open(" + std::string(path) + ")");
-    const int code = Next(recorder.open);
-    *database = code == SQLITE_NOMEM ? nullptr : &theDatabase;
-    return code;
+    EXPECT_STREQ(path, "/Library/Application Support/Adobe/Extension Manager CC/Configuration/DB/"
+                       "ExMan.db");
+    Record("open");
+    current = {SQLITE_OK, SQLITE_OK, 0, SQLITE_DONE, SQLITE_OK, SQLITE_OK};
+    if (!recorder.answers.empty()) {
+        current = recorder.answers.front();
+        recorder.answers.erase(recorder.answers.begin());
+    }
+    *database = current.open == SQLITE_NOMEM ? nullptr : &theDatabase;
+    return current.open;
 }
 
 int sqlite3_prepare_v2(sqlite3* database, const char* sql, int length, sqlite3_stmt** statement,
                        const char** tail) {
-    Record("prepare(" + std::string(Name(database)) + ", " + std::to_string(length) + ", "
-           + (tail == nullptr ? "null" : "tail") + ")");
+    EXPECT_EQ(database, &theDatabase);
+    EXPECT_EQ(length, -1);
+    EXPECT_EQ(tail, nullptr);
+    Record("prepare");
     recorder.statements.emplace_back(sql);
-    const int code = Next(recorder.prepare);
-    *statement = code == SQLITE_OK ? &theStatement : nullptr;
-    return code;
+    *statement = current.prepare == SQLITE_OK ? &theStatement : nullptr;
+    return current.prepare;
 }
 
 int sqlite3_step(sqlite3_stmt* statement) {
-    Record("step(" + std::string(Name(statement)) + ")");
-    return Next(recorder.step);
+    EXPECT_EQ(statement, &theStatement);
+    Record("step");
+    return current.rows-- > 0 ? SQLITE_ROW : current.step;
 }
 
 int sqlite3_finalize(sqlite3_stmt* statement) {
-    Record("finalize(" + std::string(Name(statement)) + ")");
-    return Next(recorder.finalize);
+    Record("finalize" + Name(statement));
+    return current.finalize;
 }
 
 int sqlite3_close(sqlite3* database) {
-    Record("close(" + std::string(Name(database)) + ")");
-    return Next(recorder.close);
+    Record("close" + Name(database));
+    return current.close;
 }
 
 const char* sqlite3_errmsg(sqlite3* database) {
-    Record("errmsg(" + std::string(Name(database)) + ")");
-    return recorder.message.c_str();
+    Record("errmsg" + Name(database));
+    // It must not reach printf as a format.
+    return "%s%d%n";
 }
 
 int system(const char* command) {

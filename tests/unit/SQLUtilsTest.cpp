@@ -3,10 +3,8 @@
 #include "Recorder.h"
 #include "Scenarios.h"
 
-#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -19,194 +17,103 @@ static_assert(
 static_assert(
     std::is_same_v<decltype(SQLUtils::InsertXManConfig), bool(ProductRecord, std::string)>);
 
-using Calls = std::vector<std::string>;
+using Statements = std::vector<std::string>;
 
-// What an operation printed, and what it returned.
-struct Outcome {
-    std::string printed;
-    bool succeeded;
-};
-
-template <typename Operation>
-Outcome Capture(Operation operation) {
+bool Execute(const std::string& sql, std::string& printed) {
     testing::internal::CaptureStdout();
-    const bool succeeded = operation();
-    return {testing::internal::GetCapturedStdout(), succeeded};
-}
-
-Outcome Execute(const std::string& sql) {
-    return Capture([&] { return SQLUtils::ExecuteSQL(sql); });
+    const bool succeeded = SQLUtils::ExecuteSQL(sql);
+    printed = testing::internal::GetCapturedStdout();
+    return succeeded;
 }
 
 TEST(ExecuteSQL, GoesOnFromEachStageAsItsResultSays) {
-    for (const Scenario& scenario : Scenarios()) {
-        SCOPED_TRACE(scenario.name);
-        recorder = scenario.answers;
-        const Outcome outcome = Execute("the statement");
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
-        EXPECT_EQ(outcome.printed, scenario.printed);
+    for (const Scenario& scenario : SCENARIOS) {
+        recorder = {};
+        recorder.answers = {scenario.answers};
+        std::string printed;
+        EXPECT_EQ(Execute("%s%d%n", printed), scenario.succeeds) << scenario.printed;
+        EXPECT_EQ(printed, scenario.printed);
         EXPECT_EQ(recorder.calls, scenario.calls);
-        EXPECT_EQ(recorder.statements, Calls(scenario.opens ? 1 : 0, "the statement"));
+        EXPECT_EQ(recorder.statements, Statements(scenario.answers.open == 0 ? 1 : 0, "%s%d%n"));
     }
-    std::printf("figure: %zu scenarios of a statement\n", Scenarios().size());
 }
 
 TEST(ExecuteSQL, DoesNothingForEmptyText) {
     recorder = {};
-    const Outcome outcome = Execute("");
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_EQ(outcome.printed, "");
-    EXPECT_EQ(recorder.calls, Calls{});
+    std::string printed;
+    EXPECT_FALSE(Execute("", printed));
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(recorder.calls, "");
 }
 
-TEST(ExecuteSQL, PrintsTheMessageAsItStands) {
-    // A format directive in the message must not reach printf as a format.
+// What both operations hand to SQLite.
+Statements Inserted(const ProductRecord& record, const std::string& appFolder) {
     recorder = {};
-    recorder.message = "%s%d%n";
-    recorder.prepare = {SQLITE_ERROR};
-    EXPECT_EQ(Execute("%s%d%n").printed, "ERROR: while compiling sql: %s%d%n\n\n"
-                                         "Finalized statemant: 0\n\n"
-                                         "Closed database: 0\n\n");
-    recorder.open = {SQLITE_CANTOPEN};
-    EXPECT_EQ(Execute("%s%d%n").printed, "ERROR: can't open database: %s%d%n\n\n"
-                                         "Closed database: 0\n\n");
-    EXPECT_EQ(recorder.statements, Calls{"%s%d%n"});
+    testing::internal::CaptureStdout();
+    SQLUtils::InsertProductInfo(record, appFolder);
+    SQLUtils::InsertXManConfig(record, appFolder);
+    testing::internal::GetCapturedStdout();
+    return recorder.statements;
 }
 
-// The two statements of one product, as they are in its file, one per line.
-struct Statements {
-    std::string productInfo;
-    std::string xManConfig;
-};
-
+// The two statements of a product, as they are in its file, one per line.
 Statements Expected(const std::string& record) {
     std::ifstream file(EXPECTED_FOLDER "/" + record + ".sql");
-    Statements statements;
-    std::getline(file, statements.productInfo);
-    std::getline(file, statements.xManConfig);
+    Statements statements(2);
+    std::getline(file, statements[0]);
+    std::getline(file, statements[1]);
     EXPECT_TRUE(file.good()) << record;
     return statements;
 }
 
-struct Product {
-    const char* name;
-    const ProductRecord& record;
-    const char* appFolder;
-};
-
-const Product PRODUCTS[] = {
-    {"INCOPYCC2019WIN64", INCOPYCC2019WIN64, "/Applications/Adobe InCopy CC 2019"},
-    {"INCOPYCC2019MAC", INCOPYCC2019MAC, "/Applications/Adobe InCopy CC 2019"},
-    {"INDESIGNCC2019WIN64", INDESIGNCC2019WIN64, "/Applications/Adobe InDesign CC 2019"},
-    {"INDESIGNCC2019MAC", INDESIGNCC2019MAC, "/Applications/Adobe InDesign CC 2019"},
-    {"INCOPYCC2020WIN64", INCOPYCC2020WIN64, "/Applications/Adobe InCopy 2020"},
-    {"INCOPYCC2020MAC", INCOPYCC2020MAC, "/Applications/Adobe InCopy 2020"},
-    {"INDESIGNCC2020WIN64", INDESIGNCC2020WIN64, "/Applications/Adobe InDesign 2020"},
-    {"INDESIGNCC2020MAC", INDESIGNCC2020MAC, "/Applications/Adobe InDesign 2020"},
-};
-
-TEST(InsertProductInfo, RunsOneStatementWithTheProductsNineValues) {
-    for (const Product& product : PRODUCTS) {
-        SCOPED_TRACE(product.name);
-        recorder = {};
-        Capture([&] { return SQLUtils::InsertProductInfo(product.record, product.appFolder); });
-        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).productInfo});
+TEST(Insert, RunsTheProductsTwoStatements) {
+    const struct {
+        std::string name;
+        const ProductRecord& record;
+        std::string appFolder;
+    } products[] = {
+        {"INCOPYCC2019WIN64", INCOPYCC2019WIN64, "/Applications/Adobe InCopy CC 2019"},
+        {"INCOPYCC2019MAC", INCOPYCC2019MAC, "/Applications/Adobe InCopy CC 2019"},
+        {"INDESIGNCC2019WIN64", INDESIGNCC2019WIN64, "/Applications/Adobe InDesign CC 2019"},
+        {"INDESIGNCC2019MAC", INDESIGNCC2019MAC, "/Applications/Adobe InDesign CC 2019"},
+        {"INCOPYCC2020WIN64", INCOPYCC2020WIN64, "/Applications/Adobe InCopy 2020"},
+        {"INCOPYCC2020MAC", INCOPYCC2020MAC, "/Applications/Adobe InCopy 2020"},
+        {"INDESIGNCC2020WIN64", INDESIGNCC2020WIN64, "/Applications/Adobe InDesign 2020"},
+        {"INDESIGNCC2020MAC", INDESIGNCC2020MAC, "/Applications/Adobe InDesign 2020"},
+    };
+    for (const auto& product : products) {
+        EXPECT_EQ(Inserted(product.record, product.appFolder), Expected(product.name));
     }
 }
 
-TEST(InsertXManConfig, RunsOneStatementWithTheProductsFourteenRows) {
-    for (const Product& product : PRODUCTS) {
-        SCOPED_TRACE(product.name);
-        recorder = {};
-        Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
-        EXPECT_EQ(recorder.statements, Calls{Expected(product.name).xManConfig});
-    }
-}
-
-TEST(InsertXManConfig, WritesNoDollarSignAndFourteenRunsOfThirteenBlanks) {
-    for (const Product& product : PRODUCTS) {
-        SCOPED_TRACE(product.name);
-        recorder = {};
-        Capture([&] { return SQLUtils::InsertXManConfig(product.record, product.appFolder); });
-        const std::string sql = recorder.statements.at(0);
-        EXPECT_EQ(sql.find('$'), std::string::npos);
-        EXPECT_EQ(sql.find('\n'), std::string::npos);
-        int runs = 0;
-        for (auto begin = sql.find("  "); begin != std::string::npos; ++runs) {
-            const auto end = sql.find_first_not_of(' ', begin);
-            EXPECT_EQ(end - begin, 13U);
-            begin = sql.find("  ", end);
-        }
-        EXPECT_EQ(runs, 14);
-    }
-}
-
-TEST(InsertXManConfig, WritesConstantsForBitLocaleAndMinimumVersion) {
+TEST(Insert, TakesTheFolderFromTheArgumentAndThreeConstantsWhateverTheRecordSays) {
     ProductRecord record = INDESIGNCC2020MAC;
+    record["AppPath"] = "elsewhere";
     record["Bit"] = "128";
-    record["LocaleInfo"] = "de_DE";
     record["MinExManVersion"] = "9.9.9";
-    record["AppPath"] = "elsewhere";
+    EXPECT_EQ(Inserted(record, "/Applications/Adobe InDesign 2020"), Expected("INDESIGNCC2020MAC"));
+    record["LocaleInfo"] = "de_DE";
     record["SuiteID"] = "99";
-    recorder = {};
-    Capture(
-        [&] { return SQLUtils::InsertXManConfig(record, "/Applications/Adobe InDesign 2020"); });
-    EXPECT_EQ(recorder.statements, Calls{Expected("INDESIGNCC2020MAC").xManConfig});
+    EXPECT_EQ(Inserted(record, "/Applications/Adobe InDesign 2020")[1],
+              Expected("INDESIGNCC2020MAC")[1]);
+    EXPECT_NE(recorder.statements[0].find("2020', 'de_DE', '99');"), std::string::npos);
 }
 
-TEST(InsertProductInfo, TakesTheFolderFromTheArgumentAndNeverFromTheRecord) {
-    ProductRecord record = INDESIGNCC2020MAC;
-    record["AppPath"] = "elsewhere";
-    recorder = {};
-    Capture(
-        [&] { return SQLUtils::InsertProductInfo(record, "/Applications/Adobe InDesign 2020"); });
-    EXPECT_EQ(recorder.statements, Calls{Expected("INDESIGNCC2020MAC").productInfo});
-}
-
-TEST(InsertXManConfig, SplicesARecordsValuesInAsTheyStand) {
-    // Each fragment becomes a dollar sign when the statement runs.
+TEST(Insert, SplicesTextsInAsTheyStand) {
+    // Each fragment of a record's value becomes a dollar sign when the statement runs.
     ProductRecord record = INCOPYCC2020MAC;
     record["PreExtensionFolder"] = "a' || CHAR(36) || 'b' || CHAR(36) || 'c";
-    recorder = {};
-    Capture([&] { return SQLUtils::InsertXManConfig(record, "/a"); });
-    EXPECT_NE(
-        recorder.statements.at(0).find("CHAR(36) || 'a' || CHAR(36) || 'b' || CHAR(36) || 'c'),"),
-        std::string::npos);
-}
-
-TEST(Insert, SplicesTheFolderInAsItStands) {
     for (const std::string folder :
          {"", "it's", "$HOME", "a\"b", "'; DROP TABLE x; --", "%s\n\xFF"}) {
         SCOPED_TRACE(testing::PrintToString(folder));
-        recorder = {};
-        Capture([&] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, folder); });
-        Capture([&] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, folder); });
-        const auto& statements = recorder.statements;
-        ASSERT_EQ(statements.size(), 2U);
+        const Statements statements = Inserted(record, folder);
         EXPECT_NE(statements[0].find("', 'incopy-15.064', '" + folder + "', 'en_US', '7');"),
                   std::string::npos);
         EXPECT_NE(statements[1].find("', CHAR(36) || 'installfolder', '" + folder
                                      + "'),             ('187', CHAR(36) || 'pluginconfigfile'"),
                   std::string::npos);
-    }
-}
-
-TEST(Insert, PrintsItsVerdictAfterTheLinesOfTheStatement) {
-    for (const Scenario& scenario : Scenarios()) {
-        SCOPED_TRACE(scenario.name);
-        const std::string verdict = scenario.succeeds ? "succeeded\n\n" : "failed\n\n";
-        recorder = scenario.answers;
-        Outcome outcome =
-            Capture([] { return SQLUtils::InsertProductInfo(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
-        EXPECT_EQ(outcome.printed, scenario.printed + "InsertProductInfo execution: " + verdict);
-        EXPECT_EQ(recorder.calls, scenario.calls);
-
-        recorder = scenario.answers;
-        outcome = Capture([] { return SQLUtils::InsertXManConfig(INCOPYCC2020MAC, "/a"); });
-        EXPECT_EQ(outcome.succeeded, scenario.succeeds);
-        EXPECT_EQ(outcome.printed, scenario.printed + "InsertXManConfig execution: " + verdict);
-        EXPECT_EQ(recorder.calls, scenario.calls);
+        EXPECT_NE(statements[1].find("CHAR(36) || 'a' || CHAR(36) || 'b' || CHAR(36) || 'c'),"),
+                  std::string::npos);
     }
 }
 
