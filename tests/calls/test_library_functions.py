@@ -5,8 +5,6 @@ from harness.machine import BUILD
 
 # What a compiler turns strings, printf and the like into. Names with underscores belong to it, too.
 COMPILERS = {"memcpy", "memmove", "memset", "memcmp", "bcmp", "strlen", "printf", "puts", "putchar"}
-FUNCTIONS = ["sqlite3_close", "sqlite3_errmsg", "sqlite3_finalize", "sqlite3_open", "sqlite3_prepare_v2",
-             "sqlite3_step", "system"]
 
 
 class LibraryFunctions(unittest.TestCase):
@@ -18,5 +16,7 @@ class LibraryFunctions(unittest.TestCase):
         self.assertEqual(len(objects), 5)
         listing = subprocess.run(["nm", "-u", *objects], check=True, stdout=subprocess.PIPE, text=True).stdout
         names = {line.split()[1] for line in listing.splitlines() if line.startswith(" ")}
-        self.assertEqual(sorted(name for name in names - COMPILERS if not name.startswith("_")), FUNCTIONS)
+        self.assertEqual({name for name in names - COMPILERS if not name.startswith("_")},
+                         {"sqlite3_close", "sqlite3_errmsg", "sqlite3_finalize", "sqlite3_open",
+                          "sqlite3_prepare_v2", "sqlite3_step", "system"})
         self.assertEqual([name for name in names if "env" in name or "thread" in name], [])

@@ -1,6 +1,9 @@
-"""What tests of a registration share: the products, and the rows that the program writes."""
+"""What tests of a registration share: the products, what the program says and the rows that it writes."""
 
-from harness.machine import BUILD, MachineTest
+import re
+from typing import NamedTuple
+
+from harness.machine import BUILD, MachineTest, expected
 
 PRODUCTS = {
     "155": "Adobe InCopy CC 2019 Win64",
@@ -19,9 +22,35 @@ PRODUCT_INFO = ("SELECT ProdID, ProdName, DisplayName, FamilyName, ProdVersion, 
 CONFIGURATION_ROWS = ("SELECT ProdID, KeyName, KeyValue FROM Tb_XManConfig WHERE ProdID = ?"
                       " ORDER BY rowid")
 
+OPERATION = (
+    r"(?:Return code after executing SQL: 101\n\nFinalized statemant: 0\n\n"
+    r"Closed database: 0\n\nNAME execution: succeeded\n\nNAME (?P<NAME>true)\n\n"
+    r"|(?:ERROR: can't open database: [^\n]+\n\n"
+    r"|ERROR: while compiling sql: [^\n]+\n\nFinalized statemant: 0\n\n"
+    r"|Return code after executing SQL: (?!100|101)(?P<NAMECode>\d+)\n\n"
+    r"Finalized statemant: (?P=NAMECode)\n\n)"
+    r"Closed database: 0\n\nNAME execution: failed\n\nNAME false\n\n)")
+REPORT = re.compile((
+    r"Three parameters\n\n-r command found\n\nFile name found: (?P<Application>[^\n]+)\n\n"
+    + OPERATION.replace("NAME", "InsertProductInfo") + OPERATION.replace("NAME", "InsertXManConfig")
+    + r"\nThe application was successfully registrated\n\n").encode())
+
+
+class Claims(NamedTuple):
+    """What a run says that it has written."""
+
+    info: bool
+    configuration: bool
+
 
 def file_name(application):
     return application.lower().replace(" ", "-")
+
+
+def registered(application="Adobe InDesign 2020"):
+    """What a registration prints. Only one line depends on the application."""
+    return expected("adobe-indesign-2020.out").replace(
+        b"File name found: Adobe InDesign 2020\n", f"File name found: {application}\n".encode())
 
 
 class RegistrationTest(MachineTest):
@@ -30,14 +59,18 @@ class RegistrationTest(MachineTest):
         rows = self.rows(PRODUCT_INFO, number) + self.rows(CONFIGURATION_ROWS, number)
         return "".join("|".join(map(str, row)) + "\n" for row in rows).encode()
 
-    def folder_value(self, number):
-        return self.rows("SELECT AppPath FROM Tb_ProductInfoV2 WHERE ProdID = ?", number) + self.rows(
-            "SELECT KeyValue FROM Tb_XManConfig WHERE ProdID = ? AND KeyName = '$installfolder'", number)
-
     def other_rows(self, number):
         """All rows of other products, with all their columns."""
         return [self.rows(f"SELECT rowid, * FROM {table} WHERE ProdID <> ? ORDER BY rowid", number)
                 for table in ("Tb_ProductInfoV2", "Tb_XManConfig")]
+
+    def claims(self, result, application="Adobe InDesign 2020"):
+        """What a registration claims. Whatever happens, what it says has a fixed form."""
+        match = REPORT.fullmatch(result.out)
+        self.assertIsNotNone(match, result.out.decode())
+        self.assertEqual(match["Application"], application.encode())
+        self.assert_result(result, result.out, result.err)
+        return Claims(bool(match["InsertProductInfo"]), bool(match["InsertXManConfig"]))
 
     def assert_copied(self):
         copied = (self.configuration / "XManConfigV2.xml").read_bytes()

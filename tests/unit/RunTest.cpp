@@ -72,6 +72,22 @@ TEST(ARun, ForAnApplicationThatIsNotSupportedOnlyCopies) {
     }
 }
 
+TEST(ARun, TakesAPathWithoutASeparatorAsTheFolder) {
+    // It shows only if an application has no name, and every one in the catalogue has one.
+    productLine[""] = INDESIGNCC2020MAC;
+    recorder = {};
+    RunMain({"/opt/tools/Tamsel", "-r", "no folder"});
+    ASSERT_EQ(recorder.statements.size(), 2U);
+    EXPECT_NE(recorder.statements[0].find("'no folder'"), std::string::npos);
+    EXPECT_NE(recorder.statements[1].find("'no folder'"), std::string::npos);
+    productLine.erase("");
+}
+
+TEST(ARun, WithoutEvenTheProgramsNameIsAnUnknownCommand) {
+    EXPECT_EQ(RunMain({}),
+              "\nNo command not found.\nPlease use the help page for usage hints (-h) \n\n");
+}
+
 TEST(ARun, OfAnotherFormCallsNeitherSQLiteNorTheShell) {
     for (const Words& words : std::vector<Words>{
              {},
