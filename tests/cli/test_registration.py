@@ -113,16 +113,18 @@ class Paths(RegistrationTest):
         self.assertEqual(self.rows("SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID IN (12, 1860)"), [(4,)])
 
     def test_no_name_in_the_path(self):
-        for path in ("Adobe InDesign 2020.app", "Adobe InDesign 2020", "", INDESIGN + "/", "/", "//", "/a/.app"):
+        for path in ("Adobe InDesign 2020.app", "Adobe InDesign 2020", "", INDESIGN + "/", "/", "//",
+                     "/a/.app"):
             with self.subTest(path):
                 self.assert_not_registered(path, expected("file-not-found.out"))
 
     def test_a_name_that_only_resembles_an_applications(self):
-        for name in ("Adobe Photoshop 2020", "adobe indesign 2020", "ADOBE INDESIGN 2020", "Adobe InDesign 2020 ",
-                     " Adobe InDesign 2020", "Adobe  InDesign 2020", "Adobe\u00a0InDesign 2020",
-                     "Adobe InDesign 2020.app", "Adobe InDesign 202", "Adobe InDesign 20200",
-                     "Adobe InDesign 2020 win64", "Adobe InDesign 2020 Mac", "InDesign 2020",
-                     "Adobe InDesign CC 2020", "Adobe InDesign 2019", "INDESIGNCC2020MAC"):
+        for name in ("Adobe Photoshop 2020", "adobe indesign 2020", "ADOBE INDESIGN 2020",
+                     "Adobe InDesign 2020 ", " Adobe InDesign 2020", "Adobe  InDesign 2020",
+                     "Adobe\u00a0InDesign 2020", "Adobe InDesign 2020.app", "Adobe InDesign 202",
+                     "Adobe InDesign 20200", "Adobe InDesign 2020 win64", "Adobe InDesign 2020 Mac",
+                     "InDesign 2020", "Adobe InDesign CC 2020", "Adobe InDesign 2019",
+                     "INDESIGNCC2020MAC"):
             with self.subTest(name):
                 self.assert_not_supported(name.encode())
 
