@@ -84,6 +84,7 @@ TEST(ProductRecords, HoldValuesThatNoStatementUses) {
         EXPECT_EQ(ValueOf(product.record, "AppPath"), "");
         EXPECT_EQ(ValueOf(product.record, "Bit"), "64");
         EXPECT_EQ(ValueOf(product.record, "MinExManVersion"), "7.5.0");
+        EXPECT_EQ(product.record.size(), 20U) << "a lookup inserts nothing";
     }
 }
 
