@@ -31,15 +31,17 @@ class FailedAllocation(FaultTest):
         return Claims(False, False)
 
     def test_every_fifth(self):
-        number, statuses = 1, set()
+        number, statuses = 1, []
         while (result := self.register(number)).err:
-            statuses.add(result.status)
+            statuses.append(result.status)
             with self.subTest(number=number):
                 self.judge(result, self.check(result))
             number += 5
         self.assert_whole(result)
         # Most end the program; SQLite's do not.
-        self.assertLessEqual({0, ABORTED}, statuses)
+        self.assertGreater(statuses.count(ABORTED), 0)
+        self.assertGreater(statuses.count(0), 0)
+        self.assertLessEqual(statuses.count(1), 1)
 
 
 class FailedAllocationOfARepairWithAWriteAheadLog(FailedAllocation):
