@@ -88,8 +88,8 @@ Options ReadOptions(int argc, char* argv[]) {
 
 std::string Help() {
     return R"(Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is
-there, writes the rows that Tamsel writes, makes sure that they have arrived, and
-keeps all of it or nothing.
+there, writes the rows that Tamsel writes, checks what has arrived, and keeps
+all of it or nothing.
 
 usage: tamsel-deploy [OPTION...] [APPLICATION...]
        tamsel-deploy --verify | --dry-run [OPTION...] [APPLICATION...]
@@ -110,11 +110,11 @@ usage: tamsel-deploy [OPTION...] [APPLICATION...]
                   installed one, which is kept otherwise
   --json          prints one object instead of lines
 
-Standard output has one line per application, standard error the log, which goes
-to the system's log as well. The first failure gives the exit status:
+Standard output has one line per application, standard error has the log, which
+goes to the system's log as well. The first failure gives the exit status:
 
-  0   every application is registered; with --dry-run, nothing stands in the way;
-      with --restore, restored
+  0   every application is registered; with --dry-run, nothing stands in the
+      way; with --restore, restored
   1   at least one application is not registered; it is as it was before
   2   wrong usage
   3   root is needed, to write or to read
@@ -122,8 +122,8 @@ to the system's log as well. The first failure gives the exit status:
   5   there is no Extension Manager: no database
   6   no application found; or one missing, not supported or given twice
   7   no backup could be made; nothing was changed
-  8   XManConfigV2.xml is missing, or with --replace-file another one, or it cannot
-      be put in place
+  8   XManConfigV2.xml is missing, or with --replace-file another one, or it
+      cannot be put in place
   9   a restore failed; the log says what has changed and what has not
   10  the installation is incomplete
   11  another run holds the lock

@@ -97,7 +97,7 @@ Backup FindBackup(const std::vector<std::string>& words, Patience& patience) {
         const std::string which = words.empty() ? "from before a registration" : words.front();
         throw Failure(Status::NotRestored, "there is no backup " + which + "; --list shows them");
     }
-    const std::string refused = "this backup has no sound database; its files are in ";
+    const std::string refused = "this backup has no sound database; what was there is in ";
     OrFail(Status::NotRestored, refused + found->Folder(), [&] {
         if (!Database(found->Database(), IMMUTABLE, patience).IsIntact()) {
             throw Failure(Status::NotRestored, refused + found->Folder());

@@ -43,17 +43,21 @@ public:
                 RequireBackups(false);
                 report.backups = AllBackups();
             } else if (options.command == Command::Restore) {
-                OrFail(Status::NotRestored, "not restored", [this] { RestoreBackup(); });
+                RestoreBackup();
             } else {
                 ForApplications();
             }
         } catch (const std::exception& exception) {
             const Failure failure = AsFailure(exception);
-            report.Fail(failure.GetStatus(), failure.what());
+            const bool isRestore = options.command == Command::Restore;
+            const Status status = failure.GetStatus() == Status::NotRegistered && isRestore
+                                      ? Status::NotRestored
+                                      : failure.GetStatus();
+            report.Fail(status, failure.what());
             // Every application gets its line all the same.
             for (Application& application : report.applications) {
                 if (!application.IsSettled()) {
-                    application.Settle(State::Failed, failure.GetStatus(), failure.what());
+                    application.Settle(State::Failed, status, failure.what());
                 }
             }
         }
@@ -375,7 +379,12 @@ int main(int argc, char* argv[]) {
         Log("the result could not be written");
     }
     if (report.hasChanged) {
-        Log("to bring back the state before: sudo tamsel-deploy --restore " + report.backup);
+        OrLog([&report] {
+            const Backup before{report.backup};
+            Log(KindOf(before.Database()) == Kind::File
+                    ? "to bring back the state before: sudo tamsel-deploy --restore " + before.name
+                    : "what was there before is in " + before.Folder());
+        });
     }
     ReleaseSignals();
     return static_cast<int>(report.status);
