@@ -13,6 +13,7 @@
 #include <fnmatch.h>
 #include <fstream>
 #include <memory>
+#include <string_view>
 #include <sys/stat.h>
 #include <utility>
 
@@ -101,13 +102,13 @@ void Begin() {
     }
 }
 
-// Whether the present database could be saved and is sound. A disk that is full or broken throws.
+// Whether the present database could be saved and is sound. Anything but damage throws.
 bool SavesSound(Patience& patience) {
     try {
         CopyDatabase(*std::make_unique<Database>(DATABASE, READWRITE, patience));
         return Database(COPY, IMMUTABLE, patience).IsIntact();
     } catch (const DatabaseError& error) {
-        if (error.Code() == SQLITE_IOERR || error.Code() == SQLITE_FULL) {
+        if (!error.MeansDamage()) {
             throw;
         }
         return false;
@@ -192,6 +193,14 @@ std::optional<Backup> BeforeLastRegistration() {
     return last;
 }
 
+bool HasDatabase() {
+    // SQLite itself would remove a journal beside something else, or write it back.
+    const std::string_view magic("SQLite format 3\0", 16);
+    std::string beginning(magic.size(), ' ');
+    std::ifstream file(DATABASE);
+    return !file.read(beginning.data(), 1) || (file.read(&beginning[1], 15) && beginning == magic);
+}
+
 void SaveSound(Database& database) {
     Begin();
     CopyDatabase(database);
@@ -199,7 +208,7 @@ void SaveSound(Database& database) {
 
 void SaveAnything(Patience& patience) {
     Begin();
-    if (KindOf(DATABASE) == Kind::Nothing || SavesSound(patience)) {
+    if (KindOf(DATABASE) == Kind::Nothing || (HasDatabase() && SavesSound(patience))) {
         return;
     }
     Remove(COPY);

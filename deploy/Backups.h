@@ -38,6 +38,10 @@ std::vector<Backup> AllBackups();
 // The newest that was made before a registration, if there is one.
 std::optional<Backup> BeforeLastRegistration();
 
+// Whether what is in the database's place, a plain file, begins as a database does, or is empty as
+// a new one is. No connection to it may be open.
+bool HasDatabase();
+
 // Saves the database, as this connection reads it, and XManConfigV2.xml. It is no backup yet.
 void SaveSound(Database& database);
 

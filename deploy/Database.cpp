@@ -122,7 +122,7 @@ Failure AsFailure(const std::exception& exception) {
     const auto* system = dynamic_cast<const std::system_error*>(&exception);
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
     const int code = error == nullptr ? SQLITE_OK : error->Code();
-    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT || code == SQLITE_ERROR) {
+    if (error != nullptr && error->MeansDamage()) {
         return {Status::NotTheDatabase, exception.what() + std::string(MENDING)};
     }
     const bool isDenied = code == SQLITE_CANTOPEN || code == SQLITE_READONLY

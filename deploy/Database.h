@@ -19,6 +19,10 @@ public:
         : std::runtime_error(message), itsCode(code) {}
     // SQLite's result code, the primary one.
     int Code() const { return itsCode; }
+    // Whether the database is damaged, or another than was expected.
+    bool MeansDamage() const {
+        return itsCode == SQLITE_NOTADB || itsCode == SQLITE_CORRUPT || itsCode == SQLITE_ERROR;
+    }
 
 private:
     int itsCode;

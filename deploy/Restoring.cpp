@@ -30,9 +30,15 @@ void WriteInto(const std::string& saved, Patience& patience) {
     // Otherwise the next pragma may have no effect.
     sqlite3_db_config(target.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr); // NOLINT
 #endif
-    // What is replaced as a whole need not be understood.
-    target.Execute(
-        "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
+    try {
+        target.Execute(
+            "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
+    } catch (const DatabaseError& error) {
+        // What is replaced as a whole need not be understood.
+        if (error.Code() != SQLITE_ERROR && error.Code() != SQLITE_CORRUPT) {
+            throw;
+        }
+    }
     try {
         return target.CopyFrom(source);
     } catch (const DatabaseError& error) {
@@ -63,7 +69,7 @@ void ReplaceFile(const std::string& saved, std::string& changed) {
 }
 
 void RestoreDatabase(const std::string& saved, Patience& patience, std::string& changed) {
-    if (KindOf(DATABASE) == Kind::Nothing) {
+    if (KindOf(DATABASE) == Kind::Nothing || !HasDatabase()) {
         return ReplaceFile(saved, changed);
     }
     try {
@@ -125,9 +131,8 @@ void Restore(const Backup& backup, Patience& patience, bool& hasChanged) {
         hasChanged = true;
     } catch (const std::exception& exception) {
         hasChanged = !changed.empty();
-        const Failure failure = AsFailure(exception);
-        const bool isInUse = failure.GetStatus() == Status::DatabaseInUse;
+        const bool isInUse = AsFailure(exception).GetStatus() == Status::DatabaseInUse;
         throw Failure(isInUse ? Status::DatabaseInUse : Status::NotRestored,
-                      (hasChanged ? changed : "nothing was changed") + ": " + failure.what());
+                      (hasChanged ? changed : "nothing was changed") + ": " + exception.what());
     }
 }
