@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include <cerrno>
 #include <new>
 #include <system_error>
 #include <unistd.h>
@@ -44,10 +45,12 @@ void Database::Check(int code) {
         throw Failure(Status::DatabaseInUse,
                       "the database is in use; sudo lsof \"" + itsPath + "\" names the program");
     default:
-        throw DatabaseError(
-            code & PRIMARY,
-            itsPath + ": " + sqlite3_errmsg(Handle())
-                + (error == 0 ? "" : ", " + std::generic_category().message(error)));
+        std::string message = itsPath + ": " + sqlite3_errmsg(Handle());
+        message += error == 0 ? "" : ", " + std::generic_category().message(error);
+        if ((code & PRIMARY) == SQLITE_CANTOPEN && error != EACCES) {
+            message += " (in write-ahead mode, its folder must be writable)";
+        }
+        throw DatabaseError(code & PRIMARY, message);
     }
 }
 
