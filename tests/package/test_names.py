@@ -46,3 +46,5 @@ class ArchivesReadme(PackageTest):
             if not name.startswith(("packaging/", "scripts/")):
                 self.assertTrue((self.package / name).exists(), name)
         self.assertNotIn("<!--", text)
+        self.assertNotIn("## From source", text)
+        self.assertTrue(text.endswith(" all rights are the owner's.\n"))
