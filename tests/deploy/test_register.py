@@ -1,125 +1,165 @@
+"""What a registration writes, what it keeps, and when there is nothing to do."""
+
 import os
 import shutil
 import stat
 
-from harness.deploy import (ALL_DONE, APPLICATIONS, CLOSED, INCOPY, INDESIGN, NOT_REGISTERED, NO_APPLICATION,
-                            NO_FILE, OLD_FILE, DeployTest)
-from harness.machine import expected
+from harness.deploy import (ALL_DONE, APPLICATIONS, BACKUPS, INCOPY, NO_APPLICATION, NO_FILE, NOT_REGISTERED, OLD_FILE,
+                            REGISTERED, DeployTest, INDESIGN)
+from harness.machine import CONFIGURATION, DATABASE
 
-WIN64 = "/Applications/Adobe InDesign 2020 Win64.app"
+TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
+WOULD = f"would register: {INDESIGN}\n"
+INFO = "SELECT ProdID, ProdName, DisplayName, FamilyName, ProdVersion, PCDEntryName, AppPath FROM Tb_ProductInfoV2"
 
 
-class Registration(DeployTest):
-    def test_every_supported_application_in_the_applications_folder(self):
-        self.add_applications(*(f"/Applications/{name}/{name}.app" for name in APPLICATIONS[:4]),
-                              *(f"/Applications/{name}.app" for name in APPLICATIONS[3:]),
-                              "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app")
+class Rows(DeployTest):
+    def test_all_eight_products_get_the_rows_of_tamsel(self):
+        """By default in a folder of their own name or alone, older ones first."""
         paths = [f"/Applications/{name}/{name}.app" for name in APPLICATIONS[:4]]
         paths += [f"/Applications/{name}.app" for name in APPLICATIONS[4:]]
-        self.assert_verified("".join(f"not registered: {path}\n" for path in paths), NOT_REGISTERED,
-                             f"{paths[0]}: missing or different: the product's row $iconpath $incopy ")
-        self.assert_refuses(["--dry-run"], ALL_DONE,
-                            out="".join(f"would register: {path}\n" for path in paths))
-        registered = "".join(f"registered: {path}\n" for path in paths)
-        self.assert_deploys([], ALL_DONE, registered)
-        self.assert_verified(registered)
-        self.assertEqual(self.rows("SELECT ProdID FROM Tb_ProductInfoV2 ORDER BY ProdID"),
-                         [(number,) for number in (12, 155, 156, 158, 159, 186, 187, 189, 190, 1860)])
+        self.add_applications(*paths, "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app")
+        before = self.dump()
+        for path in paths:
+            self.run_tamsel("-r", path)
+        written = {table: [row[1:] for row in rows] for table, rows in self.dump()[1].items()}
+        self.assertEqual([len(written[table]) for table in TABLES], [2 + 8, 4 + 8 * 14])
+        self.create_database(self.schema)
+        self.copied.unlink()
+        self.assert_verified("".join(f"not registered: {path}\n" for path in paths), NOT_REGISTERED)
+        self.assert_refuses(["--dry-run"], ALL_DONE, out="".join(f"would register: {path}\n" for path in paths))
+        out = "".join(f"registered: {path}\n" for path in paths)
+        self.assert_deploys([], ALL_DONE, out)
+        self.assertEqual({table: sorted((row[1:] for row in rows), key=repr)
+                          for table, rows in self.dump()[1].items()},
+                         {table: sorted(rows, key=repr) for table, rows in written.items()})
+        self.assertEqual(self.rows(INFO + " WHERE ProdID = 156"), [
+            (156, "InCopy", "InCopy CC 2019", "InCopy", "14.0.0", "incopy-14.064", os.path.dirname(paths[0])),
+        ])
+        # Rows of others are still there, with their row numbers.
+        for table in TABLES:
+            self.assertLess(set(before[1][table]), set(self.dump()[1][table]))
+        self.assert_verified(out)
+        backup, = self.all_backups()
+        self.assertEqual((backup / "note").read_text(), "before registering " + ", ".join(paths) + "\n")
 
-    def test_a_default_application_needs_what_makes_it_one(self):
-        self.add_applications(INDESIGN, "/Applications/Adobe InDesign 2020.app", INCOPY)
-        shutil.rmtree(self.inside(INDESIGN) / "Contents")
+    def test_the_default_leaves_out_a_second_copy_and_what_is_no_application(self):
+        second = "/Applications/Adobe InDesign 2020.app"
+        self.add_applications(INDESIGN, second, INCOPY)
         (self.inside(INCOPY) / "Contents" / "Info.plist").unlink()
-        self.assert_refuses(["--dry-run"], ALL_DONE,
-                            out="would register: /Applications/Adobe InDesign 2020.app\n")
-        shutil.rmtree(self.inside("/Applications/Adobe InDesign 2020.app"))
-        self.assert_refuses(["--dry-run"], NO_APPLICATION)
-
-    def test_given_applications(self):
-        elsewhere = str(self.folder / "my %s $(apps)" / "Adobe InCopy 2020.app")
-        self.add_applications(INDESIGN, INCOPY, elsewhere)
-        both = f"registered: {INDESIGN}\nregistered: {elsewhere}\n"
-        self.assert_deploys([INDESIGN, elsewhere], ALL_DONE, both)
-        self.assert_verified(both, arguments=[INDESIGN, elsewhere])
-        self.assert_verified(f"not registered: {INCOPY}\n", NOT_REGISTERED, "bit", arguments=[INCOPY])
-
-    def test_what_arrives(self):
-        self.add_applications(INDESIGN)
+        self.assert_refuses(["--dry-run"], ALL_DONE, f"left out: {second}, since there is {INDESIGN}\n", out=WOULD)
         self.deploy_once()
-        rows = [line.split("|") for line in expected("adobe-indesign-2020.rows").decode().splitlines()]
-        found = self.rows("SELECT * FROM Tb_ProductInfoV2 WHERE ProdID = 190") + self.rows(
-            "SELECT * FROM Tb_XManConfig WHERE ProdID = 190 ORDER BY rowid")
-        self.assertEqual([[str(value) for value in row] for row in found], rows)
-        self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-        self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o644)
+        shutil.rmtree(self.inside(INDESIGN) / "Contents")
+        self.assert_verified(f"not registered: {second}\n", NOT_REGISTERED,
+                             f'{second}: AppPath is "/Applications/Adobe InDesign 2020" instead of "/Applications"; '
+                             '$installfolder is "/Applications/Adobe InDesign 2020" instead of "/Applications"\n')
+        self.assert_deploys([], ALL_DONE, f"registered: {second}\n")
+        self.assertEqual(self.rows("SELECT AppPath FROM Tb_ProductInfoV2 WHERE ProdID = 190"), [("/Applications",)])
 
-    def test_rows_of_others_stay_as_they_are(self):
-        self.add_applications(INDESIGN)
-        before = self.dump()[1]
-        self.deploy_once()
-        for table, rows in self.dump()[1].items():
-            self.assertEqual([row for row in rows if row[1] != 190], before[table])
+    def test_a_folder_of_any_bytes_is_registered_exactly(self):
+        for name in (b"it's", b"''", b'a"b', b"a\nb", b"a\\b", b"$(x) `y`", b"%s;*?", b"-r", b"'); --",
+                     "ü☃".encode(), b"\xff\xfe", b"\x01\x7f"):
+            with self.subTest(name):
+                folder = os.fsencode(self.folder) + b"/" + name
+                os.makedirs(folder + b"/Adobe InDesign 2020.app/Contents")
+                with open(folder + b"/Adobe InDesign 2020.app/Contents/Info.plist", "wb"):
+                    pass
+                path = folder + b"/Adobe InDesign 2020.app"
+                for arguments in ([path], ["--verify", path]):
+                    self.assertEqual(self.deploy(*arguments).status, ALL_DONE)
+                self.assertEqual(self.rows(
+                    "SELECT CAST(AppPath AS BLOB) FROM Tb_ProductInfoV2 WHERE ProdID = 190 UNION ALL SELECT"
+                    " CAST(KeyValue AS BLOB) FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName = '$installfolder'"),
+                    [(folder,)] * 2)
 
-    def test_nothing_is_left_lying_about(self):
-        self.add_applications(INDESIGN)
-        self.deploy_once()
-        self.assertEqual(sorted(path.name for path in self.own.iterdir()), ["Backups", "lock"])
-        self.assertEqual(sorted(path.name for path in self.configuration.iterdir()),
-                         ["DB", "XManConfigV2.xml"])
-        self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
-        modes = [stat.S_IMODE(path.stat().st_mode) for path in (self.backups, self.own / "lock")]
-        self.assertEqual(modes, [0o700, 0o600])
-
-    def test_what_is_registered_is_left_alone(self):
-        self.add_applications(INDESIGN)
-        self.deploy_once()
-        before = self.state()
-        for arguments in ([], ["--dry-run"], [INDESIGN], ["--replace-file"], ["--verify", INDESIGN]):
-            self.assert_deploys(arguments, ALL_DONE, f"registered: {INDESIGN}\n")
-            self.assertEqual(self.state(), before)
-        for undo in (lambda: self.change("DELETE FROM Tb_XManConfig WHERE KeyName = 'suite'"),
-                     self.copied.unlink):
-            undo()
-            self.assert_refuses(["--dry-run"], ALL_DONE, out="would register: " + INDESIGN + "\n")
-            self.deploy_once()
-
-    def test_what_is_missing_is_added_to_what_is_there(self):
+    def test_only_what_is_missing_is_written(self):
+        """Columns that nobody knows keep their values, in all rows that are right."""
+        self.create_database("extra-columns")
         self.add_applications(INDESIGN, INCOPY)
         self.deploy_once()
+        self.change("UPDATE Tb_ProductInfoV2 SET Installed = 7; UPDATE Tb_XManConfig SET Origin = 'mine';"
+                    "DELETE FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName = 'bit';"
+                    "UPDATE Tb_XManConfig SET KeyValue = 'x' WHERE ProdID = 190 AND KeyName = 'suite'")
         before = self.dump()[1]
-        self.assert_deploys([], ALL_DONE, f"registered: {INCOPY}\nregistered: {INDESIGN}\n")
-        for table, rows in before.items():
-            self.assertEqual([row for row in self.dump()[1][table] if row[1] != 156], rows)
-
-    def test_a_product_that_has_moved(self):
-        self.add_applications(INDESIGN)
-        self.deploy_once()
-        shutil.rmtree(self.applications / "Adobe InDesign 2020")
-        self.add_applications("/Applications/Adobe InDesign 2020.app")
-        self.assert_deploys([], ALL_DONE, "registered: /Applications/Adobe InDesign 2020.app\n")
-        self.assertEqual(self.rows("SELECT AppPath FROM Tb_ProductInfoV2 WHERE ProdID = 190"),
-                         [("/Applications",)])
-
-    def test_two_products_that_share_a_folder(self):
-        self.add_applications("/Applications/Adobe InDesign 2020.app", WIN64)
-        paths = "/Applications/Adobe InDesign 2020.app", WIN64
-        self.assert_deploys(paths, ALL_DONE, "".join(f"registered: {path}\n" for path in paths))
-        self.assertEqual([self.note(backup)[1] for backup in self.all_backups()], [list(paths)])
-        self.assertEqual([self.note(backup)[0] for backup in self.all_backups()], [CLOSED])
+        self.assert_deploys([], ALL_DONE, f"registered: {INCOPY}\n" + REGISTERED)
+        self.assertEqual(self.rows("SELECT KeyName, KeyValue, Origin FROM Tb_XManConfig WHERE ProdID = 190"
+                                   " AND Origin <> 'mine' ORDER BY KeyName"),
+                         [("bit", "64", "vendor"), ("suite", "CC", "vendor")])
+        self.assertEqual(self.rows("SELECT Installed FROM Tb_ProductInfoV2 WHERE ProdID = 190"), [(7,)])
+        after = self.dump()[1]
+        for table in TABLES:
+            lost = set(before[table]) - set(after[table])
+            self.assertEqual([row[1] for row in lost], ["x"] if table == "Tb_XManConfig" else [])
 
     def test_tables_of_other_kinds(self):
         self.add_applications(INDESIGN)
         for schema in ("unique-index", "without-keys", "extra-columns"):
-            self.create_database(schema)
-            self.assert_deploys([], ALL_DONE, f"registered: {INDESIGN}\n")
-            self.assert_verified(f"registered: {INDESIGN}\n")
+            with self.subTest(schema):
+                self.create_database(schema)
+                self.deploy_once()
+                self.assert_verified(REGISTERED)
 
-    def test_a_database_in_write_ahead_mode(self):
+    def test_a_write_ahead_log_stays_one(self):
         self.change("PRAGMA journal_mode = WAL")
         self.add_applications(INDESIGN)
         self.deploy_once()
-        self.assert_deploys(["--verify"], ALL_DONE, f"registered: {INDESIGN}\n")
         self.assertEqual(self.rows("PRAGMA journal_mode"), [("wal",)])
+        self.assert_deploys(["--verify"], ALL_DONE, REGISTERED)
+
+    def test_nothing_is_left_lying_about(self):
+        self.add_applications(INDESIGN)
+        self.own.mkdir(parents=True)
+        self.backups.mkdir()
+        theirs = self.folder / "theirs"
+        theirs.write_bytes(b"theirs")
+        # What a killed run can leave goes; a link among it is not followed.
+        (self.backups / ".incomplete").mkdir()
+        (self.backups / ".incomplete" / "ExMan.db").symlink_to(theirs)
+        for path in (self.configuration / ".XManConfigV2.xml.tamsel-new",
+                     self.configuration / ".XManConfigV2.xml.tamsel-old"):
+            path.symlink_to(theirs)
+        (self.database.parent / ".ExMan.db.tamsel-new").write_bytes(b"x")
+        self.deploy_once("--replace-file")
+        self.assertEqual(theirs.read_bytes(), b"theirs")
+        names = {path.name: sorted(inside.name for inside in path.iterdir())
+                 for path in (self.own, self.configuration, self.database.parent)}
+        self.assertEqual(names, {"Tamsel": ["Backups", "lock"], "Configuration": ["DB", "XManConfigV2.xml"],
+                                 "DB": ["ExMan.db"]})
+        self.assertEqual(list(self.backups.iterdir()), self.all_backups())
+        self.assertEqual([stat.S_IMODE(path.stat().st_mode) for path in (self.own, self.backups, self.own / "lock")],
+                         [0o755, 0o700, 0o600])
+
+
+class NothingToDo(DeployTest):
+    def setUp(self):
+        super().setUp()
+        self.add_applications(INDESIGN)
+        self.deploy_once()
+        shutil.rmtree(self.own)
+
+    def test_leaves_no_backup_and_takes_no_lock(self):
+        before = self.state()
+        for arguments in ([], ["--dry-run"], ["--replace-file"], [INDESIGN, "--verify"]):
+            with self.subTest(arguments):
+                self.assert_refuses(arguments, ALL_DONE, out=REGISTERED)
+        self.assertEqual(self.state(), before)
+
+    def test_works_on_a_read_only_volume(self):
+        for arguments in ([], ["--dry-run"], ["--verify"]):
+            for path in (DATABASE, CONFIGURATION):
+                with self.subTest(arguments, path=path):
+                    self.assert_refuses(arguments, ALL_DONE, out=REGISTERED, options=["--read-only", path])
+
+    def test_a_write_ahead_log_cannot_be_read_there(self):
+        self.change("PRAGMA journal_mode = WAL")
+        for arguments in ([], ["--dry-run"], ["--verify"]):
+            with self.subTest(arguments):
+                self.assert_refuses(arguments, NOT_REGISTERED, f"{DATABASE}: unable to open database file",
+                                    out=f"failed: {INDESIGN}\n", options=["--read-only", CONFIGURATION])
+
+    def test_needs_no_place_for_a_backup(self):
+        self.own.write_text("in the way")
+        self.assert_refuses([], ALL_DONE, out=REGISTERED)
 
 
 class File(DeployTest):
@@ -131,63 +171,59 @@ class File(DeployTest):
 
     def test_an_installed_one_is_kept(self):
         self.copied.write_bytes(OLD_FILE)
-        self.copied.chmod(0o640)
         before = self.copied.stat()
         self.deploy_once()
-        self.assertEqual(self.copied.read_bytes(), OLD_FILE)
         after = self.copied.stat()
-        self.assertEqual((after.st_ino, after.st_mtime_ns, after.st_mode, after.st_nlink),
-                         (before.st_ino, before.st_mtime_ns, before.st_mode, 1))
-        self.assert_verified(f"registered: {INDESIGN}\n")
+        self.assertEqual((self.copied.read_bytes(), after.st_ino, after.st_mtime_ns),
+                         (OLD_FILE, before.st_ino, before.st_mtime_ns))
+        self.assert_verified(REGISTERED)
 
     def test_a_gap_is_filled(self):
         for arguments in ([], ["--replace-file"]):
-            self.deploy_once(*arguments)
-            self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-            self.copied.unlink()
-            self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE, "XManConfigV2.xml")
-            self.assert_refuses(["--dry-run"], ALL_DONE, out=f"would register: {INDESIGN}\n")
+            with self.subTest(arguments):
+                self.deploy_once(*arguments, before=["sh", "-c", 'umask 077; exec "$@"', "sh"])
+                self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
+                self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o644)
+                content = self.dump()
+                self.copied.unlink()
+                self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
+                                     f"{INDESIGN}: there is no {CONFIGURATION}/XManConfigV2.xml\n")
+                self.assert_refuses(["--dry-run"], ALL_DONE, out=WOULD)
+        self.deploy_once()
+        self.assertEqual((self.copied.read_bytes(), self.dump()), (self.shipped.read_bytes(), content))
 
     def test_an_installed_one_is_replaced_where_that_is_asked_for(self):
-        self.copied.write_bytes(OLD_FILE)
+        self.deploy_once()
+        self.copied.write_bytes(self.shipped.read_bytes()[:-1] + b"x")
+        self.copied.chmod(0o640)
+        os.link(self.copied, self.folder / "another name")
+        old = self.copied.read_bytes()
+        self.assert_verified(REGISTERED)
+        self.assert_refuses(["--dry-run"], ALL_DONE, out=REGISTERED)
+        self.assert_verified(f"another XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
+                             f"{CONFIGURATION}/XManConfigV2.xml is not the one that comes with Tamsel\n",
+                             arguments=["--replace-file"])
+        self.assert_refuses(["--dry-run", "--replace-file"], ALL_DONE, out=WOULD)
         backup = self.deploy_once("--replace-file")
         self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-        self.assertEqual((backup / "XManConfigV2.xml").read_bytes(), OLD_FILE)
-        self.assert_verified(f"registered: {INDESIGN}\n", arguments=["--replace-file"])
+        self.assertEqual((backup / "XManConfigV2.xml").read_bytes(), old)
+        self.assertEqual((self.folder / "another name").read_bytes(), old)
+        self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o640)
+        self.assert_verified(REGISTERED, arguments=["--replace-file"])
 
-    def test_verifying_judges_by_the_same_rule(self):
-        self.deploy_once()
-        self.copied.write_bytes(OLD_FILE)
-        self.assert_verified(f"registered: {INDESIGN}\n")
-        self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE, "XManConfigV2.xml",
-                             arguments=["--replace-file"])
-        self.assert_refuses(["--dry-run"], ALL_DONE, out=f"registered: {INDESIGN}\n")
-        self.assert_refuses(["--dry-run", "--replace-file"], ALL_DONE, out=f"would register: {INDESIGN}\n")
+    def test_what_is_no_plain_file_stops_a_registration(self):
+        for make in (self.copied.mkdir, lambda: self.copied.symlink_to(self.folder / "nothing"),
+                     lambda: os.mkfifo(self.copied)):
+            make()
+            for arguments in ([], ["--dry-run"], ["--replace-file"]):
+                with self.subTest(arguments):
+                    self.assert_refuses(arguments, NO_FILE, f"{CONFIGURATION}/XManConfigV2.xml is not a plain file\n",
+                                        out=f"failed: {INDESIGN}\n")
+            (self.copied.rmdir if self.copied.is_dir() else self.copied.unlink)()
 
-    def test_one_whose_bytes_differ_at_the_end_alone(self):
-        self.deploy_once()
-        shipped = self.shipped.read_bytes()
-        for content in (shipped[:-1], shipped + b"\n", b"", shipped[:-1] + b"\r"):
-            self.copied.write_bytes(content)
-            self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
-                                 arguments=["--replace-file"])
-
-    def test_it_is_a_file_of_its_own(self):
-        """Another name of the installed file, and of the one beside the program, are left alone."""
-        self.copied.write_bytes(OLD_FILE)
-        other = self.folder / "another name"
-        os.link(self.copied, other)
-        self.deploy_once("--replace-file")
-        self.assertEqual(other.read_bytes(), OLD_FILE)
-        self.assertEqual(self.copied.stat().st_nlink, 1)
-        self.assertNotEqual(self.copied.stat().st_ino,
-                            (self.package / "Resources" / "XManConfigV2.xml").stat().st_ino)
-
-    def test_that_alone_is_registered_anew(self):
-        self.deploy_once()
-        content = self.dump()
-        self.copied.unlink()
-        self.deploy_once()
-        self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-        for table, rows in self.dump()[1].items():
-            self.assertEqual({row[1:] for row in rows}, {row[1:] for row in content[1][table]})
+    def test_a_folder_that_cannot_be_written(self):
+        self.configuration.chmod(0o555)
+        self.addCleanup(self.configuration.chmod, 0o755)
+        for arguments in ([], ["--dry-run"]):
+            self.assert_refuses(arguments, NO_FILE, "XManConfigV2.xml cannot be put in place: ",
+                                out=f"failed: {INDESIGN}\n")

@@ -1,16 +1,50 @@
+"""The command line, and what it prints about itself."""
+
 import re
-import subprocess
 
-from harness.deploy import (ALL_DONE, BACKUPS, DAMAGED, INDESIGN, NO_APPLICATION, NOT_WRITTEN, USAGE,
-                            VERSION, DeployTest)
-from harness.machine import TESTS
+from harness.deploy import ALL_DONE, INDESIGN, NO_APPLICATION, NOT_RESTORED, USAGE, DeployTest
+from harness.machine import VERSION
 
-COMMANDS = ("--verify", "--dry-run", "--list", "--restore", "--help", "-h", "--version")
-STATUS = re.compile(r"^  (\d+) +(.+(?:\n {4,}\S.*)*)", re.MULTILINE)
-
-
-def joined(text):
-    return " ".join(text.split())
+WRONG = [
+    *(([option], f"option {option} is unknown") for option in ("--no", "-x", "-v", "--Verify", "-verify", "-hx",
+                                                               "-", "--v", "--dry", "--restor", "--replace")),
+    ([INDESIGN, "--js"], "option --js is unknown"),
+    (["--wai=1"], "option --wai is unknown"),
+    (["--verify", "--list"], "--list cannot be given with --verify"),
+    (["--dry-run", "--restore", "x"], "--restore cannot be given with --dry-run"),
+    (["--version", "--dry-run"], "--dry-run cannot be given with --version"),
+    *(([option, INDESIGN, option], f"{option} is given twice")
+      for option in ("--json", "--replace-file", "--verify", "--dry-run", "--list", "--restore", "--version")),
+    (["--wait", "1", "--wait=2"], "--wait is given twice"),
+    *((["--wait", value], f'--wait needs a number of seconds, not "{value}"')
+      for value in ("", "x", "-1", "+1", "1.5", "1s", " 1", "0x10", "1234567", "--verify")),
+    (["--wait="], '--wait needs a number of seconds, not ""'),
+    (["--wait"], '--wait needs a number of seconds, not ""'),
+    (["--wait", "--", "5"], '--wait needs a number of seconds, not ""'),
+    *(([option + "=x"], f"{option} takes no value")
+      for option in ("--verify", "--dry-run", "--list", "--json", "--replace-file", "--help", "--version")),
+    (["--list", "word"], '--list does not take "word"'),
+    (["--version", "--", ""], '--version does not take ""'),
+    (["--restore", "a", "b"], '--restore does not take "b"'),
+    (["--restore=a", "b"], '--restore does not take "b"'),
+]
+STATUSES = {
+    0: "every application is registered; with --dry-run, nothing stands in the way; with --restore, restored",
+    1: "at least one application is not registered; it is as it was before",
+    2: "wrong usage",
+    3: "root is needed, to write or to read",
+    4: "the Extension Manager is running",
+    5: "there is no Extension Manager: no database",
+    6: "no application found; or one missing, not supported or given twice",
+    7: "no backup could be made; nothing was changed",
+    8: "XManConfigV2.xml is missing, or with --replace-file another one, or it cannot be put in place",
+    9: "a restore failed; the log says what has changed and what has not",
+    10: "the installation is incomplete",
+    11: "another run holds the lock",
+    12: "the database is in use",
+    13: "the database is damaged, or not the Extension Manager's",
+    14: "the result could not be written, whatever it was",
+}
 
 
 class Usage(DeployTest):
@@ -18,151 +52,62 @@ class Usage(DeployTest):
         super().setUp()
         self.add_applications(INDESIGN)
 
-    def assert_wrong(self, *arguments, **how):
-        """Wrong usage: nothing on standard output, only log lines in their usual form, nothing touched."""
-        with self.subTest(arguments):
-            before = self.state()
-            self.assert_deploys(arguments, USAGE, "", "tamsel-deploy --help", **how)
-            self.assertEqual(self.state(), before)
-
-    def test_an_unknown_option(self):
-        for option in ("--no", "-x", "-v", "--Verify", "-verify", "-hx", "-", ""):
-            if option in ("-", ""):
-                self.assert_refuses([option], NO_APPLICATION, out=f"not found: {option}\n")
-            else:
-                self.assert_wrong(option)
-                self.assert_wrong(INDESIGN, option)
-
-    def test_an_option_cut_short(self):
-        for option in ("--v", "--ver", "--verif", "--dry", "--dry-ru", "--lis", "--l", "--rest", "--restor",
-                       "--wai=1", "--w=1", "--replace", "--js", "--jso", "--hel", "--versio"):
-            self.assert_wrong(option)
-
-    def test_two_commands(self):
-        for first in COMMANDS:
-            for second in COMMANDS:
-                self.assert_wrong(first, second)
-
-    def test_an_option_twice(self):
-        for option in ("--json", "--replace-file", "--wait=1", "--verify"):
-            self.assert_wrong(option, option)
-            self.assert_wrong(option, INDESIGN, option)
-        self.assert_wrong("--wait", "1", "--wait=2")
-        self.assert_wrong("--restore=x", "--restore=x")
-
-    def test_a_wait_that_is_no_number(self):
-        for seconds in ("", "x", "-1", "+1", "1.5", "1s", " 1", "1 ", "0x10", "1e3"):
-            self.assert_wrong("--dry-run", "--wait", seconds)
-            self.assert_wrong("--dry-run", "--wait=" + seconds)
-        self.assert_wrong("--dry-run", "--wait")
-
-    def test_a_wait_of_any_length(self):
-        for seconds in ("0", "00", "7", "0010", "86400"):
-            self.assert_deploys(["--wait", seconds, "--dry-run"], ALL_DONE, f"would register: {INDESIGN}\n")
-
-    def test_a_value_where_none_belongs(self):
-        for option in ("--verify=1", "--dry-run=", "--list=x", "--json=yes", "--replace-file=no", "--help=x",
-                       "--version=1"):
-            self.assert_wrong(option)
-
-    def test_a_word_where_none_belongs(self):
-        for command in ("--list", "--help", "-h", "--version"):
-            self.assert_wrong(command, "word")
-            self.assert_wrong("word", command)
-            self.assert_wrong(command, "")
-            self.assert_wrong(command, "--", "word")
-        for words in (["a", "b"], ["a", INDESIGN], ["", ""]):
-            self.assert_wrong("--restore", *words)
-        self.assert_wrong("--restore=a", "b")
-
-    def test_wrong_usage_counts_before_everything_else(self):
+    def test_wrong_usage_is_named_and_touches_nothing(self):
+        # It comes before everything else.
         self.database.write_bytes(b"no database")
-        self.assert_wrong("--no", options=["--user", "501"])
-        self.assert_wrong("--json", "--no")
-        self.assert_wrong("--no", "--json", before=["sh", "-c", 'exec "$@" >/dev/full', "sh"])
+        before = self.state()
+        for arguments, message in WRONG:
+            for more in ([], ["--json"]) if "--json" not in "".join(arguments) else ([],):
+                with self.subTest([*more, *arguments]):
+                    result = self.assert_deploys([*more, *arguments], USAGE, options=["--user", "501"])
+                    self.assertEqual(result.err.decode().partition("Z tamsel-deploy: ")[2],
+                                     message + "; see tamsel-deploy --help\n")
+        self.assertEqual(self.state(), before)
 
-    def test_options_in_any_order(self):
-        out = f"would register: {INDESIGN}\n"
-        for arguments in (["--dry-run", INDESIGN], [INDESIGN, "--dry-run"],
-                          ["--wait", "0", INDESIGN, "--dry-run", "--replace-file"],
-                          ["--replace-file", INDESIGN, "--wait=0", "--dry-run"],
-                          ["--dry-run", "--", INDESIGN], ["--dry-run", "--wait=0", "--", INDESIGN]):
-            for environment in ({}, {"POSIXLY_CORRECT": "1"}):
-                with self.subTest(arguments, **environment):
-                    self.assert_refuses(arguments, ALL_DONE, out=out, environment=environment)
+    def test_options_come_in_any_order(self):
+        for arguments in (["--dry-run", INDESIGN], [INDESIGN, "--dry-run"], ["--dry-run", "--wait=5"],
+                          ["--wait", "0010", INDESIGN, "--dry-run", "--replace-file"],
+                          ["--dry-run", "--wait=999999", "--", INDESIGN]):
+            with self.subTest(arguments):
+                self.assert_refuses(arguments, ALL_DONE, out=f"would register: {INDESIGN}\n",
+                                    environment={"POSIXLY_CORRECT": "1"})
 
-    def test_two_dashes_end_the_options(self):
-        for word in ("--dry-run", "--no", "-h"):
-            self.assert_refuses(["--", word], NO_APPLICATION, out=f"not found: {word}\n")
-            self.assert_refuses(["--dry-run", INDESIGN, "--", word], NO_APPLICATION,
-                                out=f"would register: {INDESIGN}\nnot found: {word}\n")
+    def test_what_follows_two_dashes_is_no_option(self):
+        for word in ("--dry-run", "--no", "-h", "--", ""):
+            with self.subTest(word):
+                self.assert_refuses(["--dry-run", INDESIGN, "--", word], NO_APPLICATION,
+                                    out=f"would register: {INDESIGN}\nnot found: {word}\n")
 
-    def test_the_name_of_a_backup_after_anything(self):
+    def test_a_backup_can_be_named_in_four_ways(self):
         backup = self.deploy_once()
-        self.change("DELETE FROM Tb_XManConfig WHERE ProdID = 190")
-        for arguments in (["--restore", backup.name], [backup.name, "--restore"],
-                          ["--restore=" + backup.name], ["--restore", "--wait", "0", backup.name],
-                          ["--restore", "--", backup.name], [f"{BACKUPS}/{backup.name}", "--restore"]):
-            self.assert_deploys(arguments, ALL_DONE, f"restored: {backup.name}\n")
+        for arguments in (["--restore", backup.name], [backup.name, "--restore"], ["--restore=" + backup.name],
+                          ["--restore", "--wait", "0", "--", backup.name]):
+            with self.subTest(arguments):
+                self.assert_deploys(arguments, ALL_DONE, f"restored: {backup.name}\n")
+        self.assert_refuses(["--restore", ""], NOT_RESTORED, "there is no backup ; --list shows them")
 
 
-class Help(DeployTest):
-    def test_help(self):
-        result = self.assert_deploys(["--help"], ALL_DONE, self.help())
-        self.assertEqual(self.deploy("-h"), result)
-        self.assertEqual(result.err, b"")
-        for option in (*COMMANDS, "--wait", "--replace-file", "--json"):
-            self.assertIn(option, self.help())
-
-    def help(self):
-        return self.deploy("-h").out.decode()
-
-    def test_version(self):
-        result = self.assert_deploys(["--version"], ALL_DONE, f"tamsel-deploy {VERSION}\n")
-        self.assertEqual(result.err, b"")
-
-    def test_both_need_nothing(self):
+class AboutItself(DeployTest):
+    def test_help_wins_over_everything_and_needs_nothing(self):
         self.database.unlink()
         (self.package / "Tamsel").unlink()
-        for option in ("-h", "--help", "--version"):
-            self.assertEqual(self.deploy(option, options=["--user", "501"]).status, ALL_DONE)
+        out = self.deploy("--help").out
+        for arguments in (["-h"], ["--no", "-h"], ["--verify", "--list", "word", "--help"], ["--wait", "-h"],
+                          ["--json", "--json", "--help", "-h"]):
+            with self.subTest(arguments):
+                self.assertEqual(self.deploy(*arguments, options=["--user", "501"]), (out, b"", ALL_DONE))
 
-    def test_both_say_when_they_could_not_be_written(self):
-        for option in ("-h", "--help", "--version"):
-            self.assert_deploys([option], NOT_WRITTEN, before=["sh", "-c", 'exec "$@" >/dev/full', "sh"])
+    def test_help_fits_80_columns_and_has_every_option_and_status_once(self):
+        text = self.deploy("-h").out.decode()
+        self.assertLessEqual(max(map(len, text.splitlines())), 80)
+        for option in ("APPLICATION", "--verify", "--dry-run", "--list", "--restore", "--wait SECONDS",
+                       "--replace-file", "--json"):
+            self.assertEqual(len(re.findall(f"(?m)^  {option} ", text)), 1, option)
+        statuses = re.findall(r"(?m)^  (\d+) +(.+(?:\n {4,}\S.*)*)", text)
+        self.assertEqual([(int(number), " ".join(words.split())) for number, words in statuses],
+                         list(STATUSES.items()))
 
-    def statuses(self):
-        return {int(number): joined(text) for number, text in STATUS.findall(self.help())}
-
-    def test_the_help_has_every_status_in_its_words(self):
-        self.assertEqual(self.statuses(), {
-            0: "every application is registered; nothing stands in the way; restored",
-            1: "at least one application is not registered; it is as it was before",
-            2: "wrong usage",
-            3: "root is needed, to write or to read",
-            4: "the Extension Manager is running",
-            5: "there is no Extension Manager: no database",
-            6: "no application found; or one missing, not supported, given twice, with a quote or a line"
-               " break in its path",
-            7: "no backup could be made; nothing was changed",
-            8: "XManConfigV2.xml is missing, or with --replace-file not the one that comes with Tamsel",
-            9: "not restored, what was there is still there; or not put back",
-            10: "Tamsel or its file is missing beside it",
-            11: "another run holds the lock",
-            12: "the database is in use",
-            DAMAGED: "the database is damaged, or not the Extension Manager's",
-            NOT_WRITTEN: "the result could not be written, whatever it was"})
-
-    def test_the_manual_page_has_the_same_words(self):
-        self.need("mandoc")
-        page = subprocess.run(["mandoc", "-Tascii", TESTS.parent / "man" / "tamsel-deploy.8"],
-                              check=True, stdout=subprocess.PIPE).stdout
-        page = re.sub(rb".\x08", b"", page).decode()
-        section = joined(re.split(r"(?m)^(?=\S)", page.partition("\nEXIT STATUS\n")[2])[0])
-        for number, text in self.statuses().items():
-            self.assertIn(f" {number} {text}".lower(), " " + section.lower())
-
-    def test_the_readme_has_the_same_words(self):
-        readme = (TESTS.parent / "README.md").read_text(encoding="utf-8").replace("`", "")
-        for number, text in self.statuses().items():
-            self.assertIn(f"| {number} | {text} |".lower(), readme.lower())
+    def test_version(self):
+        for arguments in (["--version"], ["--json", "--version"]):
+            self.assertEqual(self.deploy(*arguments, options=["--user", "501"]),
+                             (f"tamsel-deploy {VERSION}\n".encode(), b"", ALL_DONE))

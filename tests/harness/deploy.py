@@ -3,6 +3,7 @@
 
 import fcntl
 import hashlib
+import json
 import os
 import pathlib
 import re
@@ -11,9 +12,8 @@ import sqlite3
 import stat
 import subprocess
 import tempfile
-import textwrap
 
-from harness.machine import BUILD, MEMORY, NO_SANDBOX, ROOT, SANDBOX, Result, write_script
+from harness.machine import BUILD, NO_SANDBOX, SANDBOX, VERSION, Result
 from harness.package import PackageTest
 from harness.registration import INDESIGN, PRODUCTS
 
@@ -21,30 +21,33 @@ INCOPY = "/Applications/Adobe InCopy CC 2019.app"
 # In the order in which they are registered if none is named.
 APPLICATIONS = [PRODUCTS[number] for number in ("156", "155", "159", "158", "187", "186", "190", "189")]
 OWN = "/Library/Application Support/Tamsel"
-VERSION = "1.0.2"
 BACKUPS = OWN + "/Backups"
 LOCK = OWN + "/lock"
-STAGING = OWN + "/staging"
 
 ALL_DONE, NOT_REGISTERED, USAGE, NOT_ROOT, RUNNING, NO_DATABASE = 0, 1, 2, 3, 4, 5
 NO_APPLICATION, NO_BACKUP, NO_FILE, NOT_RESTORED, INCOMPLETE = 6, 7, 8, 9, 10
 ANOTHER_RUN, IN_USE, DAMAGED, NOT_WRITTEN = 11, 12, 13, 14
 
-# Why a backup was made, and whether what followed finished: the name of its note says so.
-OPEN, CLOSED, RESTORING = "registering", "registered", "restoring"
+# The names of a backup's note, before and after its registration is known to be committed.
+UNFINISHED, NOTE = "unfinished", "note"
 NAME = re.compile(r"\d{4,}-\d\d\d\d-\d\d-\d\dT\d{6}Z")
 LINE = rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: [^\x00-\x1f\x7f]+\n"
 OLD_FILE = b"<XManConfig>the vendor's</XManConfig>\n"
+REGISTERED, FAILED = f"registered: {INDESIGN}\n", f"failed: {INDESIGN}\n"
+LOOKS = ("verify", "dry-run", "list")
 
 
 def back(name):
-    """How the log of a failed run ends."""
+    """How the log of a run ends that has changed something."""
     return f"to bring back the state before: sudo tamsel-deploy --restore {name}\n"
 
 
 class DeployTest(PackageTest):
+    own_processes = False  # else the real pgrep looks for the Extension Manager
+
     def setUp(self):
         super().setUp()
+        self.need("pgrep")
         self.applications = self.folder / "Applications"
         self.applications.mkdir()
         self.own = self.inside(OWN)
@@ -67,7 +70,10 @@ class DeployTest(PackageTest):
     # Running it
 
     def inside_options(self, options=()):
-        return ["--own-processes", "--bind", self.applications, "/Applications", *options]
+        """Unless told otherwise, pgrep finds nothing: not every container can hide other processes."""
+        no_manager = ["--bind", "/bin/false", os.path.realpath("/usr/bin/pgrep")]
+        return [*(["--own-processes"] if self.own_processes else no_manager),
+                "--bind", self.applications, "/Applications", *options]
 
     def deploy(self, *arguments, options=(), environment=None, before=(), **how):
         """Runs it, if need be behind another command, and returns its Result."""
@@ -85,12 +91,24 @@ class DeployTest(PackageTest):
 
     def start(self, *arguments, options=(), environment=None, before=(), **how):
         """The same without waiting for its end; finish does that."""
+        self.run_inside("true", options=self.inside_options(options))
         process = subprocess.Popen(
             [SANDBOX, *self.inside_options(options), self.private_library,
              *self.words(before, environment), *arguments],
             **{"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
-               "cwd": self.folder, **how})
+               "cwd": self.folder, "bufsize": 0, **how})
         self.addCleanup(self.stop, process)
+        return process
+
+    def start_until(self, text, *arguments, **how):
+        """The same, once it has logged this text. The variable process names the program's own."""
+        process = self.start(*arguments, before=["sh", "-c", 'echo $$ >process; exec "$@"', "sh"], **how)
+        process.log = b""
+        while text.encode() not in process.log:
+            line = process.stderr.readline()
+            self.assertTrue(line, process.log)
+            process.log += line
+        process.number = int((self.folder / "process").read_text())
         return process
 
     @staticmethod
@@ -100,24 +118,16 @@ class DeployTest(PackageTest):
             process.kill()
 
     def finish(self, process):
-        out, err = process.communicate()
+        out, err = process.communicate(timeout=60)
         if process.returncode == NO_SANDBOX:
             self.cannot_run(err.decode().strip())
-        return Result(out, err, process.returncode)
+        return Result(out, getattr(process, "log", b"") + (err or b""), process.returncode)
 
     # What stands in the way
 
     def stand_in(self, script, tool):
         """The options that put a shell script in the place of one of the system's tools."""
         return ["--bind", self.make_tool(tool, script), os.path.realpath(shutil.which(tool, path="/usr/bin"))]
-
-    def replace_tamsel(self, script):
-        """Puts a script of bash in the place of Tamsel. In it, `tamsel "$@"` is the real one."""
-        real = self.folder / "Tamsel"
-        shutil.copy(BUILD / "Tamsel", real)
-        write_script(self.package / "Tamsel",
-                     f"tamsel() {{ (exec -a '{STAGING}/Tamsel' '{real}' \"$@\"); }}\n"
-                     + textwrap.dedent(script), "bash")
 
     def hold(self, sql):
         """Another program that has done this to the database and holds it until the returned
@@ -140,7 +150,7 @@ class DeployTest(PackageTest):
         return file.close
 
     def break_down(self, half="UPDATE Tb_XManConfig SET KeyValue = 'half written'"):
-        """Leaves what a program leaves that crashes while writing the database, after this statement."""
+        """Leaves a hot journal: what a program leaves that crashes while writing the database."""
         journal = self.database.parent / "ExMan.db-journal"
         connection = self.connect()
         connection.execute("PRAGMA synchronous = OFF")
@@ -204,27 +214,16 @@ class DeployTest(PackageTest):
         return {path: found for path, found in self.state().items() if path not in passing}
 
     def installed(self):
-        """What a registration that was put back leaves as it was: the database's content, the file,
-        and the names in both folders. The bytes of the database may differ."""
+        """What a restore brings back: the database's content, the file, and the names in both folders."""
         file = self.state(self.configuration).get(str(self.copied))
-        names = [sorted(path.name for path in folder.iterdir())
-                 for folder in (self.configuration, self.database.parent)]
-        return self.dump(), file, names
+        return self.dump(), file, [sorted(path.name for path in folder.iterdir())
+                                   for folder in (self.configuration, self.database.parent)]
 
     def all_backups(self):
-        """The folders of the complete backups, oldest first."""
+        """The folders of the backups, oldest first."""
         folders = self.backups.iterdir() if self.backups.exists() else []
-        return sorted((folder for folder in folders if NAME.fullmatch(folder.name) and self.notes(folder)),
+        return sorted((folder for folder in folders if NAME.fullmatch(folder.name)),
                       key=lambda folder: int(folder.name.partition("-")[0]))
-
-    @staticmethod
-    def notes(backup):
-        return [name for name in (OPEN, CLOSED, RESTORING) if (backup / name).is_file()]
-
-    def note(self, backup):
-        """The name of a backup's note and the lines in it."""
-        name, = self.notes(backup)
-        return name, (backup / name).read_text().splitlines()
 
     # What must be true
 
@@ -243,46 +242,37 @@ class DeployTest(PackageTest):
         return result
 
     def assert_refuses(self, arguments, status, *log, out="", **how):
-        """The result is this, and nothing has changed. What only reads leaves no trace."""
-        state = self.state if {"--dry-run", "--verify", "--list"} & set(arguments) else self.lasting_state
+        """The result is this, in lines and as an object, and nothing has changed. What only looks
+        leaves no trace."""
+        command = next((word[2:] for word in arguments if word in ("--restore", *map("--{}".format, LOOKS))),
+                       "register")
+        state = self.state if command in LOOKS else self.lasting_state
         before = state()
         result = self.assert_deploys(arguments, status, out, *log, **how)
+        self.assertNotIn(b"to bring back", result.err)
+        again = self.deploy("--json", *arguments, **how)
+        found = json.loads(again.out)
+        self.assertEqual([again.status, *map(found.get, ("command", "status", "version", "backup", "restored"))],
+                         [status, command, status, VERSION, None, None])
+        lines = [f"{item['state']}: {item['path']}" for item in found["applications"]]
+        lines += [f"{item['name']} {item['reason']}" for item in found.get("backups", ())]
+        self.assertTrue("\\" in out or "".join(line + "\n" for line in lines) == out, found)
+        self.assertFalse(any(item["changed"] for item in found["applications"]))
+        self.assertEqual(found["reason"] is None, status == ALL_DONE)
+        if status != ALL_DONE:
+            self.assertIn(found["reason"].replace("\\", "\\\\").replace("\n", "\\n"), again.err.decode())
         self.assertEqual(state(), before)
-        return result
-
-    def assert_puts_back(self, arguments, status, out, *log, **how):
-        """The result is this, everything is as it was, and the log says how to go back all the same."""
-        before = self.installed()
-        result = self.assert_deploys(arguments, status, out, *log, **how)
-        self.assertEqual(self.installed(), before)
-        self.assertEqual(sorted(path.name for path in self.own.iterdir()), ["Backups", "lock"])
-        self.assertTrue(result.err.decode().endswith(back(self.all_backups()[-1].name)), result.err.decode())
         return result
 
     def assert_verified(self, out, status=ALL_DONE, *log, arguments=()):
         self.assert_refuses(["--verify", *arguments], status, *log, out=out)
 
-    def deploy_once(self, *arguments):
+    def deploy_once(self, *arguments, **how):
         """A registration of INDESIGN; returns the folder of the backup that it made."""
         before = self.all_backups()
-        self.assert_deploys([*arguments, INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
+        self.assert_deploys([*arguments, INDESIGN], ALL_DONE, REGISTERED, **how)
         new, = set(self.all_backups()) - set(before)
         return new
 
-
-class CopyTest(DeployTest):
-    """With a private /tmp, the place of the copies in which a database is recovered."""
-
-    place = MEMORY
-
-    @property
-    def temporary(self):
-        return self.folder / "tmp"
-
-    def inside_options(self, options=()):
-        self.temporary.mkdir(exist_ok=True)
-        ours = [word for path in (ROOT, BUILD) for word in ("--bind", path, path)]
-        return ["--bind", self.temporary, "/tmp", *ours, *super().inside_options(options)]
-
-    def copies(self):
-        return list(self.temporary.glob("tamsel-deploy.*"))
+    def unregister(self):
+        self.change("DELETE FROM Tb_XManConfig WHERE ProdID = 190")
