@@ -31,7 +31,7 @@ ANOTHER_RUN, IN_USE, DAMAGED, NOT_WRITTEN = 11, 12, 13, 14
 # The names of a backup's note, before and after its registration is known to be committed.
 UNFINISHED, NOTE = "unfinished", "note"
 NAME = re.compile(r"\d{4,}-\d\d\d\d-\d\d-\d\dT\d{6}Z")
-LINE = rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: [^\x00-\x1f\x7f]+\n"
+LINE = rb"\d{4,}-\d\d-\d\dT\d\d:\d\d:\d\dZ tamsel-deploy: [^\x00-\x1f\x7f]+\n"
 OLD_FILE = b"<XManConfig>the vendor's</XManConfig>\n"
 REGISTERED, FAILED = f"registered: {INDESIGN}\n", f"failed: {INDESIGN}\n"
 LOOKS = ("verify", "dry-run", "list")
@@ -104,7 +104,7 @@ class DeployTest(PackageTest):
         """The same, once it has logged this text. The variable process names the program's own."""
         process = self.start(*arguments, before=["sh", "-c", 'echo $$ >process; exec "$@"', "sh"], **how)
         process.log = b""
-        while text.encode() not in process.log:
+        while text.encode() not in process.log or not (self.folder / "process").exists():
             line = process.stderr.readline()
             self.assertTrue(line, process.log)
             process.log += line
@@ -132,12 +132,14 @@ class DeployTest(PackageTest):
     def hold(self, sql):
         """Another program that has done this to the database and holds it until the returned
         function is called."""
-        holder = subprocess.Popen(["sqlite3", self.database], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        holder = subprocess.Popen(["sqlite3", "-bail", self.database], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(holder.communicate)
         holder.stdin.write(sql.encode() + b"; SELECT 'held';\n")
         holder.stdin.flush()
-        while holder.stdout.readline() not in (b"held\n", b""):
-            pass
+        line = None
+        while line != b"held\n":
+            line = holder.stdout.readline()
+            self.assertTrue(line, "the database cannot be held")
         return holder.communicate
 
     def hold_run_lock(self):

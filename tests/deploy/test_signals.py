@@ -1,0 +1,105 @@
+"""SIGINT, SIGTERM and SIGHUP end a run with everything as it was; then it dies by that signal."""
+
+import json
+import os
+import signal
+
+from harness.deploy import ALL_DONE, FAILED, INCOPY, INDESIGN, OLD_FILE, REGISTERED, DeployTest
+
+SIGNALS = signal.SIGINT, signal.SIGTERM, signal.SIGHUP
+ANOTHER = "waiting for another run to end"
+HELD = "waiting for another program to release the database"
+SLOW = ("CREATE TRIGGER T AFTER INSERT ON Tb_XManConfig WHEN NEW.ProdID = 190 BEGIN UPDATE Tb_ProductInfoV2"
+        " SET SuiteID = (SELECT MAX(" + " || ".join(f"{name}.KeyName" for name in "abcdefghij") + ") FROM "
+        + ", ".join(f"Tb_XManConfig {name}" for name in "abcdefghij") + "); END")
+
+
+class Signals(DeployTest):
+    def setUp(self):
+        super().setUp()
+        self.add_applications(INDESIGN)
+        self.copied.write_bytes(OLD_FILE)
+        self.before = self.installed()
+
+    def assert_dies(self, process, number, out):
+        os.kill(process.number, number)
+        result = self.finish(process)
+        self.assertEqual((result.out.decode(), result.status), (out, 128 + number), result.err.decode())
+        self.assert_logged(result.err, "a signal has ended the run\n")
+        self.assertNotIn(b"to bring back", result.err)
+
+    def test_while_it_waits_for_another_run(self):
+        self.hold_run_lock()
+        for number in SIGNALS:
+            with self.subTest(number):
+                self.assert_dies(self.start_until(ANOTHER, "--wait", "50", "/missing.app", INDESIGN), number,
+                                 f"not found: /missing.app\n{FAILED}")
+                self.assertEqual(self.installed(), self.before)
+
+    def test_while_a_reader_keeps_it_from_committing(self):
+        before = self.lasting_state()
+        self.hold("BEGIN; SELECT * FROM Tb_XManConfig")
+        self.assert_dies(self.start_until(HELD, "--wait", "50", "--replace-file"), signal.SIGTERM, FAILED)
+        self.assertEqual(self.lasting_state(), before)
+
+    def test_while_a_slow_statement_runs(self):
+        """It would run for days."""
+        self.change(SLOW)
+        self.add_applications(INCOPY)
+        before = self.lasting_state()
+        let_go = self.hold_run_lock()
+        process = self.start_until(ANOTHER, "--wait", "50", INCOPY, INDESIGN)
+        let_go()
+        # Once the present state is saved, it writes the rows.
+        while not (self.backups / ".incomplete" / "ExMan.db").exists():
+            self.assertIsNone(process.poll())
+        self.assert_dies(process, signal.SIGINT, f"failed: {INCOPY}\n{FAILED}")
+        self.assertEqual(self.lasting_state(), before)
+
+    def test_during_a_restore(self):
+        self.deploy_once("--replace-file")
+        before = self.installed()
+        let_go = self.hold_run_lock()
+        self.assert_dies(self.start_until(ANOTHER, "--wait", "50", "--restore"), signal.SIGTERM, "")
+        let_go()
+        self.hold("BEGIN; SELECT * FROM Tb_XManConfig")
+        self.assert_dies(self.start_until(HELD, "--wait", "50", "--restore"), signal.SIGTERM, "")
+        self.assertEqual(self.installed(), before)
+
+    def test_while_the_extension_manager_is_looked_for(self):
+        """No application has been looked for by then, so there are no lines."""
+        for script in ("kill -TERM $PPID; exit 1", "kill -TERM $PPID; exit 0"):
+            result = self.deploy(INDESIGN, options=self.stand_in(script, "pgrep"))
+            self.assertEqual((result.out, result.status), (b"", 128 + signal.SIGTERM))
+        self.assertEqual(self.installed(), self.before)
+
+    def test_the_object_is_whole(self):
+        self.hold_run_lock()
+        process = self.start_until(ANOTHER, "--wait", "50", "--json", INDESIGN)
+        os.kill(process.number, signal.SIGHUP)
+        found = json.loads(self.finish(process).out)
+        self.assertEqual((found["status"], found["reason"], found["applications"][0]["state"]),
+                         (1, "a signal has ended the run", "failed"))
+
+    def test_one_that_was_ignored_from_the_start_stays_so(self):
+        """As under nohup."""
+        let_go = self.hold_run_lock()
+        for number in SIGNALS:
+            signal.signal(number, signal.SIG_IGN)
+            self.addCleanup(signal.signal, number, signal.SIG_DFL)
+        process = self.start_until(ANOTHER, "--wait", "50")
+        for number in SIGNALS:
+            os.kill(process.number, number)
+        let_go()
+        self.assertEqual(self.finish(process)[::2], (REGISTERED.encode(), ALL_DONE))
+
+    def test_pgrep_gets_no_blocked_signals_and_an_environment_of_its_own(self):
+        """What ends the group of processes must end it, too, and no function of somebody's bash is in it."""
+        seen = self.folder / "seen"
+        script = f"{{ cat /proc/$$/environ; echo; grep SigBlk /proc/$$/status; }} >'{seen}'; exit 1"
+        self.deploy_once(options=self.stand_in(script, "pgrep"),
+                         environment={"BASH_FUNC_cat%%": "() { echo hostile; }", "LD_BIND_NOW": "1"})
+        self.assertEqual(seen.read_text(), "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0\nSigBlk:\t0000000000000000\n")
+
+    def test_it_learns_how_pgrep_ended_even_if_the_caller_ignores_that(self):
+        self.deploy_once(before=["env", "--ignore-signal=CHLD"])
