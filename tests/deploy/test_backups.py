@@ -5,8 +5,8 @@ import shutil
 import signal
 import stat
 
-from harness.deploy import (ALL_DONE, BACKUPS, FAILED, INCOPY, INDESIGN, IN_USE, NOTE, NOT_RESTORED, NO_BACKUP,
-                            OLD_FILE, REGISTERED, UNFINISHED, DeployTest)
+from harness.deploy import (ALL_DONE, BACKUPS, FAILED, INCOPY, INDESIGN, IN_USE, NOTE, NOT_RESTORED,
+                            NO_BACKUP, OLD_FILE, REGISTERED, UNFINISHED, DeployTest)
 
 HELD = "waiting for another program to release the database"
 READER = "BEGIN; SELECT * FROM Tb_XManConfig"
@@ -14,10 +14,7 @@ BEFORE = f"before registering {INDESIGN}"
 
 
 class BackupTest(DeployTest):
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN)
-        self.copied.write_bytes(OLD_FILE)
+    present, file = (INDESIGN,), OLD_FILE
 
     def deploy_at(self, *times):
         for seconds in times:
@@ -42,7 +39,7 @@ class Contents(BackupTest):
         content = self.dump()
         backup = self.deploy_once()
         self.assertRegex(backup.name, r"\A0001-\d{4}-\d\d-\d\dT\d{6}Z\Z")
-        self.assertEqual(sorted(path.name for path in backup.iterdir()), ["ExMan.db", "XManConfigV2.xml", NOTE])
+        self.assertEqual({path.name for path in backup.iterdir()}, {"ExMan.db", "XManConfigV2.xml", NOTE})
         self.assertEqual(self.dump(backup / "ExMan.db"), content)
         self.assertEqual((backup / "XManConfigV2.xml").read_bytes(), OLD_FILE)
         self.assertEqual((backup / NOTE).read_text(), BEFORE + "\n")
@@ -70,7 +67,8 @@ class Contents(BackupTest):
     def test_a_full_disk(self):
         """A limit on the size of a file stands for it."""
         self.change("CREATE TABLE Much (a); INSERT INTO Much VALUES (zeroblob(100000))")
-        self.assert_refuses([], NO_BACKUP, "no backup could be made: ", out=FAILED, before=self.limit_files(8))
+        self.assert_refuses([], NO_BACKUP, "no backup could be made: ", out=FAILED,
+                            before=self.limit_files(8))
         self.assertEqual(self.names(), [])
 
 
@@ -197,7 +195,8 @@ class Unfinished(BackupTest):
         self.kill("--replace-file")
         self.add_applications(INCOPY)
         name = self.all_backups()[0].name
-        self.assert_deploys(["--replace-file"], ALL_DONE, f"registered: {INCOPY}\n" + REGISTERED, f"saved to {BACKUPS}/{name}\n")
+        self.assert_deploys(["--replace-file"], ALL_DONE, f"registered: {INCOPY}\n" + REGISTERED,
+                            f"saved to {BACKUPS}/{name}\n")
         self.assertEqual((self.notes(), self.numbers()), ([[NOTE]], [1]))
         self.assert_deploys(["--list"], ALL_DONE, f"{name} before registering {INCOPY}, {INDESIGN}\n")
         self.assert_deploys(["--restore"], ALL_DONE, f"restored: {name}\n")

@@ -13,10 +13,7 @@ EXCLUSIVE, WRITER, READER = "BEGIN EXCLUSIVE", "BEGIN IMMEDIATE", "BEGIN; SELECT
 
 
 class LockTest(DeployTest):
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN)
-        self.copied.write_bytes(OLD_FILE)
+    present, file = (INDESIGN,), OLD_FILE
 
     def assert_waits(self, text, let_go, out, *arguments):
         """A run that meets a lock, which is released once it has said so; it says so once."""
@@ -133,8 +130,10 @@ class TheDatabase(LockTest):
         for sql in (EXCLUSIVE, WRITER, READER):
             with self.subTest(sql):
                 let_go = self.hold(sql)
-                self.assert_deploys(["--restore", "--wait", "0"], IN_USE, "", USED)
+                result = self.deploy("--restore", "--wait", "0")
                 let_go()
+                self.assertEqual((result.out, result.status), (b"", IN_USE))
+                self.assert_logged(result.err, USED)
                 self.assertEqual(self.installed(), before)
         for sql in (EXCLUSIVE, WRITER, READER):
             with self.subTest(sql):

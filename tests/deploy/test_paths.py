@@ -18,7 +18,7 @@ BYTES = [
     ("ä☃💩".encode(), "ä☃💩", "ä☃💩"),
     ("\u00a0\ud7ff\ue000\U0010ffff".encode(), "\u00a0\ud7ff\ue000\U0010ffff", "\u00a0\ud7ff\ue000\U0010ffff"),
     *((invalid, shown, shown.replace("\\", "\\\\")) for invalid, shown in (
-        (b"\xff", r"\xFF"), (b"\x80", r"\x80"), (b"a\xc3", r"a\xC3"), (b"\xc3(", r"\xC3("), (b"\xc0\xaf", r"\xC0\xAF"),
+        (b"\xff", r"\xFF"), (b"\x80", r"\x80"), (b"\xc3(", r"\xC3("), (b"\xc0\xaf", r"\xC0\xAF"),
         (b"\xc1\xbf", r"\xC1\xBF"), (b"\xe0\x9f\xbf", r"\xE0\x9F\xBF"), (b"\xe2\x98", r"\xE2\x98"),
         (b"\xed\xa0\x80", r"\xED\xA0\x80"), (b"\xf0\x8f\xbf\xbf", r"\xF0\x8F\xBF\xBF"),
         (b"\xf4\x90\x80\x80", r"\xF4\x90\x80\x80"), (b"\xf5\x80\x80\x80", r"\xF5\x80\x80\x80"))),
@@ -26,16 +26,15 @@ BYTES = [
 
 
 class Paths(DeployTest):
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN, INCOPY)
+    present = (INDESIGN, INCOPY)
 
     def test_bytes_of_any_kind(self):
         for name, line, quoted in BYTES:
             with self.subTest(name):
                 path = b"/missing/" + name
                 result = self.deploy("--verify", path)
-                self.assertEqual((result.out.decode(), result.status), (f"not found: /missing/{line}\n", NO_APPLICATION))
+                self.assertEqual((result.out.decode(), result.status),
+                                 (f"not found: /missing/{line}\n", NO_APPLICATION))
                 self.assert_logged(result.err, f"/missing/{line}: there is no such folder\n")
                 result = self.deploy("--verify", "--json", path)
                 self.assertIn(f'"path":"/missing/{quoted}","state"', result.out.decode())
@@ -43,18 +42,14 @@ class Paths(DeployTest):
                 self.assertEqual(found["path"], path.decode("utf-8", "replace") if "\\\\x" not in quoted
                                  else f"/missing/{line}")
 
-    def test_the_end_of_a_path_is_the_middle_of_a_character(self):
-        self.assertEqual(self.deploy("--verify", b"/\xe2\x98").out, b"not found: /\\xE2\\x98\n")
-
     def test_a_path_becomes_absolute_and_keeps_its_links(self):
         elsewhere = self.folder / "else where"
         self.add_applications(elsewhere / NAME)
         (self.folder / "link").symlink_to(elsewhere)
         (self.folder / NAME).symlink_to(elsewhere / NAME)
-        for given, path in ((f"else where/{NAME}", elsewhere / NAME), (f"{elsewhere}//./{NAME}/", elsewhere / NAME),
-                            (f"{elsewhere}/../x/../else where/{NAME}", elsewhere / NAME),
-                            (f"link/{NAME}", self.folder / "link" / NAME), (NAME, self.folder / NAME),
-                            (f"/..{elsewhere}/{NAME}", elsewhere / NAME)):
+        for given, path in ((f"else where/{NAME}", elsewhere / NAME),
+                            (f"/..{elsewhere}//./x/../{NAME}/", elsewhere / NAME),
+                            (f"link/{NAME}", self.folder / "link" / NAME), (NAME, self.folder / NAME)):
             with self.subTest(given):
                 self.assert_refuses(["--dry-run", given], ALL_DONE, out=f"would register: {path}\n")
                 self.assertEqual(self.deploy(given).status, ALL_DONE)
@@ -64,21 +59,17 @@ class Paths(DeployTest):
 
     def test_what_is_refused(self):
         wrong = self.folder / "wrong"
-        self.add_applications(wrong / "Adobe Photoshop 2020.app", wrong / "Adobe InDesign 2020", wrong / ".app")
+        self.add_applications(*(wrong / name for name in ("Photoshop.app", "Adobe InDesign 2020", ".app")))
+        missing, none = "there is no such folder", "not an application: the name does not end in .app, or"
         (wrong / "file.app").write_text("x")
         (wrong / NAME / "Contents" / "Info.plist").mkdir(parents=True)
         for path, state, reason in (
-                ("", "not found", "there is no such folder"),
-                (wrong / "file.app", "not found", "there is no such folder"),
-                (wrong / "missing" / NAME, "not found", "there is no such folder"),
-                (f"{wrong}/{NAME}/Contents/x/{NAME}", "not found", "there is no such folder"),
-                ("/" + "x" * 5000, "not found", "there is no such folder"),
-                (wrong, "not an application bundle", "not an application: the name does not end in .app, or there is no"),
-                ("/", "not an application bundle", "not an application: "),
-                (wrong / "Adobe InDesign 2020", "not an application bundle", "not an application: "),
-                (wrong / NAME, "not an application bundle", "not an application: "),
-                (os.path.dirname(INDESIGN), "not an application bundle", "not an application: "),
-                (wrong / "Adobe Photoshop 2020.app", "not supported", "no application of this name is supported"),
+                ("", "not found", missing), (wrong / "file.app", "not found", missing),
+                (wrong / "missing" / NAME, "not found", missing), ("/" + "x" * 5000, "not found", missing),
+                ("/", "not an application bundle", none), (wrong / NAME, "not an application bundle", none),
+                (wrong / "Adobe InDesign 2020", "not an application bundle", none),
+                (os.path.dirname(INDESIGN), "not an application bundle", none),
+                (wrong / "Photoshop.app", "not supported", "no application of this name is supported"),
                 (wrong / ".app", "not supported", "no application of this name is supported")):
             for command in ([], ["--dry-run"], ["--verify"]):
                 with self.subTest(command, path=path):
@@ -111,4 +102,4 @@ class Paths(DeployTest):
     def test_a_working_directory_that_has_gone(self):
         gone = ["sh", "-c", 'mkdir "$0" && cd "$0" && rmdir "$0" && exec "$@"', self.folder / "gone"]
         self.assert_deploys([NAME], NO_APPLICATION, f"not found: {NAME}\n", before=gone)
-        self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n", before=[*gone[:3], self.folder / "g2"])
+        self.assertEqual(self.deploy("--dry-run", INDESIGN, before=gone).status, ALL_DONE)

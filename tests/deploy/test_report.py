@@ -22,9 +22,7 @@ def to(redirection):
 
 
 class ReportTest(DeployTest):
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN)
+    present = (INDESIGN,)
 
     def assert_says(self, arguments, status, out, log, **how):
         """Standard output and the log, to the byte, at a known time."""
@@ -42,9 +40,9 @@ class Words(ReportTest):
         self.assert_says(["--restore"], ALL_DONE, f"restored: {BACKUP}\n",
                          [f"saved to {BACKUPS}/{LATER}", f"restored: {BACKUP}", BACK + LATER])
         self.assert_says(["--dry-run"], ALL_DONE, f"would register: {INDESIGN}\n", [])
-        self.assert_says(["/missing.app", INDESIGN], NO_APPLICATION, f"not found: /missing.app\n{REGISTERED}", [
-            "/missing.app: there is no such folder", f"saved to {BACKUPS}/0003-2026-01-31T235959Z", DONE[1],
-            BACK + "0003-2026-01-31T235959Z"])
+        third = "0003-2026-01-31T235959Z"
+        self.assert_says(["/no.app", INDESIGN], NO_APPLICATION, f"not found: /no.app\n{REGISTERED}", [
+            "/no.app: there is no such folder", f"saved to {BACKUPS}/{third}", DONE[1], BACK + third])
 
     def test_objects_of_a_registration_and_a_restore(self):
         application = (f'"path":"{INDESIGN}","state":"%s","changed":%s,"reason":null,"differences":[]')
@@ -84,8 +82,8 @@ class Words(ReportTest):
                     "DELETE FROM Tb_XManConfig WHERE ProdID = 187 AND KeyName = 'bit'")
         self.assert_says(["--verify", "--json", path], NOT_REGISTERED, (
             r'{"command":"verify","status":1,"version":"1.0.2",'
-            r'"reason":"/Applications/Adobe InCopy 2020.app: suite is \"2019\" instead of \"CC\"; missing: bit",'
-            r'"backup":null,"restored":null,"applications":['
+            r'"reason":"/Applications/Adobe InCopy 2020.app: suite is \"2019\" instead of \"CC\"; missing: '
+            r'bit","backup":null,"restored":null,"applications":['
             r'{"path":"/Applications/Adobe InCopy 2020.app","state":"not registered","changed":false,'
             r'"reason":"suite is \"2019\" instead of \"CC\"; missing: bit","differences":['
             r'{"name":"bit","expected":"64","found":null},{"name":"suite","expected":"CC","found":"2019"}]}]}'
@@ -117,7 +115,7 @@ class Unwritten(ReportTest):
         self.assert_says(["--restore"], NOT_WRITTEN, "", [
             f"saved to {BACKUPS}/{LATER}", f"restored: {BACKUP}", UNWRITTEN, BACK + LATER], before=full)
         # Whatever the result was.
-        self.assert_says(["/missing.app"], NOT_WRITTEN, "", ["/missing.app: there is no such folder", UNWRITTEN],
+        self.assert_says(["/no.app"], NOT_WRITTEN, "", ["/no.app: there is no such folder", UNWRITTEN],
                          before=full)
         # Where there are no lines, none is missing.
         self.database.unlink()
@@ -138,6 +136,7 @@ class Unwritten(ReportTest):
         for redirection in ("2>&-", "2>/dev/full"):
             result = self.deploy(INDESIGN, "/missing.app", before=to(redirection))
             self.assertEqual(result, (out.encode(), b"", NO_APPLICATION))
+            self.assertEqual((self.own / "lock").read_bytes(), b"")
             self.unregister()
 
     def test_pipes_that_nobody_reads(self):

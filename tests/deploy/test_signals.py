@@ -5,6 +5,7 @@ import os
 import signal
 
 from harness.deploy import ALL_DONE, FAILED, INCOPY, INDESIGN, OLD_FILE, REGISTERED, DeployTest
+from harness.machine import write_script
 
 SIGNALS = signal.SIGINT, signal.SIGTERM, signal.SIGHUP
 ANOTHER = "waiting for another run to end"
@@ -15,10 +16,10 @@ SLOW = ("CREATE TRIGGER T AFTER INSERT ON Tb_XManConfig WHEN NEW.ProdID = 190 BE
 
 
 class Signals(DeployTest):
+    present, file = (INDESIGN,), OLD_FILE
+
     def setUp(self):
         super().setUp()
-        self.add_applications(INDESIGN)
-        self.copied.write_bytes(OLD_FILE)
         self.before = self.installed()
 
     def assert_dies(self, process, number, out):
@@ -96,10 +97,12 @@ class Signals(DeployTest):
     def test_pgrep_gets_no_blocked_signals_and_an_environment_of_its_own(self):
         """What ends the group of processes must end it, too, and no function of somebody's bash is in it."""
         seen = self.folder / "seen"
-        script = f"{{ cat /proc/$$/environ; echo; grep SigBlk /proc/$$/status; }} >'{seen}'; exit 1"
-        self.deploy_once(options=self.stand_in(script, "pgrep"),
+        script = f"{{ cat /proc/$$/environ; echo; grep SigBlk /proc/self/status; }} >'{seen}'; exit 1"
+        pgrep = write_script(self.tools / "pgrep", script, "bash")
+        self.deploy_once(options=["--bind", pgrep, os.path.realpath("/usr/bin/pgrep")],
                          environment={"BASH_FUNC_cat%%": "() { echo hostile; }", "LD_BIND_NOW": "1"})
-        self.assertEqual(seen.read_text(), "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0\nSigBlk:\t0000000000000000\n")
+        self.assertEqual(seen.read_text().splitlines(),
+                         ["PATH=/usr/bin:/bin:/usr/sbin:/sbin\0", "SigBlk:\t0000000000000000"])
 
     def test_it_learns_how_pgrep_ended_even_if_the_caller_ignores_that(self):
         self.deploy_once(before=["env", "--ignore-signal=CHLD"])

@@ -6,15 +6,15 @@ from harness.deploy import ALL_DONE, INDESIGN, NO_APPLICATION, NOT_RESTORED, USA
 from harness.machine import VERSION
 
 WRONG = [
-    *(([option], f"option {option} is unknown") for option in ("--no", "-x", "-v", "--Verify", "-verify", "-hx",
-                                                               "-", "--v", "--dry", "--restor", "--replace")),
+    *(([option], f"option {option} is unknown") for option in (
+        "--no", "-x", "-v", "--Verify", "-verify", "-hx", "-", "--v", "--dry", "--restor", "--replace")),
     ([INDESIGN, "--js"], "option --js is unknown"),
     (["--wai=1"], "option --wai is unknown"),
     (["--verify", "--list"], "--list cannot be given with --verify"),
     (["--dry-run", "--restore", "x"], "--restore cannot be given with --dry-run"),
     (["--version", "--dry-run"], "--dry-run cannot be given with --version"),
     *(([option, INDESIGN, option], f"{option} is given twice")
-      for option in ("--json", "--replace-file", "--verify", "--dry-run", "--list", "--restore", "--version")),
+      for option in ("--json", "--replace-file", "--verify", "--dry-run", "--list", "--version")),
     (["--wait", "1", "--wait=2"], "--wait is given twice"),
     *((["--wait", value], f'--wait needs a number of seconds, not "{value}"')
       for value in ("", "x", "-1", "+1", "1.5", "1s", " 1", "0x10", "1234567", "--verify")),
@@ -48,9 +48,7 @@ STATUSES = {
 
 
 class Usage(DeployTest):
-    def setUp(self):
-        super().setUp()
-        self.add_applications(INDESIGN)
+    present = (INDESIGN,)
 
     def test_wrong_usage_is_named_and_touches_nothing(self):
         # It comes before everything else.
@@ -80,8 +78,8 @@ class Usage(DeployTest):
 
     def test_a_backup_can_be_named_in_four_ways(self):
         backup = self.deploy_once()
-        for arguments in (["--restore", backup.name], [backup.name, "--restore"], ["--restore=" + backup.name],
-                          ["--restore", "--wait", "0", "--", backup.name]):
+        for arguments in (["--restore", backup.name], [backup.name, "--restore"],
+                          ["--restore=" + backup.name], ["--restore", "--wait", "0", "--", backup.name]):
             with self.subTest(arguments):
                 self.assert_deploys(arguments, ALL_DONE, f"restored: {backup.name}\n")
         self.assert_refuses(["--restore", ""], NOT_RESTORED, "there is no backup ; --list shows them")

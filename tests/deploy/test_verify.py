@@ -10,9 +10,10 @@ BIT = "UPDATE Tb_XManConfig SET KeyValue = {} WHERE KeyName = 'bit' AND ProdID =
 
 
 class VerifyTest(DeployTest):
+    present = (INDESIGN,)
+
     def setUp(self):
         super().setUp()
-        self.add_applications(INDESIGN)
         self.deploy_once()
         self.before = self.database.read_bytes()
 
@@ -36,12 +37,13 @@ class Values(VerifyTest):
         self.assertEqual(len(keys), 14)
         for key, value in keys:
             where = f"WHERE ProdID = 190 AND KeyName = '{key}'"
-            self.assert_notices(f"UPDATE Tb_XManConfig SET KeyValue = 'x' {where}", f'{key} is "x" instead of "{value}"')
+            self.assert_notices(f"UPDATE Tb_XManConfig SET KeyValue = 'x' {where}",
+                                f'{key} is "x" instead of "{value}"')
             self.assert_notices(f"DELETE FROM Tb_XManConfig {where}", f"missing: {key}")
 
     def test_values_that_look_alike(self):
-        for value, found in (("NULL", ""), ("''", ""), ("'64 '", "64 "), ("'64.0'", "64.0"), ("X'3634'", "64"),
-                             ("'64' || char(0)", r"64\x00")):
+        for value, found in (("NULL", ""), ("''", ""), ("'64 '", "64 "), ("'64.0'", "64.0"),
+                             ("X'3634'", "64"), ("'64' || char(0)", r"64\x00")):
             self.assert_notices(BIT.format(value), f'bit is "{found}" instead of "64"')
         self.assert_notices("UPDATE Tb_ProductInfoV2 SET LocaleInfo = 'EN_US' WHERE ProdID = 190",
                             'LocaleInfo is "EN_US" instead of "en_US"')
@@ -50,7 +52,8 @@ class Values(VerifyTest):
 
     def test_several_differences_in_one_sentence(self):
         self.assert_notices("UPDATE Tb_ProductInfoV2 SET SuiteID = 8, ProdName = '' WHERE ProdID = 190;"
-                            "DELETE FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName > 'hz';" + BIT.format("32"),
+                            "DELETE FROM Tb_XManConfig WHERE ProdID = 190 AND KeyName > 'm';"
+                            + BIT.format(32),
                             'ProdName is "" instead of "InDesign"; SuiteID is "8" instead of "7";'
                             ' bit is "32" instead of "64"; missing: minexmanversion, productname, suite')
 
@@ -61,8 +64,10 @@ class TablesWithoutKeys(VerifyTest):
     schema = "without-keys"
 
     def test_a_wrong_row_beside_the_right_one(self):
-        self.assert_notices("INSERT INTO Tb_XManConfig VALUES ('190', 'bit', '32')", 'bit is "32" instead of "64"')
-        self.assert_notices("INSERT INTO Tb_XManConfig VALUES ('190', 'suite', NULL)", 'suite is "" instead of "CC"')
+        self.assert_notices("INSERT INTO Tb_XManConfig VALUES ('190', 'bit', '32')",
+                            'bit is "32" instead of "64"')
+        self.assert_notices("INSERT INTO Tb_XManConfig VALUES ('190', 'suite', NULL)",
+                            'suite is "" instead of "CC"')
 
     def test_the_right_one_twice_and_other_keys(self):
         self.change("INSERT INTO Tb_XManConfig SELECT * FROM Tb_XManConfig WHERE ProdID = '190';"

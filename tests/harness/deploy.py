@@ -43,6 +43,8 @@ def back(name):
 
 
 class DeployTest(PackageTest):
+    present = ()  # applications that are there
+    file = None  # the XManConfigV2.xml that is there
     own_processes = False  # else the real pgrep looks for the Extension Manager
 
     def setUp(self):
@@ -54,6 +56,9 @@ class DeployTest(PackageTest):
         self.backups = self.inside(BACKUPS)
         self.copied = self.configuration / "XManConfigV2.xml"
         self.shipped = BUILD / "Resources" / "XManConfigV2.xml"
+        self.add_applications(*self.present)
+        if self.file is not None:
+            self.copied.write_bytes(self.file)
 
     @staticmethod
     def limit_files(blocks):
@@ -64,7 +69,7 @@ class DeployTest(PackageTest):
         """Makes bundles: in /Applications, as programs in the sandbox see it, or anywhere else."""
         for path in paths:
             path = self.inside(path) if str(path).startswith("/Applications/") else pathlib.Path(path)
-            (path / "Contents").mkdir(parents=True)
+            (path / "Contents").mkdir(parents=True, exist_ok=True)
             (path / "Contents" / "Info.plist").write_text("<plist/>\n")
 
     # Running it
@@ -132,7 +137,8 @@ class DeployTest(PackageTest):
     def hold(self, sql):
         """Another program that has done this to the database and holds it until the returned
         function is called."""
-        holder = subprocess.Popen(["sqlite3", "-bail", self.database], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        holder = subprocess.Popen(["sqlite3", "-bail", self.database],
+                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(holder.communicate)
         holder.stdin.write(sql.encode() + b"; SELECT 'held';\n")
         holder.stdin.flush()
@@ -254,8 +260,9 @@ class DeployTest(PackageTest):
         self.assertNotIn(b"to bring back", result.err)
         again = self.deploy("--json", *arguments, **how)
         found = json.loads(again.out)
-        self.assertEqual([again.status, *map(found.get, ("command", "status", "version", "backup", "restored"))],
-                         [status, command, status, VERSION, None, None])
+        self.assertEqual((again.status, [found.pop(key) for key in ("command", "status", "version", "backup",
+                                                                    "restored")]),
+                         (status, [command, status, VERSION, None, None]))
         lines = [f"{item['state']}: {item['path']}" for item in found["applications"]]
         lines += [f"{item['name']} {item['reason']}" for item in found.get("backups", ())]
         self.assertTrue("\\" in out or "".join(line + "\n" for line in lines) == out, found)
