@@ -94,11 +94,6 @@ class Paths(DeployTest):
         self.assert_verified(out, NO_APPLICATION, arguments=arguments)
         self.assertEqual(self.rows("SELECT * FROM Tb_XManConfig WHERE ProdID = 190"), [])
 
-    def test_a_long_path(self):
-        deep = self.folder / "/".join(["d" * 200] * 10) / NAME
-        self.add_applications(deep)
-        self.assert_deploys([deep], ALL_DONE, f"registered: {deep}\n")
-
     def test_a_working_directory_that_has_gone(self):
         gone = ["sh", "-c", 'mkdir "$0" && cd "$0" && rmdir "$0" && exec "$@"', self.folder / "gone"]
         self.assert_deploys([NAME], NO_APPLICATION, f"not found: {NAME}\n", before=gone)

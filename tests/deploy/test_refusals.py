@@ -202,11 +202,3 @@ class RealProcesses(RefusalTest):
             self.assert_refuses([*arguments, "--wait", "0"], RUNNING, before=running)
         self.assert_deploys([], ALL_DONE, REGISTERED)
 
-    def test_however_it_is_started_it_finds_its_own_folder(self):
-        program = self.package / "tamsel-deploy"
-        link = self.folder / "link"
-        link.symlink_to(program)
-        for words in (["./tamsel-deploy"], [link], ["env", f"PATH={self.package}", "tamsel-deploy"],
-                      ["bash", "-c", f"exec -a nothing '{program}' \"$@\"", "bash"]):
-            result = self.run_inside(*words, "--dry-run", options=self.inside_options(), cwd=self.package)
-            self.assertEqual(result, (f"would register: {INDESIGN}\n".encode(), b"", ALL_DONE))

@@ -115,34 +115,24 @@ class File(RestoreTest):
         self.copied.mkdir()
         self.assert_refuses(["--restore"], NO_FILE, f"{CONFIGURATION}/XManConfigV2.xml is not a plain file\n")
 
-    def test_in_a_folder_that_cannot_be_written(self):
-        before = self.installed()
-        result = self.assert_deploys(["--restore"], NOT_RESTORED, "", "nothing was changed: ",
-                                     options=["--read-only", CONFIGURATION])
-        self.assertNotIn(b"to bring back", result.err)
-        self.assertEqual(self.installed(), before)
-
 
 class Database(RestoreTest):
     def files(self):
         return {path.name: self.content_of(path) for path in self.database.parent.iterdir()}
 
     def test_what_others_wrote_since_goes_too_and_can_be_had_back(self):
-        self.change("INSERT INTO Tb_XManConfig VALUES (12, 'late', ''); CREATE TABLE Other (a)")
-        late = self.installed()
         number = self.database.stat().st_ino
-        taken = self.assert_restored()
+        for sql in ("INSERT INTO Tb_XManConfig VALUES (12, 'late', ''); CREATE TABLE Other (a)",
+                    "DROP TABLE Tb_XManConfig; DROP TABLE Tb_ProductInfoV2; CREATE TABLE Other (a)"):
+            self.change(sql)
+            self.database.chmod(0o600)
+            late = self.installed()
+            taken = self.assert_restored()
+            self.restore(taken, taken.name)
+            self.assertEqual(self.installed(), late)
+            self.assert_restored()
         # It was written into, not replaced.
         self.assertEqual(self.database.stat().st_ino, number)
-        self.restore(taken, taken.name)
-        self.assertEqual(self.installed(), late)
-
-    def test_without_our_tables(self):
-        self.change("DROP TABLE Tb_XManConfig; DROP TABLE Tb_ProductInfoV2; CREATE TABLE Other (a)")
-        late = self.installed()
-        taken = self.assert_restored()
-        self.restore(taken, taken.name)
-        self.assertEqual(self.installed(), late)
 
     def test_with_a_hot_journal(self):
         registered = self.installed()
@@ -150,10 +140,6 @@ class Database(RestoreTest):
         taken = self.assert_restored()
         self.restore(taken, taken.name)
         self.assertEqual(self.installed(), registered)
-
-    def test_another_mode(self):
-        self.database.chmod(0o600)
-        self.assert_restored()
 
     def assert_saved_as_damaged(self, files, taken):
         """What is no sound database is saved as the files that it is, and cannot be restored."""
@@ -242,11 +228,13 @@ class Database(RestoreTest):
         connection.close()
         self.assertEqual(self.dump()[1], self.before[0][1])
 
-    def test_that_may_not_be_written(self):
+    def test_where_nothing_may_be_written(self):
         before = self.installed()
-        self.assert_deploys(["--restore"], NOT_RESTORED, "", "nothing was changed: ",
-                            options=["--read-only", DATABASE])
-        self.assertEqual(self.installed(), before)
+        for path in (DATABASE, CONFIGURATION):
+            result = self.assert_deploys(["--restore"], NOT_RESTORED, "", "nothing was changed: ",
+                                         options=["--read-only", path])
+            self.assertNotIn(b"to bring back", result.err)
+            self.assertEqual(self.installed(), before)
 
     def test_a_full_disk(self):
         """A limit on the size of a file stands for it. The present state cannot be saved."""
