@@ -77,16 +77,6 @@ class BeforeTheApplications(RefusalTest):
             (self.package / name).unlink()
             (self.folder / "away").rename(self.package / name)
 
-    def test_the_earlier_reason_counts(self):
-        manager = self.stand_in("exit 0", "pgrep")
-        (self.package / "Tamsel").rename(self.folder / "away")
-        self.assert_without_trace([[]], NOT_ROOT, options=["--user", "501", *manager])
-        self.assert_without_trace([[]], INCOMPLETE, options=manager)
-        (self.folder / "away").rename(self.package / "Tamsel")
-        self.database.unlink()
-        self.assert_without_trace([[]], RUNNING, options=manager)
-        self.assert_without_trace([["/missing.app"]], NO_DATABASE)
-
 
 class AfterTheApplications(RefusalTest):
     """Every application gets its line, and a run and a dry run agree."""
@@ -99,17 +89,19 @@ class AfterTheApplications(RefusalTest):
             path, theirs = self.inside(folder), self.folder / "theirs"
             theirs.mkdir(parents=True, exist_ok=True)
             path.parent.mkdir(parents=True, exist_ok=True)
-            makes = [(lambda: path.write_text("in the way")), (lambda: path.symlink_to(theirs)), os.mkdir]
-            for mode in (None, None, 0o777, 0o770, 0o702, 0o1777):
+            sentence = f"{folder} must be a folder of root's that nobody else can write, and no link"
+            for mode in ("file", "link", 0o777, 0o770, 0o702, 0o1777):
                 with self.subTest(folder, mode=mode):
-                    make = makes.pop(0) if makes else lambda: None
-                    make(path) if make is os.mkdir else make()
-                    if mode:
+                    if mode == "file":
+                        path.write_text("in the way")
+                    elif mode == "link":
+                        path.symlink_to(theirs)
+                    else:
+                        path.mkdir(exist_ok=True)
                         path.chmod(mode)
-                    sentence = f"{folder} must be a folder of root's that nobody else can write, and no link"
                     self.assert_both_refuse(NO_BACKUP, sentence)
                     self.assert_all_refuse([["--restore"], ["--list"]], NO_BACKUP, sentence)
-                    if not path.is_dir() or path.is_symlink():
+                    if mode in ("file", "link"):
                         path.unlink()
             path.chmod(0o755)
         self.assertEqual(list(theirs.iterdir()), [])

@@ -183,10 +183,6 @@ class Database(RestoreTest):
         self.assertEqual(sorted(path.name for path in taken.iterdir()), ["XManConfigV2.xml", NOTE])
         self.assert_refuses(["--restore", taken.name], NOT_RESTORED, NONE + taken.name)
 
-    def test_no_folder_for_it(self):
-        shutil.rmtree(self.database.parent)
-        self.assert_deploys(["--restore"], NOT_RESTORED, "", "nothing was changed: ")
-
     def test_a_link_or_folder_in_its_place(self):
         self.database.rename(self.folder / "theirs")
         for make in (lambda: self.database.symlink_to(self.folder / "theirs"), self.database.mkdir):
