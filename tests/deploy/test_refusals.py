@@ -193,4 +193,3 @@ class RealProcesses(RefusalTest):
         for arguments in ([], ["--dry-run"], ["--restore"]):
             self.assert_refuses([*arguments, "--wait", "0"], RUNNING, before=running)
         self.assert_deploys([], ALL_DONE, REGISTERED)
-
