@@ -10,7 +10,7 @@ NAME = "Adobe InDesign 2020.app"
 BYTES = [
     (b'"', '"', r'\"'),
     (b"\\", r"\\", r"\\"),
-    (b"\n", r"\n", r"\u000A"),
+    (b"\n", r"\n", r"\n"),
     (b"\t", r"\x09", r"\u0009"),
     (b"\x1b[2J", r"\x1B[2J", r"\u001B[2J"),
     (b"\x7f", r"\x7F", "\x7f"),

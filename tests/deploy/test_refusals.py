@@ -65,7 +65,7 @@ class BeforeTheApplications(RefusalTest):
     def test_no_application(self):
         shutil.rmtree(self.applications / "Adobe InDesign 2020")
         self.assert_without_trace([[], ["--dry-run"], ["--verify"]], NO_APPLICATION,
-                                  "no supported application was found in /Applications\n")
+                                  "no supported application is in /Applications\n")
 
     def test_an_incomplete_installation(self):
         for name in ("Resources/XManConfigV2.xml", "Tamsel"):

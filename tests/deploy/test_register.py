@@ -178,7 +178,7 @@ class File(DeployTest):
                 content = self.dump()
                 self.copied.unlink()
                 self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
-                                     f"{INDESIGN}: there is no {CONFIGURATION}/XManConfigV2.xml\n")
+                                     f"{INDESIGN}: {CONFIGURATION}/XManConfigV2.xml is missing\n")
                 self.assert_refuses(["--dry-run"], ALL_DONE, out=WOULD)
         self.deploy_once()
         self.assertEqual((self.copied.read_bytes(), self.dump()), (self.shipped.read_bytes(), content))
