@@ -1,15 +1,10 @@
 #include "Applications.h"
 
 #include "Files.h"
-#include "PathUtils.h"
-#include "Report.h"
+#include "Log.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <set>
 #include <sstream>
-#include <sys/stat.h>
-#include <utility>
 
 namespace {
 
@@ -39,48 +34,29 @@ bool IsThere(const std::string& path, mode_t kind) {
 }
 
 bool IsBundle(const std::string& path) {
-    const std::string end = path.substr(path.size() - std::min<std::size_t>(path.size(), 4));
-    return end == ".app" && IsThere(path + "/Contents/Info.plist", S_IFREG);
+    const auto end = path.rfind(".app");
+    return end != std::string::npos && end + 4 == path.size()
+           && IsThere(path + "/Contents/Info.plist", S_IFREG);
 }
 
 Application ApplicationAt(const std::string& given) {
     const std::string path = Normalised(given);
     const auto product = productLine.find(GetFileName(path));
-    Application application;
-    application.path = given;
     if (given.empty() || !IsThere(path, S_IFDIR)) {
-        application.Settle(State::NotFound, Status::NoApplication, "there is no such folder");
-    } else if (!IsBundle(path)) {
-        application.Settle(State::NotABundle, Status::NoApplication,
-                           "not an application: the name does not end in .app, or there is no"
-                           " Contents/Info.plist in it");
-    } else if (product == productLine.end()) {
-        application.Settle(State::NotSupported, Status::NoApplication,
-                           "no application of this name is supported");
-    } else {
-        application.path = path;
-        application.record = &product->second;
+        return {given, nullptr, "not found", "there is no such folder"};
     }
-    return application;
+    if (!IsBundle(path)) {
+        return {given, nullptr, "not an application bundle",
+                "not an application: the name does not end in .app, or there is no"
+                " Contents/Info.plist in it"};
+    }
+    if (product == productLine.end()) {
+        return {given, nullptr, "not supported", "no application of this name is supported"};
+    }
+    return {path, &product->second};
 }
 
 } // namespace
-
-const char* Words(State state) {
-    constexpr const char* WORDS[] = {"",
-                                     "not registered",
-                                     "without XManConfigV2.xml",
-                                     "another XManConfigV2.xml",
-                                     "",
-                                     "registered",
-                                     "would register",
-                                     "failed",
-                                     "not found",
-                                     "not an application bundle",
-                                     "not supported",
-                                     "given twice"};
-    return WORDS[static_cast<std::size_t>(state)];
-}
 
 std::string Sentence(const std::vector<Difference>& differences) {
     std::string sentence;
@@ -96,19 +72,17 @@ std::string Sentence(const std::vector<Difference>& differences) {
 }
 
 std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
-    std::vector<Application> applications;
+    std::vector<Application> found;
     for (const std::string& path : paths) {
-        applications.push_back(ApplicationAt(path));
+        found.push_back(ApplicationAt(path));
     }
-    const std::vector<Application> found = applications;
+    std::vector<Application> applications = found;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         for (std::size_t j = 0; j < paths.size(); ++j) {
             if (i != j && found[i].record != nullptr && found[i].record == found[j].record) {
                 // Only one copy of a product can be registered, and nobody can tell which is meant.
-                applications[i].path = paths[i];
-                applications[i].record = nullptr;
-                applications[i].Settle(State::GivenTwice, Status::NoApplication,
-                                       "only one of this and " + paths[j] + " can be registered");
+                applications[i] = {paths[i], nullptr, "given twice",
+                                   "only one of this and " + paths[j] + " can be registered"};
             }
         }
     }

@@ -1,31 +1,12 @@
 #pragma once
 
-#include "Status.h"
+#include "PathUtils.h"
 #include "Tables.h"
 
 #include <optional>
-#include <string>
 #include <vector>
 
-// What becomes of an application: the words of its line, which Words gives. One that is arriving
-// will be registered by a COMMIT.
-enum class State : unsigned char {
-    Unsettled,
-    NotRegistered,
-    WithoutFile,
-    AnotherFile,
-    Arriving,
-    Registered,
-    WouldRegister,
-    Failed,
-    NotFound,
-    NotABundle,
-    NotSupported,
-    GivenTwice
-};
-
-// Such as "would register".
-const char* Words(State state);
+inline constexpr char REGISTERED[] = "registered";
 
 // A value of the product's rows that the database does not have.
 struct Difference {
@@ -36,31 +17,22 @@ struct Difference {
     std::optional<std::string> found;
 };
 
-// An application that was asked for, and what becomes of it.
+// An application that was asked for.
 struct Application {
-    // Absolute and without ".", ".." and "//" if the application can be registered, otherwise as
-    // given.
+    // Absolute and without ".", ".." and "//" if it can be registered, otherwise as given.
     std::string path;
     // Its record in the catalogue, or null if it cannot be registered.
     const ProductRecord* record = nullptr;
-    State state = State::Unsettled;
-    // What that means for the run, and why it failed, or empty.
-    Status status = Status::Done;
-    std::string reason;
-    std::vector<Difference> differences;
+    // What becomes of it, in the words of its line, and why if that is a failure.
+    std::string state = {};
+    std::string reason = {};
+    std::vector<Difference> differences = {};
     // Whether this run has registered it.
     bool changed = false;
 
-    void Settle(State words, Status meaning, const std::string& why) {
-        reason = why;
-        state = words;
-        status = meaning;
-    }
-    // Whether nothing more will become of it, unless it is only to be looked at.
-    bool IsSettled() const { return state >= State::Registered; }
+    // Whether nothing more will become of it.
+    bool IsSettled() const { return state == REGISTERED || !reason.empty(); }
     const std::string& Number() const { return ValueOf(*record, "ProdId"); }
-    // The folder that holds it, as Tamsel derives it from the path.
-    std::string Folder() const { return path.substr(0, path.rfind('/')); }
 };
 
 // Such as: AppPath is "/old" instead of "/new"; missing: bit, suite

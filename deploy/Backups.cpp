@@ -1,21 +1,9 @@
 #include "Backups.h"
 
-#include "Files.h"
-#include "Places.h"
-#include "Report.h"
-#include "Status.h"
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <ctime>
 #include <dirent.h>
 #include <fnmatch.h>
 #include <fstream>
-#include <memory>
-#include <string_view>
-#include <sys/stat.h>
-#include <utility>
 
 namespace {
 
@@ -59,35 +47,25 @@ std::vector<std::string> Names() {
 // Its number decides the order; the time is for people.
 std::string NextName() {
     const std::vector<std::string> names = Names();
-    const long long last = names.empty() ? 0 : std::stoll(names.back());
-    constexpr std::time_t LATEST = 253402300799; // of the years that have four digits
-    const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LATEST);
-    std::tm parts{};
-    char time[sizeof "-2026-01-31T235959Z"];
-    std::strftime(time, sizeof time, "-%Y-%m-%dT%H%M%SZ", gmtime_r(&now, &parts));
-    char number[sizeof "-9223372036854775808"];
-    std::snprintf(number, sizeof number, "%04lld", last + 1);
-    return std::string(number) + time;
+    const std::string number = std::to_string(names.empty() ? 1 : std::stoll(names.back()) + 1);
+    std::string time = Now();
+    time.erase(std::remove(time.begin(), time.end(), ':'), time.end());
+    return std::string(number.size() < 4 ? 4 - number.size() : 0, '0') + number + "-" + time;
 }
 
 // What the note of a backup says; nothing if it cannot be read.
 std::string ReasonIn(const std::string& note) {
     std::string line;
-    if (KindOf(note) == Kind::File) {
+    if (KindOf(note) == S_IFREG) {
         std::getline(std::ifstream(note), line);
     }
     return Escaped(line);
 }
 
-bool IsBeforeRegistration(const Backup& backup) {
-    return backup.reason.rfind(REGISTERING, 0) == 0;
-}
-
 // The bytes of the copy count once they are whole and synced to disk, so SQLite need not take care.
 void CopyDatabase(Database& from) {
-    Patience none(std::chrono::seconds(0));
     {
-        Database to(COPY, CREATED, none);
+        Database to(COPY, CREATED);
         to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
         to.CopyFrom(from);
     }
@@ -97,16 +75,17 @@ void CopyDatabase(Database& from) {
 void Begin() {
     Remove(INCOMPLETE);
     Checked(mkdir(INCOMPLETE.c_str(), 0700), INCOMPLETE);
-    if (KindOf(INSTALLEDFILE) == Kind::File) {
+    if (KindOf(INSTALLEDFILE) == S_IFREG) {
         CopyFile(INSTALLEDFILE, INCOMPLETE + "/" + FILENAME, StatusOf(INSTALLEDFILE));
     }
 }
 
 // Whether the present database could be saved and is sound. Anything but damage throws.
-bool SavesSound(Patience& patience) {
+bool SavesSound() {
     try {
-        CopyDatabase(*std::make_unique<Database>(DATABASE, READWRITE, patience));
-        return Database(COPY, IMMUTABLE, patience).IsIntact();
+        Database database(DATABASE, READWRITE);
+        CopyDatabase(database);
+        return Database(COPY, IMMUTABLE).IsIntact();
     } catch (const DatabaseError& error) {
         if (!error.MeansDamage()) {
             throw;
@@ -138,27 +117,19 @@ Backup PublishAs(const std::string& reason, const char* note) {
 
 } // namespace
 
-std::string Backup::Made() const {
-    const std::string time = name.substr(name.find('-') + 1);
-    const auto colon = time.find('T') + 3;
-    return time.substr(0, colon) + ":" + time.substr(colon, 2) + ":" + time.substr(colon + 2);
-}
-
 void RequireBackups(bool make) {
     for (const std::string& folder : {OWNFOLDER, BACKUPS}) {
-        if (KindOf(folder) == Kind::Nothing && make) {
+        if (KindOf(folder) == NOTHING) {
+            if (!make) {
+                return;
+            }
             Checked(mkdir(folder.c_str(), 0755), folder);
             SyncFolder(GetParentDirectory(folder));
         }
-        if (KindOf(folder) == Kind::Nothing) {
-            return;
-        }
         const struct stat status = StatusOf(folder);
-        if (!S_ISDIR(status.st_mode) || status.st_uid != 0 || (status.st_mode & 022) != 0) {
-            throw Failure(Status::NoBackup, folder
-                                                + " must be a folder of root's that nobody else"
-                                                  " can write, and no link");
-        }
+        Require(S_ISDIR(status.st_mode) && status.st_uid == 0 && (status.st_mode & 022) == 0,
+                Status::NoBackup,
+                folder + " must be a folder of root's that nobody else can write, and no link");
     }
     if (make) {
         Checked(chmod(BACKUPS.c_str(), 0700), BACKUPS);
@@ -169,7 +140,7 @@ std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
     for (const std::string& name : Names()) {
         Backup backup{name};
-        if (KindOf(backup.Folder()) == Kind::Folder) {
+        if (KindOf(backup.Folder()) == S_IFDIR) {
             // In this order, a note that gets its other name meanwhile is found.
             backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
             backup.isUnfinished = !backup.reason.empty();
@@ -186,7 +157,7 @@ std::vector<Backup> AllBackups() {
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
-        if (IsBeforeRegistration(backup)) {
+        if (backup.reason.rfind(REGISTERING, 0) == 0) {
             last = backup;
         }
     }
@@ -206,16 +177,16 @@ void SaveSound(Database& database) {
     CopyDatabase(database);
 }
 
-void SaveAnything(Patience& patience) {
+void SaveAnything() {
     Begin();
-    if (KindOf(DATABASE) == Kind::Nothing || (HasDatabase() && SavesSound(patience))) {
+    if (KindOf(DATABASE) == NOTHING || (HasDatabase() && SavesSound())) {
         return;
     }
     Remove(COPY);
     const std::string folder = INCOMPLETE + "/damaged";
     Checked(mkdir(folder.c_str(), 0700), folder);
     for (const std::string side : {"", "-journal", "-wal", "-shm"}) {
-        if (KindOf(DATABASE + side) == Kind::File) {
+        if (KindOf(DATABASE + side) == S_IFREG) {
             const std::string copy = folder + "/" + DATABASENAME + side;
             CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
         }
@@ -223,14 +194,14 @@ void SaveAnything(Patience& patience) {
     SyncFolder(folder);
 }
 
-Backup Publish(const std::vector<std::string>& applications, const std::string& shipped) {
+Backup Publish(const std::vector<Application*>& applications, const std::string& shipped) {
     std::string reason = REGISTERING;
-    for (const std::string& path : applications) {
-        reason += (path == applications.front() ? " " : ", ") + Escaped(path);
+    for (const Application* application : applications) {
+        reason += (application == applications.front() ? " " : ", ") + Escaped(application->path);
     }
     const auto last = BeforeLastRegistration();
     if (!last || !last->isUnfinished || !HoldSame(last->Database(), COPY)
-        || (KindOf(INSTALLEDFILE) == Kind::File && !HoldSame(INSTALLEDFILE, shipped)
+        || (KindOf(INSTALLEDFILE) == S_IFREG && !HoldSame(INSTALLEDFILE, shipped)
             && !HoldSame(INSTALLEDFILE, last->File()))) {
         return PublishAs(reason, UNFINISHED);
     }

@@ -1,22 +1,16 @@
 #pragma once
 
+#include "Applications.h"
 #include "Database.h"
-#include "Places.h"
+#include "Files.h"
 
-#include <optional>
-#include <string>
-#include <vector>
-
-// The states of the Extension Manager that tamsel-deploy has saved: one folder each, below BACKUPS,
-// with the database, XManConfigV2.xml if there was one, and a note that says what the backup was
-// made before. A folder gets its name only once all of it is synced to disk. What fails throws
-// std::system_error or what Database throws.
-
+// The states of the Extension Manager that tamsel-deploy has saved: one folder each, with the
+// database, XManConfigV2.xml if there was one, and a note that says what the backup was made
+// before. A folder gets its name only once all of it is synced to disk.
 struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
-    // Such as "before registering /Applications/Adobe InCopy 2020.app", on one line; or that the
-    // note cannot be read.
+    // Such as "before registering /Applications/Adobe InCopy 2020.app", on one line.
     std::string reason = {};
     // Whether it is not known that the registration which it was made for has been committed.
     bool isUnfinished = false;
@@ -24,12 +18,10 @@ struct Backup {
     std::string Folder() const { return BACKUPS + "/" + name; }
     std::string Database() const { return Folder() + "/" + DATABASENAME; }
     std::string File() const { return Folder() + "/" + FILENAME; }
-    // When it was made, such as 2026-01-31T23:59:59Z.
-    std::string Made() const;
 };
 
 // Makes sure that only root can have filled the folder of the backups. If make is set, creates it
-// and gives it the mode 0700. Also throws a Failure with Status::NoBackup.
+// and gives it the mode 0700. Throws a Failure with Status::NoBackup.
 void RequireBackups(bool make);
 
 // All backups, the oldest first.
@@ -47,13 +39,13 @@ void SaveSound(Database& database);
 
 // Saves whatever there is before a restore. Of what is no sound database, this is the plain files,
 // in a folder of their own. No connection to the database may be open.
-void SaveAnything(Patience& patience);
+void SaveAnything();
 
 // Makes a backup of what has been saved, before these applications are registered. It is unfinished
 // until End. If the last registration's is so, too, and has the same database, that one is used
-// instead: it has the state before the first attempt. shipped is the XManConfigV2.xml that comes
-// with Tamsel: one that is neither this nor in that backup is saved in any case.
-Backup Publish(const std::vector<std::string>& applications, const std::string& shipped);
+// instead: it has the state before the first attempt. An XManConfigV2.xml that is neither in it nor
+// the shipped one is saved in any case.
+Backup Publish(const std::vector<Application*>& applications, const std::string& shipped);
 
 // Makes a backup of what has been saved, before this one is restored.
 Backup Publish(const Backup& restored);

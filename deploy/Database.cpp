@@ -1,34 +1,23 @@
 #include "Database.h"
 
-#include <cerrno>
+#include "Waiting.h"
+
 #include <new>
 #include <system_error>
 #include <unistd.h>
 
-namespace {
-
-int WaitForLock(void* patience, int /*times*/) {
-    return static_cast<Patience*>(patience)->Wait(THEDATABASE) ? 1 : 0;
-}
-
-int EndAtSignal(void* /*unused*/) {
-    return IsInterrupted() ? 1 : 0;
-}
-
-} // namespace
-
-Database::Database(const std::string& path, std::string_view how, Patience& patience)
-    : itsPath(path) {
+Database::Database(const std::string& path, const char* how) : itsPath(path) {
     constexpr int FLAGS =
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     constexpr int OPERATIONS = 10000; // of SQLite's machine, between two looks for a signal
-    const std::string name = "file:" + path + "?" + std::string(how);
+    const auto waitForLock = [](void*, int) { return Wait(THEDATABASE) ? 1 : 0; };
+    const auto endAtSignal = [](void*) { return IsInterrupted() ? 1 : 0; };
     sqlite3* opened = nullptr;
-    const int code = sqlite3_open_v2(name.c_str(), &opened, FLAGS, nullptr);
+    const int code = sqlite3_open_v2(("file:" + path + how).c_str(), &opened, FLAGS, nullptr);
     handle.reset(opened);
     Check(code);
-    sqlite3_busy_handler(opened, WaitForLock, &patience);
-    sqlite3_progress_handler(opened, OPERATIONS, EndAtSignal, nullptr);
+    sqlite3_busy_handler(opened, waitForLock, nullptr);
+    sqlite3_progress_handler(opened, OPERATIONS, endAtSignal, nullptr);
 }
 
 void Database::Check(int code) {
@@ -124,7 +113,7 @@ Failure AsFailure(const std::exception& exception) {
     }
     const auto* system = dynamic_cast<const std::system_error*>(&exception);
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
-    const int code = error == nullptr ? SQLITE_OK : error->Code();
+    const int code = error == nullptr ? SQLITE_OK : error->code;
     if (error != nullptr && error->MeansDamage()) {
         return {Status::NotTheDatabase, exception.what() + std::string(MENDING)};
     }

@@ -1,44 +1,36 @@
 #pragma once
 
-#include "Status.h"
-#include "Waiting.h"
+#include "Log.h"
 
 #include <memory>
 #include <sqlite3.h>
-#include <stdexcept>
-#include <string>
-#include <string_view>
 
 // SQLite, with connections and statements that end with their scope. Whatever fails throws: a
-// Failure with Status::DatabaseInUse if another program has locked the database and patience has
-// run out, one with Status::NotRegistered if a signal has arrived, otherwise a DatabaseError.
+// Failure with Status::DatabaseInUse if another program has locked the database and the wait is
+// over, one with Status::NotRegistered if a signal has arrived, otherwise a DatabaseError.
 
-class DatabaseError : public std::runtime_error {
-public:
-    DatabaseError(int code, const std::string& message)
-        : std::runtime_error(message), itsCode(code) {}
+struct DatabaseError : std::runtime_error {
+    DatabaseError(int result, const std::string& message)
+        : std::runtime_error(message), code(result) {}
     // SQLite's result code, the primary one.
-    int Code() const { return itsCode; }
+    int code;
     // Whether the database is damaged, or another than was expected.
     bool MeansDamage() const {
-        return itsCode == SQLITE_NOTADB || itsCode == SQLITE_CORRUPT || itsCode == SQLITE_ERROR;
+        return code == SQLITE_NOTADB || code == SQLITE_CORRUPT || code == SQLITE_ERROR;
     }
-
-private:
-    int itsCode;
 };
 
 // How a database is opened. What may not be written is opened for reading only.
-inline constexpr std::string_view READWRITE = "mode=rw";
-inline constexpr std::string_view READONLY = "mode=ro";
-inline constexpr std::string_view CREATED = "mode=rwc";
+inline constexpr char READWRITE[] = "?mode=rw";
+inline constexpr char READONLY[] = "?mode=ro";
+inline constexpr char CREATED[] = "?mode=rwc";
 // Nobody writes to it, so no lock is taken and no file is made beside it.
-inline constexpr std::string_view IMMUTABLE = "mode=ro&immutable=1";
+inline constexpr char IMMUTABLE[] = "?mode=ro&immutable=1";
 
 class Database {
 public:
-    // Opens the database at an absolute path. patience must outlive the connection.
-    Database(const std::string& path, std::string_view how, Patience& patience);
+    // Opens the database at an absolute path.
+    Database(const std::string& path, const char* how);
 
     // Runs statements; rows that they yield are skipped.
     void Execute(const std::string& sql);
@@ -47,7 +39,7 @@ public:
     // Whether everything in the database, looked at from end to end, is intact.
     bool IsIntact() { return Value("PRAGMA main.integrity_check") == "ok"; }
     // Whether a transaction is open. A statement that fails may have ended it.
-    bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
+    bool IsInTransaction() { return sqlite3_get_autocommit(Handle()) == 0; }
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
     sqlite3* Handle() { return handle.get(); }
@@ -55,16 +47,12 @@ public:
     void Check(int code);
 
 private:
-    struct Close {
-        void operator()(sqlite3* opened) const { sqlite3_close(opened); }
-    };
     std::string itsPath;
-    std::unique_ptr<sqlite3, Close> handle;
+    std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle{nullptr, sqlite3_close};
 };
 
 class Statement {
 public:
-    // Compiles a statement.
     Statement(Database& database, const std::string& sql);
 
     // Goes to the next row, or after the last one to the first. Returns false if there is none.
@@ -79,10 +67,7 @@ public:
 
 private:
     Database& itsDatabase;
-    struct Finalize {
-        void operator()(sqlite3_stmt* compiled) const { sqlite3_finalize(compiled); }
-    };
-    std::unique_ptr<sqlite3_stmt, Finalize> handle;
+    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> handle{nullptr, sqlite3_finalize};
 };
 
 // What is waited for if another program has locked the database.

@@ -1,15 +1,10 @@
 #include "Files.h"
 
-#include "PathUtils.h"
-
 #include <array>
-#include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <ftw.h>
-#include <string_view>
 #include <system_error>
 #include <unistd.h>
 
@@ -31,13 +26,13 @@ int Made(const std::string& path) {
 
 // The next bytes of an open file, as many as the buffer can hold; none at its end.
 std::string_view Read(const Descriptor& file, Buffer& buffer, const std::string& path) {
-    const int size = Checked(read(file.Get(), buffer.data(), buffer.size()), path);
+    const int size = Checked(read(file.number, buffer.data(), buffer.size()), path);
     return {buffer.data(), static_cast<std::size_t>(size)};
 }
 
 void Write(const Descriptor& file, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
-        const int written = Checked(write(file.Get(), bytes.data(), bytes.size()), path);
+        const int written = Checked(write(file.number, bytes.data(), bytes.size()), path);
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
 }
@@ -45,15 +40,11 @@ void Write(const Descriptor& file, std::string_view bytes, const std::string& pa
 void Sync(const Descriptor& file, const std::string& path) {
 #ifdef F_FULLFSYNC
     // Not every file system supports it.
-    if (fcntl(file.Get(), F_FULLFSYNC) == 0) {
+    if (fcntl(file.number, F_FULLFSYNC) == 0) {
         return;
     }
 #endif
-    Checked(fsync(file.Get()), path);
-}
-
-int RemoveEntry(const char* path, const struct stat* /*status*/, int /*kind*/, FTW* /*walk*/) {
-    return std::remove(path);
+    Checked(fsync(file.number), path);
 }
 
 } // namespace
@@ -65,19 +56,14 @@ int Checked(long result, const std::string& path) {
     return static_cast<int>(result);
 }
 
-Descriptor::~Descriptor() {
-    close(itsNumber);
-}
-
-Kind KindOf(const std::string& path) {
+mode_t KindOf(const std::string& path) {
     struct stat status {};
     const int result = lstat(path.c_str(), &status);
     if (result == -1 && (errno == ENOENT || errno == ENOTDIR)) {
-        return Kind::Nothing;
+        return NOTHING;
     }
     Checked(result, path);
-    const bool isFolder = S_ISDIR(status.st_mode);
-    return S_ISREG(status.st_mode) ? Kind::File : isFolder ? Kind::Folder : Kind::Other;
+    return status.st_mode & S_IFMT;
 }
 
 struct stat StatusOf(const std::string& path) {
@@ -92,7 +78,7 @@ std::string Resolved(const std::string& path) {
 }
 
 bool HoldSame(const std::string& one, const std::string& other) {
-    if (KindOf(one) != Kind::File || KindOf(other) != Kind::File) {
+    if (KindOf(one) != S_IFREG || KindOf(other) != S_IFREG) {
         return false;
     }
     const Descriptor files[] = {Descriptor(Opened(one)), Descriptor(Opened(other))};
@@ -127,8 +113,8 @@ void CopyFile(const std::string& from, const std::string& to, const struct stat&
 void MakeLike(const std::string& path, const struct stat& like) {
     constexpr mode_t PERMISSIONS = 07777;
     const Descriptor file(Opened(path));
-    Checked(fchown(file.Get(), like.st_uid, like.st_gid), path);
-    Checked(fchmod(file.Get(), like.st_mode & PERMISSIONS), path);
+    Checked(fchown(file.number, like.st_uid, like.st_gid), path);
+    Checked(fchmod(file.number, like.st_mode & PERMISSIONS), path);
     Sync(file, path);
 }
 
@@ -139,9 +125,12 @@ void Rename(const std::string& from, const std::string& to) {
 
 void Remove(const std::string& path) {
     constexpr int DESCRIPTORS = 8;
+    const auto removeOne = [](const char* one, const struct stat*, int, FTW*) {
+        return std::remove(one);
+    };
     // On a read-only disk, even removing nothing would fail.
-    if (KindOf(path) != Kind::Nothing) {
-        Checked(nftw(path.c_str(), RemoveEntry, DESCRIPTORS, FTW_DEPTH | FTW_PHYS), path);
+    if (KindOf(path) != NOTHING) {
+        Checked(nftw(path.c_str(), removeOne, DESCRIPTORS, FTW_DEPTH | FTW_PHYS), path);
     }
 }
 

@@ -1,35 +1,32 @@
 #pragma once
 
-#include <string>
-#include <sys/stat.h>
+#include "PathUtils.h"
+#include "Tables.h"
 
-// Files as a careful program handles them. No function here follows a link in the last component of
-// a path; what fails throws std::system_error with the path in its message. Paths are absolute. The
-// database and its side files must not be opened here while SQLite has them open: closing them
-// again would drop SQLite's locks.
+#include <sys/stat.h>
+#include <unistd.h>
+
+// Files as a careful program handles them: no link in the last component of a path is followed, and
+// what fails throws std::system_error with the path in its message. The database and the files
+// beside it must not be opened here while SQLite has them open: closing them drops SQLite's locks.
 
 // Returns the result of a system call, or throws if it is -1.
 int Checked(long result, const std::string& path);
 
 // An open file, closed at the end of its scope.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : itsNumber(number) {}
+struct Descriptor {
+    explicit Descriptor(int opened) : number(opened) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor();
-    int Get() const { return itsNumber; }
-
-private:
-    int itsNumber;
+    ~Descriptor() { close(number); }
+    const int number;
 };
 
-enum class Kind : unsigned char { Nothing, File, Folder, Other };
+// The kind of what is at the path, such as S_IFREG, or NOTHING.
+mode_t KindOf(const std::string& path);
+inline constexpr mode_t NOTHING = 0;
 
-// What is at the path; a link counts as Other, wherever it leads.
-Kind KindOf(const std::string& path);
-
-// The owner, mode and size of what is at the path.
+// The owner and mode of what is at the path.
 struct stat StatusOf(const std::string& path);
 
 // The path with all links resolved, or "" if nothing is there.
@@ -55,3 +52,24 @@ void Remove(const std::string& path);
 
 // Syncs the names in a folder to disk. The folder may be a link.
 void SyncFolder(const std::string& path);
+
+// The places of the Extension Manager follow from that of its database.
+inline const std::string DATABASE = EXMANDBPATH;
+inline const std::string DATABASEFOLDER = GetParentDirectory(DATABASE);
+inline const std::string DATABASENAME = DATABASE.substr(DATABASEFOLDER.size() + 1);
+inline const std::string CONFIGURATION = GetParentDirectory(DATABASEFOLDER);
+inline const std::string FILENAME = "XManConfigV2.xml";
+inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
+
+// tamsel-deploy's own places.
+inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
+inline const std::string LOCKFILE = OWNFOLDER + "/lock";
+inline const std::string BACKUPS = OWNFOLDER + "/Backups";
+
+// What is not finished yet: a backup that is being made or removed, the next XManConfigV2.xml, the
+// one that it replaces until that is final, and the next database if it replaces one as a file.
+// Whatever a killed run leaves of them, the next one removes.
+inline const std::string INCOMPLETE = BACKUPS + "/.incomplete";
+inline const std::string NEWFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-new";
+inline const std::string OLDFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-old";
+inline const std::string NEWDATABASE = DATABASEFOLDER + "/." + DATABASENAME + ".tamsel-new";

@@ -1,87 +1,78 @@
 #include "Options.h"
 
-#include "Status.h"
+#include "Log.h"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 
 namespace {
 
-// In the order of the enumeration.
-constexpr const char* NAMES[] = {"register", "dry-run", "verify", "restore",
-                                 "list",     "help",    "version"};
+// In the order of the enumeration. The first one is what is done without an option.
+constexpr const char* COMMANDS[] = {"--register", "--dry-run", "--verify", "--restore",
+                                    "--list",     "--help",    "--version"};
 
-Failure WrongUsage(const std::string& what) {
-    return {Status::WrongUsage, what + "; see tamsel-deploy --help"};
+void Require(bool holds, const std::string& otherwise) {
+    Require(holds, Status::WrongUsage, otherwise + "; see tamsel-deploy --help");
 }
 
 std::chrono::seconds Seconds(const std::string& text) {
     constexpr std::size_t DIGITS = 6;
-    if (text.empty() || text.size() > DIGITS
-        || text.find_first_not_of("0123456789") != std::string::npos) {
-        throw WrongUsage("--wait needs a number of seconds, not \"" + text + "\"");
-    }
+    const bool isNumber = text.find_first_not_of("0123456789") == std::string::npos;
+    Require(isNumber && !text.empty() && text.size() <= DIGITS,
+            "--wait needs a number of seconds, not \"" + text + "\"");
     return std::chrono::seconds(std::stoi(text));
 }
 
 } // namespace
 
 std::string Name(Command command) {
-    return NAMES[static_cast<std::size_t>(command)];
+    return std::string(COMMANDS[static_cast<std::size_t>(command)]).substr(2);
 }
 
 // By hand, since getopt_long takes abbreviations and cannot name the option that is wrong.
 Options ReadOptions(int argc, char* argv[]) {
     Options options;
-    std::vector<std::string> rest(argv + std::min(argc, 1), argv + argc);
-    const auto end = std::find(rest.begin(), rest.end(), "--");
-    if (std::any_of(rest.begin(), end,
-                    [](const auto& word) { return word == "-h" || word == "--help"; })) {
+    std::vector<std::string>& words = options.words;
+    const std::vector<std::string> given(argv + std::min(argc, 1), argv + argc);
+    const auto end = std::find(given.begin(), given.end(), "--");
+    if (std::count(given.begin(), end, "-h") + std::count(given.begin(), end, "--help") > 0) {
         options.command = Command::Help;
         return options;
     }
     std::set<std::string> seen;
-    for (auto word = rest.begin(); word != end; ++word) {
+    for (auto word = given.begin(); word != end; ++word) {
         if (word->rfind('-', 0) != 0) {
-            options.words.push_back(*word);
+            words.push_back(*word);
             continue;
         }
         const std::string name = word->substr(0, word->find('='));
         const bool hasValue = name != *word;
         const std::string value = hasValue ? word->substr(name.size() + 1) : "";
-        const auto* known = std::find_if(NAMES + 1, std::end(NAMES), [&name](const char* command) {
-            return name == std::string("--") + command;
-        });
-        if (!seen.insert(name).second) {
-            throw WrongUsage(name + " is given twice");
-        }
-        if (known != std::end(NAMES)) {
-            if (options.command != Command::Register) {
-                throw WrongUsage(name + " cannot be given with --" + Name(options.command));
-            }
-            options.command = static_cast<Command>(known - NAMES);
+        const auto* command = std::find(COMMANDS + 1, std::end(COMMANDS), name);
+        Require(seen.insert(name).second, name + " is given twice");
+        if (command != std::end(COMMANDS)) {
+            Require(options.command == Command::Register,
+                    name + " cannot be given with --" + Name(options.command));
+            options.command = static_cast<Command>(command - COMMANDS);
         } else if (name == "--json") {
             options.json = true;
         } else if (name == "--replace-file") {
             options.replaceFile = true;
         } else if (name == "--wait") {
-            const bool isNext = !hasValue && std::next(word) != end;
-            options.wait = Seconds(isNext ? *++word : value);
+            options.wait = Seconds(hasValue || std::next(word) == end ? value : *++word);
         } else {
-            throw WrongUsage("option " + name + " is unknown");
+            Require(false, "option " + name + " is unknown");
         }
         if (hasValue && name == "--restore") {
-            options.words.push_back(value);
-        } else if (hasValue && name != "--wait") {
-            throw WrongUsage(name + " takes no value");
+            words.push_back(value);
+        } else {
+            Require(!hasValue || name == "--wait", name + " takes no value");
         }
     }
-    options.words.insert(options.words.end(), end == rest.end() ? end : std::next(end), rest.end());
+    words.insert(words.end(), end == given.end() ? end : std::next(end), given.end());
     const std::size_t most = options.command == Command::Restore ? 1 : 0;
-    if (options.command >= Command::Restore && options.words.size() > most) {
-        throw WrongUsage("--" + Name(options.command) + " does not take \"" + options.words[most]
-                         + "\"");
+    if (options.command >= Command::Restore && words.size() > most) {
+        Require(false, "--" + Name(options.command) + " does not take \"" + words[most] + "\"");
     }
     return options;
 }

@@ -1,41 +1,28 @@
 #include "Registration.h"
 
-#include "Places.h"
+#include "Files.h"
 #include "SQLUtils.h"
 
 #include <algorithm>
 
 namespace {
 
-// In a row of a comparison, the first value is in this column, and each has as many columns: its
-// name, what is expected, what is found, and whether the two are the same.
-constexpr int FIRST = 2;
-constexpr int VALUES = 4;
-
-using MakeStatement = std::string (*)(const ProductRecord&, const std::string&);
-
 // A table that Tamsel writes. e stands for what is expected, i for what is in the database.
 struct Written {
-    const char* name;
-    MakeStatement statement;
+    std::string name;
+    std::string (*statement)(const ProductRecord&, const std::string&);
     // Which rows belong together.
-    const char* key;
-    // The column whose value names a difference; if none, that is the name of the column itself.
-    const char* names;
+    std::string key;
+    // The first column to compare, and the one whose value names a difference; if there is none,
+    // that is the name of the column itself.
+    int first;
+    std::string names;
 };
-constexpr Written TABLES[] = {
-    {"Tb_ProductInfoV2", SQLUtils::ProductInfoStatement, "e.ProdID = i.ProdID", nullptr},
+const Written TABLES[] = {
+    {"Tb_ProductInfoV2", SQLUtils::ProductInfoStatement, "e.ProdID = i.ProdID", 0, ""},
     {"Tb_XManConfig", SQLUtils::XManConfigStatement,
-     "e.ProdID = i.ProdID AND e.KeyName = i.KeyName", "e.KeyName"},
+     "e.ProdID = i.ProdID AND e.KeyName = i.KeyName", 2, "e.KeyName"},
 };
-
-std::string Joined(const std::vector<std::string>& parts, const char* between) {
-    std::string joined;
-    for (const std::string& part : parts) {
-        joined += (joined.empty() ? "" : between) + part;
-    }
-    return joined;
-}
 
 // The contents of an SQL string literal.
 std::string Literal(const std::string& text) {
@@ -48,8 +35,8 @@ std::string Literal(const std::string& text) {
 
 } // namespace
 
-Registration::Registration(const std::vector<Application>& applications, Patience& patience)
-    : database(DATABASE, READWRITE, patience) {
+Registration::Registration(std::vector<Application>& asked)
+    : Database(DATABASE, READWRITE), applications(asked) {
     // Nothing gets into the database's file before COMMIT, so others see what was there.
     Execute("PRAGMA temp_store = MEMORY; PRAGMA cache_spill = OFF;"
             "PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
@@ -61,38 +48,40 @@ Registration::Registration(const std::vector<Application>& applications, Patienc
         Execute("CREATE TEMP TABLE " + list);
         for (const Application& application : applications) {
             if (application.record != nullptr) {
-                Execute(table.statement(*application.record, Literal(application.Folder())));
+                const std::string folder = Literal(GetParentDirectory(application.path));
+                Execute(table.statement(*application.record, folder));
             }
         }
-        std::vector<std::string> same;
         std::string values;
-        Statement columns(database, std::string("SELECT * FROM temp.") + table.name);
-        for (int i = table.names == nullptr ? 0 : columns.Columns() - 1; i < columns.Columns();
-             ++i) {
-            const std::string column = columns.Name(i);
-            same.push_back("e." + column + " IS i." + column);
-            values += ", " + (table.names == nullptr ? "'" + column + "'" : table.names);
-            values += ", e." + column + ", i." + column + ", " + same.back();
+        std::string areSame = "1";
+        Statement columns(*this, "SELECT * FROM temp." + table.name);
+        for (int i = table.first; i < columns.Columns(); ++i) {
+            const std::string name = columns.Name(i);
+            const std::string isSame = "e." + name + " IS i." + name;
+            values += ", " + (table.names.empty() ? "'" + name + "'" : table.names);
+            values += ", e." + name + ", i." + name + ", " + isSame;
+            areSame += " AND " + isSame;
         }
-        const std::string both = std::string(" FROM temp.") + table.name + " AS e";
-        const std::string other = std::string("main.") + table.name + " AS i";
+        const std::string both = " FROM temp." + table.name + " AS e";
+        const std::string other = "main." + table.name + " AS i";
         try {
-            comparisons.emplace_back(database, "SELECT e.ProdID, i.ProdID" + values + both
-                                                   + " LEFT JOIN " + other + " ON " + table.key);
+            comparisons.emplace_back(*this, "SELECT e.ProdID, i.ProdID" + values + both
+                                                + " LEFT JOIN " + other + " ON " + table.key);
         } catch (const DatabaseError& error) {
-            if (error.Code() != SQLITE_ERROR) {
-                throw;
+            if (error.code == SQLITE_ERROR) {
+                throw Failure(Status::NotTheDatabase,
+                              "the database has no table " + list + MENDING);
             }
-            throw Failure(Status::NotTheDatabase, "the database has no table " + list + MENDING);
+            throw;
         }
         // If the table allows several rows with the same key, each of them must match.
         insertions.push_back("INSERT OR REPLACE INTO main." + list + " SELECT *" + both
-                             + " WHERE (SELECT MIN(" + Joined(same, " AND ") + ") FROM " + other
-                             + " WHERE " + table.key + ") IS NOT 1 AND e.ProdID = ");
+                             + " WHERE (SELECT MIN(" + areSame + ") FROM " + other + " WHERE "
+                             + table.key + ") IS NOT 1 AND e.ProdID = ");
     }
 }
 
-void Registration::Look(std::vector<Application>& applications) {
+void Registration::Look() {
     for (Application& application : applications) {
         application.differences.clear();
     }
@@ -103,8 +92,9 @@ void Registration::Look(std::vector<Application>& applications) {
                     return one.record != nullptr && one.Number() == rows.Text(0);
                 });
             const bool isThere = !rows.IsNull(1);
-            // Without a row, the first value stands for all.
-            for (int i = FIRST; i < (isThere ? rows.Columns() : FIRST + 1); i += VALUES) {
+            // Name, expected, found, and whether they are the same. Without a row, the first value
+            // stands for all.
+            for (int i = 2; i < (isThere ? rows.Columns() : 6); i += 4) {
                 if (rows.Text(i + 3) != "1") {
                     application->differences.push_back({rows.Text(i), rows.Text(i + 1), {}});
                     if (isThere) {
@@ -119,49 +109,45 @@ void Registration::Look(std::vector<Application>& applications) {
 std::string Registration::CountOthers(const Application& application) {
     std::string sum = "0";
     for (const Written& table : TABLES) {
-        sum += std::string(" + (SELECT COUNT(*) FROM main.") + table.name + " WHERE ProdID IS NOT '"
+        sum += " + (SELECT COUNT(*) FROM main." + table.name + " WHERE ProdID IS NOT '"
                + application.Number() + "')";
     }
-    return database.Value("SELECT " + sum);
+    return Value("SELECT " + sum);
 }
 
-void Registration::Write(const Application& application, std::vector<Application>& applications) {
+void Registration::Write(const Application& application) {
+    const std::string number = "'" + application.Number() + "'";
     const std::string others = CountOthers(application);
     Execute("SAVEPOINT application");
     try {
         for (const std::string& insertion : insertions) {
-            Execute(insertion + "'" + application.Number() + "'");
+            Execute(insertion + number);
         }
-        Look(applications);
-        if (!application.differences.empty()) {
-            throw Failure(Status::NotRegistered,
-                          "not what was written has arrived: " + Sentence(application.differences));
-        }
-        if (std::stoll(CountOthers(application)) < std::stoll(others)) {
-            throw Failure(Status::NotRegistered, "rows of other products had to go");
-        }
+        Look();
+        Require(application.differences.empty(), Status::NotRegistered,
+                "not what was written has arrived: " + Sentence(application.differences));
+        Require(std::stoll(CountOthers(application)) >= std::stoll(others), Status::NotRegistered,
+                "rows of other products had to go");
         Execute("RELEASE application");
+        written += (written.empty() ? "" : ", ") + number;
     } catch (...) {
-        if (database.IsInTransaction()) {
+        if (IsInTransaction()) {
             Execute("ROLLBACK TO application; RELEASE application");
         }
         throw;
     }
 }
 
-void Registration::RequireOthersUnchanged(Database& before,
-                                          const std::vector<std::string>& numbers) {
+void Registration::RequireOthersUnchanged(Database& before) {
     for (const Written& table : TABLES) {
-        const std::string query = std::string("SELECT * FROM main.") + table.name
-                                  + " WHERE ProdID IS NULL OR ProdID NOT IN ('"
-                                  + Joined(numbers, "', '") + "')";
-        Statement now(database, query);
+        const std::string query = "SELECT * FROM main." + table.name
+                                  + " WHERE ProdID IS NULL OR ProdID NOT IN (" + written + ")";
+        Statement now(*this, query);
         Statement then(before, query);
         for (bool isThere = true; isThere;) {
             isThere = now.Next();
-            if (isThere != then.Next() || (isThere && !now.IsSameRow(then))) {
-                throw Failure(Status::NotRegistered, "rows of other products would be changed");
-            }
+            Require(isThere == then.Next() && (!isThere || now.IsSameRow(then)),
+                    Status::NotRegistered, "rows of other products would be changed");
         }
     }
 }

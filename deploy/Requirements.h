@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Waiting.h"
-
 #include <string>
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
@@ -12,14 +10,12 @@ void RequireRoot();
 // What is installed beside this program is complete. Returns the path of its XManConfigV2.xml.
 std::string RequireInstallation();
 
-// The Extension Manager must not be running, or must quit while patience lasts.
-void RequireNoManager(Patience& patience);
+// The Extension Manager must not be running, or must quit in time.
+void RequireNoManager();
 
 // The database must be a plain file. A restore can do without one, but not with something else in
-// its place.
+// its place. The same holds for XManConfigV2.xml.
 void RequireDatabase(bool mustBeThere);
-
-// If there is an XManConfigV2.xml, it is a plain file, not a link for example.
 void RequirePlainFile();
 
 // As far as the permissions tell, the database can be written; or the folder of the backups, which
@@ -30,5 +26,5 @@ void RequireWritableBackups(bool make);
 void RequireWritableFile();
 
 // Makes sure that only one run at a time changes anything, as long as the descriptor that it
-// returns is open. Waits for another run while patience lasts. The lock's folder must exist.
-int LockRuns(Patience& patience);
+// returns is open. Waits for another run. The lock's folder must exist.
+int LockRuns();

@@ -1,14 +1,8 @@
 #include "Restoring.h"
 
-#include "Database.h"
-#include "Files.h"
-#include "PathUtils.h"
-#include "Places.h"
-#include "Report.h"
-#include "Status.h"
+#include "Waiting.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace {
 
@@ -23,9 +17,9 @@ bool Means(const std::string& word, const Backup& backup) {
 constexpr char PERHAPS[] = "it may have been restored or not, so please start this again";
 
 // Writes the saved database into the present one, in one transaction under its locks.
-void WriteInto(const std::string& saved, Patience& patience) {
-    Database source(saved, IMMUTABLE, patience);
-    Database target(DATABASE, READWRITE, patience);
+void WriteInto(const std::string& saved) {
+    Database source(saved, IMMUTABLE);
+    Database target(DATABASE, READWRITE);
 #ifdef SQLITE_DBCONFIG_DEFENSIVE
     // Otherwise the next pragma may have no effect.
     sqlite3_db_config(target.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr); // NOLINT
@@ -35,14 +29,14 @@ void WriteInto(const std::string& saved, Patience& patience) {
             "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
     } catch (const DatabaseError& error) {
         // What is replaced as a whole need not be understood.
-        if (error.Code() != SQLITE_ERROR && error.Code() != SQLITE_CORRUPT) {
+        if (error.code != SQLITE_ERROR && error.code != SQLITE_CORRUPT) {
             throw;
         }
     }
     try {
         return target.CopyFrom(source);
     } catch (const DatabaseError& error) {
-        if (error.Code() != SQLITE_READONLY) {
+        if (error.code != SQLITE_READONLY) {
             throw;
         }
     }
@@ -50,7 +44,7 @@ void WriteInto(const std::string& saved, Patience& patience) {
     // the database for a moment, which SQLite does not wait for.
     const char* const change = "PRAGMA journal_mode = DELETE";
     while (sqlite3_exec(target.Handle(), change, nullptr, nullptr, nullptr) == SQLITE_BUSY
-           && patience.Wait(THEDATABASE)) {
+           && Wait(THEDATABASE)) {
     }
     target.Execute(change);
     target.CopyFrom(source);
@@ -61,30 +55,30 @@ void WriteInto(const std::string& saved, Patience& patience) {
 void ReplaceFile(const std::string& saved, std::string& changed) {
     CopyFile(saved, NEWDATABASE, StatusOf(saved));
     changed = PERHAPS;
-    for (const std::string side : SIDEFILES) {
+    for (const std::string side : {"-journal", "-wal", "-shm"}) {
         Remove(DATABASE + side);
     }
     SyncFolder(DATABASEFOLDER);
     Rename(NEWDATABASE, DATABASE);
 }
 
-void RestoreDatabase(const std::string& saved, Patience& patience, std::string& changed) {
-    if (KindOf(DATABASE) == Kind::Nothing || !HasDatabase()) {
+void RestoreDatabase(const std::string& saved, std::string& changed) {
+    if (KindOf(DATABASE) == NOTHING || !HasDatabase()) {
         return ReplaceFile(saved, changed);
     }
     try {
-        WriteInto(saved, patience);
+        WriteInto(saved);
     } catch (const DatabaseError& error) {
-        if (error.Code() == SQLITE_NOTADB) {
+        if (error.code == SQLITE_NOTADB) {
             return ReplaceFile(saved, changed);
         }
-        if (error.Code() != SQLITE_IOERR) {
+        if (error.code != SQLITE_IOERR) {
             throw;
         }
         // Perhaps all of it was written, and only something after that failed.
         changed = PERHAPS;
         Log(std::string("trying once more: ") + error.what());
-        WriteInto(saved, patience);
+        WriteInto(saved);
     }
     changed = "the database was restored, but not its owner and mode, nor " + FILENAME;
     MakeLike(DATABASE, StatusOf(saved));
@@ -92,35 +86,33 @@ void RestoreDatabase(const std::string& saved, Patience& patience, std::string& 
 
 } // namespace
 
-Backup FindBackup(const std::vector<std::string>& words, Patience& patience) {
+Backup FindBackup(const std::vector<std::string>& words) {
     std::optional<Backup> found = words.empty() ? BeforeLastRegistration() : std::nullopt;
     for (const Backup& backup : AllBackups()) {
         if (!words.empty() && Means(words.front(), backup)) {
             found = backup;
         }
     }
-    if (!found) {
-        const std::string which = words.empty() ? "from before a registration" : words.front();
-        throw Failure(Status::NotRestored, "there is no backup " + which + "; --list shows them");
-    }
+    const std::string which = words.empty() ? "from before a registration" : words.front();
+    Require(found.has_value(), Status::NotRestored,
+            "there is no backup " + which + "; --list shows them");
     const std::string refused = "this backup has no sound database; what was there is in ";
     OrFail(Status::NotRestored, refused + found->Folder(), [&] {
-        if (!Database(found->Database(), IMMUTABLE, patience).IsIntact()) {
-            throw Failure(Status::NotRestored, refused + found->Folder());
-        }
+        Require(Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
+                refused + found->Folder());
     });
     return *found;
 }
 
-void Restore(const Backup& backup, Patience& patience, bool& hasChanged) {
+void Restore(const Backup& backup, bool& hasChanged) {
     std::string changed;
     try {
         RequireNoSignal();
-        const bool hasFile = KindOf(backup.File()) == Kind::File;
+        const bool hasFile = KindOf(backup.File()) == S_IFREG;
         if (hasFile) {
             CopyFile(backup.File(), NEWFILE, StatusOf(backup.File()));
         }
-        RestoreDatabase(backup.Database(), patience, changed);
+        RestoreDatabase(backup.Database(), changed);
         changed = "the database was restored, " + FILENAME + " perhaps not";
         if (hasFile) {
             Rename(NEWFILE, INSTALLEDFILE);
@@ -131,7 +123,7 @@ void Restore(const Backup& backup, Patience& patience, bool& hasChanged) {
         hasChanged = true;
     } catch (const std::exception& exception) {
         hasChanged = !changed.empty();
-        const bool isInUse = AsFailure(exception).GetStatus() == Status::DatabaseInUse;
+        const bool isInUse = AsFailure(exception).status == Status::DatabaseInUse;
         throw Failure(isInUse ? Status::DatabaseInUse : Status::NotRestored,
                       (hasChanged ? changed : "nothing was changed") + ": " + exception.what());
     }

@@ -1,10 +1,8 @@
 #include "Waiting.h"
 
-#include "Report.h"
-#include "Status.h"
+#include "Log.h"
 
 #include <csignal>
-#include <string>
 #include <thread>
 
 namespace {
@@ -14,9 +12,16 @@ constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP};
 // Those that the caller did not ignore.
 sigset_t held;
 
+std::chrono::steady_clock::time_point end;
+
 } // namespace
 
-bool Patience::Wait(const char* whatFor, std::chrono::milliseconds moment) noexcept {
+void WaitAtMost(std::chrono::seconds time) {
+    end = std::chrono::steady_clock::now() + time;
+}
+
+bool Wait(const char* whatFor, int milliseconds) noexcept {
+    static const char* logged = nullptr;
     if (IsInterrupted() || std::chrono::steady_clock::now() >= end) {
         return false;
     }
@@ -24,7 +29,7 @@ bool Patience::Wait(const char* whatFor, std::chrono::milliseconds moment) noexc
         logged = whatFor;
         Log(std::string("waiting for ") + whatFor);
     }
-    std::this_thread::sleep_for(moment);
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     return true;
 }
 
@@ -55,9 +60,7 @@ bool IsInterrupted() noexcept {
 }
 
 void RequireNoSignal() {
-    if (IsInterrupted()) {
-        throw Failure(Status::NotRegistered, "a signal has ended the run");
-    }
+    Require(!IsInterrupted(), Status::NotRegistered, "a signal has ended the run");
 }
 
 void ReleaseSignals() {

@@ -4,36 +4,28 @@
 // The database changes at one moment, at COMMIT: before it all rows are what they were, after it
 // all are what was wanted. So there is nothing in it that would ever have to be undone.
 
-#include "Applications.h"
-#include "Backups.h"
-#include "Database.h"
-#include "Files.h"
-#include "Options.h"
-#include "Places.h"
 #include "Registration.h"
 #include "Report.h"
 #include "Requirements.h"
 #include "Restoring.h"
-#include "Status.h"
 #include "Waiting.h"
 
 #include <algorithm>
 #include <fcntl.h>
 #include <new>
-#include <optional>
-#include <sys/stat.h>
 #include <syslog.h>
-#include <unistd.h>
 
 namespace {
 
+constexpr char FAILED[] = "failed";
 constexpr char NOBACKUP[] = "no backup could be made";
 constexpr char UNPLACED[] = "XManConfigV2.xml cannot be put in place";
 
 class Run {
 public:
-    Run(const Options& asked, Report& result)
-        : options(asked), report(result), patience(asked.wait) {}
+    Run(const Options& asked, Report& result) : options(asked), report(result) {
+        WaitAtMost(options.wait);
+    }
 
     // Does what was asked for. Throws nothing but std::bad_alloc.
     void Do() {
@@ -48,22 +40,47 @@ public:
                 ForApplications();
             }
         } catch (const std::exception& exception) {
-            const Failure failure = AsFailure(exception);
-            const bool isRestore = options.command == Command::Restore;
-            const Status status = failure.GetStatus() == Status::NotRegistered && isRestore
-                                      ? Status::NotRestored
-                                      : failure.GetStatus();
-            report.Fail(status, failure.what());
+            Failure failure = AsFailure(exception);
+            if (failure.status == Status::NotRegistered && options.command == Command::Restore) {
+                failure.status = Status::NotRestored;
+            }
+            report.Fail(failure.status, failure.what());
             // Every application gets its line all the same.
             for (Application& application : report.applications) {
                 if (!application.IsSettled()) {
-                    application.Settle(State::Failed, status, failure.what());
+                    application.state = FAILED;
+                    application.reason = failure.what();
                 }
             }
         }
     }
 
 private:
+    void RestoreBackup() {
+        RequireRoot();
+        RequireNoManager();
+        RequireDatabase(false);
+        RequireBackups(false);
+        // Without it there is no place for a lock, either.
+        Require(KindOf(BACKUPS) != NOTHING, Status::NotRestored, "there is no backup");
+        RequirePlainFile();
+        WithLock([this] {
+            Backup backup = FindBackup(options.words);
+            const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
+                SaveAnything();
+                return Publish(backup);
+            });
+            report.backup = present.name;
+            Log("saved to " + present.Folder());
+            Restore(backup, report.hasChanged);
+            // Nothing from here on may turn it into a failure.
+            report.restored.swap(backup.name);
+            Log("restored: " + report.restored);
+            OrLog(EndAll);
+            OrLog(RemoveOld);
+        });
+    }
+
     // --verify, --dry-run and a registration.
     void ForApplications() {
         const bool onlyLooks = options.command == Command::Verify;
@@ -72,61 +89,66 @@ private:
         }
         shipped = RequireInstallation();
         if (!onlyLooks) {
-            RequireNoManager(patience);
+            RequireNoManager();
         }
         RequireDatabase(true);
         SetupAdobeApplicationList();
         report.applications =
             options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
-        if (report.applications.empty()) {
-            throw Failure(Status::NoApplication, "no supported application is in /Applications");
-        }
+        Require(!report.applications.empty(), Status::NoApplication,
+                "no supported application is in /Applications");
         for (const Application& application : report.applications) {
             if (application.record == nullptr) {
-                report.Fail(application.status, application.path + ": " + application.reason);
+                report.Fail(Status::NoApplication, application.path + ": " + application.reason);
             }
         }
         if (!onlyLooks) {
             RequirePlainFile();
         }
-        registration.emplace(report.applications, patience);
+        registration.emplace(report.applications);
         registration->Execute("BEGIN");
-        const bool areAllRegistered = Look();
+        Look();
         registration->Execute("COMMIT");
         if (onlyLooks) {
             Judge();
-        } else if (!areAllRegistered) {
+        } else if (!missing.empty()) {
             RequireWritableDatabase();
             RequireWritableBackups(writes);
             writes ? WithLock([this] { Transact(); }) : Transact();
         }
     }
 
-    void RestoreBackup() {
-        RequireRoot();
-        RequireNoManager(patience);
-        RequireDatabase(false);
-        RequireBackups(false);
-        if (KindOf(BACKUPS) == Kind::Nothing) {
-            // There is no place for a lock, either.
-            throw Failure(Status::NotRestored, "there is no backup");
+    // Finds out what is in the database and in the configuration folder, and which applications are
+    // missing there.
+    void Look() {
+        hasFile = KindOf(INSTALLEDFILE) == S_IFREG;
+        needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
+        registration->Look();
+        missing.clear();
+        for (Application& application : report.applications) {
+            if (application.record != nullptr) {
+                application.state = !application.differences.empty() ? "not registered"
+                                    : !needsFile                     ? REGISTERED
+                                    : hasFile                        ? "another XManConfigV2.xml"
+                                                                     : "without XManConfigV2.xml";
+            }
+            if (!application.IsSettled()) {
+                missing.push_back(&application);
+            }
         }
-        RequirePlainFile();
-        WithLock([this] {
-            Backup backup = FindBackup(options.words, patience);
-            const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
-                SaveAnything(patience);
-                return Publish(backup);
-            });
-            report.backup = present.name;
-            Log("saved to " + present.Folder());
-            Restore(backup, patience, report.hasChanged);
-            // Nothing from here on may turn it into a failure.
-            report.restored.swap(backup.name);
-            Log("restored: " + report.restored);
-            OrLog(EndAll);
-            OrLog(RemoveOld);
-        });
+    }
+
+    // Says of those that are not registered what is wrong with them.
+    void Judge() {
+        const std::string file =
+            INSTALLEDFILE + (hasFile ? " is not the one that comes with Tamsel" : " is missing");
+        for (Application* one : missing) {
+            if (one->differences.empty()) {
+                report.Fail(*one, Status::NoFile, file);
+            } else {
+                report.Fail(*one, Status::NotRegistered, Sentence(one->differences));
+            }
+        }
     }
 
     // Does what only one run at a time may do. Whatever happens, nothing unfinished is left.
@@ -137,7 +159,7 @@ private:
                 Remove(path);
             }
         };
-        const Descriptor lock(LockRuns(patience));
+        const Descriptor lock(LockRuns());
         OrFail(Status::NoBackup, NOBACKUP, removeLeftovers);
         try {
             work();
@@ -154,63 +176,31 @@ private:
     void Transact() {
         registration->Execute("BEGIN IMMEDIATE");
         // From here on nobody else writes.
-        if (!registration->GetDatabase().IsIntact()) {
-            throw Failure(Status::NotTheDatabase, std::string("the database is damaged") + MENDING);
-        }
-        if (Look()) {
+        Require(registration->IsIntact(), Status::NotTheDatabase,
+                std::string("the database is damaged") + MENDING);
+        Look();
+        if (missing.empty()) {
             return;
         }
         {
             // Still sees what was there before, as others do.
-            Database before(DATABASE, READONLY, patience);
+            Database before(DATABASE, READONLY);
             if (writes) {
                 OrFail(Status::NoBackup, NOBACKUP, [&before] { SaveSound(before); });
             }
             WriteRows(before);
         }
-        if (!paths.empty() && needsFile) {
+        if (!arriving.empty() && needsFile) {
             RequireWritableFile();
         }
-        if (!paths.empty() && writes) {
+        if (!arriving.empty() && writes) {
             Commit();
         }
-        for (Application& application : report.applications) {
-            if (application.state == State::Arriving) {
-                application.changed = writes;
-                application.state = writes ? State::Registered : State::WouldRegister;
-            }
-        }
-    }
-
-    // Finds out what is in the database and in the configuration folder. Returns whether all
-    // applications are registered.
-    bool Look() {
-        hasFile = KindOf(INSTALLEDFILE) == Kind::File;
-        needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
-        registration->Look(report.applications);
-        bool areAllRegistered = true;
-        for (Application& application : report.applications) {
-            if (application.record != nullptr) {
-                application.state = !application.differences.empty() ? State::NotRegistered
-                                    : !needsFile                     ? State::Registered
-                                    : hasFile                        ? State::AnotherFile
-                                                                     : State::WithoutFile;
-            }
-            areAllRegistered = areAllRegistered && application.IsSettled();
-        }
-        return areAllRegistered;
-    }
-
-    // Says of those that are not registered what is wrong with them.
-    void Judge() {
-        for (Application& application : report.applications) {
-            if (!application.IsSettled()) {
-                const bool hasRows = application.differences.empty();
-                const std::string what =
-                    hasFile ? " is not the one that comes with Tamsel" : " is missing";
-                report.Fail(application, application.state,
-                            hasRows ? Status::NoFile : Status::NotRegistered,
-                            hasRows ? INSTALLEDFILE + what : Sentence(application.differences));
+        for (Application* application : arriving) {
+            application->changed = writes;
+            application->state = writes ? REGISTERED : "would register";
+            if (writes) {
+                Log("registered: " + application->path);
             }
         }
     }
@@ -218,37 +208,27 @@ private:
     // Writes the rows that are missing: of each application all, or none. Those that will be
     // registered if this is committed are arriving. before sees the database as it was.
     void WriteRows(Database& before) {
-        std::vector<std::string> numbers;
-        for (Application& application : report.applications) {
-            if (!application.IsSettled()) {
-                try {
-                    if (!application.differences.empty()) {
-                        registration->Write(application, report.applications);
-                        numbers.push_back(application.Number());
-                    }
-                    paths.push_back(application.path);
-                    application.state = State::Arriving;
-                } catch (const std::exception& exception) {
-                    RequireNoSignal();
-                    if (!registration->GetDatabase().IsInTransaction()) {
-                        throw Failure(Status::NotRegistered,
-                                      application.path
-                                          + " ended the transaction: " + exception.what());
-                    }
-                    report.Fail(application, State::Failed, Status::NotRegistered,
-                                exception.what());
+        for (Application* application : missing) {
+            try {
+                if (!application->differences.empty()) {
+                    registration->Write(*application);
                 }
+                arriving.push_back(application);
+            } catch (const std::exception& exception) {
+                RequireNoSignal();
+                Require(registration->IsInTransaction(), Status::NotRegistered,
+                        application->path + " ended the transaction: " + exception.what());
+                application->state = FAILED;
+                report.Fail(*application, Status::NotRegistered, exception.what());
             }
         }
         // A trigger, or what was written later, may have changed what was right before.
-        registration->RequireOthersUnchanged(before, numbers);
-        registration->Look(report.applications);
+        registration->RequireOthersUnchanged(before);
+        registration->Look();
         for (const Application& application : report.applications) {
-            const bool counts = application.state <= State::Registered;
-            if (counts && !application.differences.empty()) {
-                throw Failure(Status::NotRegistered,
-                              application.path + " would not be registered in the end");
-            }
+            Require(application.differences.empty() || application.state == FAILED,
+                    Status::NotRegistered,
+                    application.path + " would not be registered in the end");
         }
     }
 
@@ -261,7 +241,7 @@ private:
         }
         RequireNoSignal();
         const Backup backup =
-            OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(paths, shipped); });
+            OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(arriving, shipped); });
         report.backup = backup.name;
         report.hasChanged = true;
         try {
@@ -274,9 +254,7 @@ private:
             Log(std::string("looking whether the rows were written: ") + failure.what());
             if (!IsCommitted()) {
                 OrLog([this, &backup] {
-                    if (needsFile) {
-                        TakeBackFile();
-                    }
+                    TakeBackFile();
                     Withdraw(backup);
                     report.backup.clear();
                     report.hasChanged = false;
@@ -287,9 +265,6 @@ private:
         OrLog([&backup] { End(backup); });
         OrLog(RemoveOld);
         Log("saved to " + backup.Folder());
-        for (const std::string& path : paths) {
-            Log("registered: " + path);
-        }
     }
 
     // Makes a copy of the shipped file, with the owner and mode of the present one, or root's. The
@@ -304,9 +279,9 @@ private:
     }
 
     void TakeBackFile() const {
-        if (hasFile) {
+        if (needsFile && hasFile) {
             Rename(OLDFILE, INSTALLEDFILE);
-        } else {
+        } else if (needsFile) {
             Remove(INSTALLEDFILE);
             SyncFolder(CONFIGURATION);
         }
@@ -315,29 +290,26 @@ private:
     // Whether COMMIT has worked although it failed: once the rows are on the disk, an error while
     // tidying up proves nothing. What a connection of its own finds decides.
     bool IsCommitted() {
-        if (registration->GetDatabase().IsInTransaction()) {
+        if (registration->IsInTransaction()) {
             return false;
         }
         registration.reset();
-        Registration(report.applications, patience).Look(report.applications);
-        return std::all_of(report.applications.begin(), report.applications.end(),
-                           [](const Application& application) {
-                               return application.state != State::Arriving
-                                      || application.differences.empty();
-                           });
+        Registration(report.applications).Look();
+        return std::all_of(arriving.begin(), arriving.end(),
+                           [](const Application* one) { return one->differences.empty(); });
     }
 
     const Options& options;
     Report& report;
-    Patience patience;
     const bool writes = options.command == Command::Register;
     // The XManConfigV2.xml that comes with Tamsel; whether there is one, and whether it is needed.
     std::string shipped;
     bool hasFile = false;
     bool needsFile = false;
     std::optional<Registration> registration;
-    // Of those that are arriving.
-    std::vector<std::string> paths;
+    // Those that are not registered yet; those that a COMMIT will register.
+    std::vector<Application*> missing;
+    std::vector<Application*> arriving;
 };
 
 // A file that is opened must not become standard output.
@@ -370,18 +342,19 @@ int main(int argc, char* argv[]) {
             output = options.json ? Json(report, options.command) : Lines(report);
         }
     } catch (const Failure& failure) {
-        report.Fail(failure.GetStatus(), failure.what());
+        report.Fail(failure.status, failure.what());
     } catch (const std::bad_alloc&) {
         isWritten = false;
     }
-    if (!isWritten || !WriteOut(output)) {
+    isWritten = isWritten && std::fwrite(output.data(), 1, output.size(), stdout) == output.size();
+    if (std::fclose(stdout) != 0 || !isWritten) {
         report.status = Status::NotWritten;
         Log("the result could not be written");
     }
     if (report.hasChanged) {
         OrLog([&report] {
             const Backup before{report.backup};
-            Log(KindOf(before.Database()) == Kind::File
+            Log(KindOf(before.Database()) == S_IFREG
                     ? "to bring back the state before: sudo tamsel-deploy --restore " + before.name
                     : "what was there before is in " + before.Folder());
         });

@@ -1,0 +1,69 @@
+#include "Log.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <locale>
+#include <new>
+#include <syslog.h>
+
+namespace {
+
+unsigned Byte(const std::string& text, std::size_t position) {
+    return position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
+}
+
+// How many bytes from position on form one UTF-8 character, or 0.
+std::size_t CharacterAt(const std::string& text, std::size_t position) {
+    using Utf8 = std::codecvt<char32_t, char, std::mbstate_t>;
+    std::mbstate_t state{};
+    const int size = std::use_facet<Utf8>(std::locale::classic())
+                         .length(state, &text[position], text.data() + text.size(), 1);
+    // Some libraries take half of a surrogate pair for a character.
+    const bool isHalf = Byte(text, position) == 0xED && Byte(text, position + 1) >= 0xA0;
+    return isHalf ? 0 : static_cast<std::size_t>(size);
+}
+
+} // namespace
+
+void Log(const std::string& text) noexcept {
+    try {
+        const std::string line = Escaped(text);
+        std::fprintf(stderr, "%s tamsel-deploy: %s\n", Now().c_str(), line.c_str());
+        syslog(LOG_NOTICE, "%s", line.c_str());
+    } catch (const std::bad_alloc&) { // NOLINT
+    }
+}
+
+std::string Now() {
+    constexpr std::time_t LATEST = 253402300799; // of the years that have four digits
+    const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LATEST);
+    std::tm parts{};
+    char text[sizeof "2026-01-31T23:59:59Z"];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&now, &parts));
+    return text;
+}
+
+std::string Escaped(const std::string& text, bool json) {
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    std::string escaped;
+    for (std::size_t i = 0, size = 0; i < text.size(); i += size) {
+        const std::size_t character = CharacterAt(text, i);
+        size = std::max<std::size_t>(character, 1);
+        const unsigned byte = Byte(text, i);
+        const bool isFarControl = byte == 0x7F || (byte == 0xC2 && Byte(text, i + 1) < 0xA0);
+        if (byte == '\\' || (json && byte == '"')) {
+            escaped += {'\\', text[i]};
+        } else if (byte == '\n') {
+            escaped += "\\n";
+        } else if (character == 0 || byte < 0x20 || (!json && isFarControl)) {
+            for (std::size_t j = i; j < i + size; ++j) {
+                escaped += !json ? "\\x" : character == 0 ? "\\\\x" : "\\u00";
+                escaped += {DIGITS[Byte(text, j) / 16], DIGITS[Byte(text, j) % 16]};
+            }
+        } else {
+            escaped += text.substr(i, size);
+        }
+    }
+    return escaped;
+}
