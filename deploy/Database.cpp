@@ -1,7 +1,5 @@
 #include "Database.h"
 
-#include "Waiting.h"
-
 #include <new>
 #include <system_error>
 #include <unistd.h>
@@ -43,10 +41,6 @@ void Database::Check(int code) {
     }
 }
 
-void Database::Execute(const std::string& sql) {
-    Check(sqlite3_exec(Handle(), sql.c_str(), nullptr, nullptr, nullptr));
-}
-
 std::string Database::Value(const std::string& sql) {
     Statement statement(*this, sql);
     statement.Next();
@@ -56,9 +50,7 @@ std::string Database::Value(const std::string& sql) {
 void Database::CopyFrom(Database& source) {
     constexpr int PAGES = 256; // between two looks for a signal
     sqlite3_backup* backup = sqlite3_backup_init(Handle(), "main", source.Handle(), "main");
-    if (backup == nullptr) {
-        Check(sqlite3_errcode(Handle()));
-    }
+    Check(backup == nullptr ? sqlite3_errcode(Handle()) : SQLITE_OK);
     int code = SQLITE_OK;
     while (code == SQLITE_OK && !IsInterrupted()) {
         code = sqlite3_backup_step(backup, PAGES);
@@ -96,15 +88,14 @@ std::string Statement::Text(int column) {
 bool Statement::IsSameRow(Statement& other) {
     sqlite3_stmt* one = handle.get();
     sqlite3_stmt* two = other.handle.get();
-    for (int i = 0; i < Columns(); ++i) {
+    bool isSame = true;
+    for (int i = 0; i < Columns() && isSame; ++i) {
         // As a text, a floating-point number loses digits.
-        if (sqlite3_column_type(one, i) != sqlite3_column_type(two, i)
-            || sqlite3_column_double(one, i) != sqlite3_column_double(two, i)
-            || Text(i) != other.Text(i)) {
-            return false;
-        }
+        isSame = sqlite3_column_type(one, i) == sqlite3_column_type(two, i)
+                 && sqlite3_column_double(one, i) == sqlite3_column_double(two, i)
+                 && Text(i) == other.Text(i);
     }
-    return true;
+    return isSame;
 }
 
 Failure AsFailure(const std::exception& exception) {

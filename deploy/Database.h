@@ -33,7 +33,9 @@ public:
     Database(const std::string& path, const char* how);
 
     // Runs statements; rows that they yield are skipped.
-    void Execute(const std::string& sql);
+    void Execute(const std::string& sql) {
+        Check(sqlite3_exec(Handle(), sql.c_str(), nullptr, nullptr, nullptr));
+    }
     // The first value of the only row that a statement yields.
     std::string Value(const std::string& sql);
     // Whether everything in the database, looked at from end to end, is intact.

@@ -1,7 +1,6 @@
 #include "Requirements.h"
 
 #include "Backups.h"
-#include "Waiting.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -29,10 +28,6 @@ bool IsPlainFile(const std::string& path, Status another) {
     const mode_t kind = KindOf(path);
     Require(kind == NOTHING || kind == S_IFREG, another, path + " is not a plain file");
     return kind == S_IFREG;
-}
-
-void RequireAccess(const std::string& path, Status status, const std::string& what) {
-    OrFail(status, what, [&path] { Checked(access(path.c_str(), W_OK), path); });
 }
 
 // Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
@@ -93,10 +88,8 @@ void RequirePlainFile() {
     IsPlainFile(INSTALLEDFILE, Status::NoFile);
 }
 
-void RequireWritableDatabase() {
-    for (const std::string& path : {DATABASE, DATABASEFOLDER}) {
-        RequireAccess(path, Status::NotRegistered, "the database cannot be written");
-    }
+void RequireWritable(const std::string& path, Status status, const std::string& what) {
+    OrFail(status, what, [&path] { Checked(access(path.c_str(), W_OK), path); });
 }
 
 void RequireWritableBackups(bool make) {
@@ -109,10 +102,6 @@ void RequireWritableBackups(bool make) {
         Checked(access(folder.c_str(), W_OK), folder);
         IsPlainFile(LOCKFILE, Status::NoBackup);
     });
-}
-
-void RequireWritableFile() {
-    RequireAccess(CONFIGURATION, Status::NoFile, FILENAME + " cannot be put in place");
 }
 
 int LockRuns() {

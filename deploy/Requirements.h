@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include "Log.h"
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
 // what does not hold. None changes anything, unless stated otherwise.
@@ -18,12 +18,13 @@ void RequireNoManager();
 void RequireDatabase(bool mustBeThere);
 void RequirePlainFile();
 
-// As far as the permissions tell, the database can be written; or the folder of the backups, which
-// is created if make is set, otherwise the nearest one above it that exists, and the lock; or
-// XManConfigV2.xml.
-void RequireWritableDatabase();
+// As far as the permissions tell, a file or folder can be written; or, if not, this status and what
+// the message begins with.
+void RequireWritable(const std::string& path, Status status, const std::string& what);
+
+// The same for the lock and the folder of the backups, which is created if make is set, otherwise
+// the nearest one above it that exists.
 void RequireWritableBackups(bool make);
-void RequireWritableFile();
 
 // Makes sure that only one run at a time changes anything, as long as the descriptor that it
 // returns is open. Waits for another run. The lock's folder must exist.

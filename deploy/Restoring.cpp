@@ -1,7 +1,5 @@
 #include "Restoring.h"
 
-#include "Waiting.h"
-
 #include <algorithm>
 
 namespace {

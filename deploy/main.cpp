@@ -8,7 +8,6 @@
 #include "Report.h"
 #include "Requirements.h"
 #include "Restoring.h"
-#include "Waiting.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -19,6 +18,7 @@ namespace {
 
 constexpr char FAILED[] = "failed";
 constexpr char NOBACKUP[] = "no backup could be made";
+constexpr char UNWRITABLE[] = "the database cannot be written";
 constexpr char UNPLACED[] = "XManConfigV2.xml cannot be put in place";
 
 class Run {
@@ -112,7 +112,8 @@ private:
         if (onlyLooks) {
             Judge();
         } else if (!missing.empty()) {
-            RequireWritableDatabase();
+            RequireWritable(DATABASE, Status::NotRegistered, UNWRITABLE);
+            RequireWritable(DATABASEFOLDER, Status::NotRegistered, UNWRITABLE);
             RequireWritableBackups(writes);
             writes ? WithLock([this] { Transact(); }) : Transact();
         }
@@ -143,11 +144,9 @@ private:
         const std::string file =
             INSTALLEDFILE + (hasFile ? " is not the one that comes with Tamsel" : " is missing");
         for (Application* one : missing) {
-            if (one->differences.empty()) {
-                report.Fail(*one, Status::NoFile, file);
-            } else {
-                report.Fail(*one, Status::NotRegistered, Sentence(one->differences));
-            }
+            one->differences.empty()
+                ? report.Fail(*one, Status::NoFile, file)
+                : report.Fail(*one, Status::NotRegistered, Sentence(one->differences));
         }
     }
 
@@ -182,16 +181,9 @@ private:
         if (missing.empty()) {
             return;
         }
-        {
-            // Still sees what was there before, as others do.
-            Database before(DATABASE, READONLY);
-            if (writes) {
-                OrFail(Status::NoBackup, NOBACKUP, [&before] { SaveSound(before); });
-            }
-            WriteRows(before);
-        }
+        WriteRows();
         if (!arriving.empty() && needsFile) {
-            RequireWritableFile();
+            RequireWritable(CONFIGURATION, Status::NoFile, UNPLACED);
         }
         if (!arriving.empty() && writes) {
             Commit();
@@ -205,9 +197,14 @@ private:
         }
     }
 
-    // Writes the rows that are missing: of each application all, or none. Those that will be
-    // registered if this is committed are arriving. before sees the database as it was.
-    void WriteRows(Database& before) {
+    // Saves what is there, and writes the rows that are missing: of each application all, or none.
+    // Those that will be registered if this is committed are arriving.
+    void WriteRows() {
+        // Still sees what was there before, as others do.
+        Database before(DATABASE, READONLY);
+        if (writes) {
+            OrFail(Status::NoBackup, NOBACKUP, [&before] { SaveSound(before); });
+        }
         for (Application* application : missing) {
             try {
                 if (!application->differences.empty()) {
