@@ -3,41 +3,31 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
-#include <fcntl.h>
 #include <ftw.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace {
 
 using Buffer = std::array<char, 65536>;
 
-// The descriptor of a file to be read. O_NONBLOCK, so that nobody's pipe keeps root waiting.
-int Opened(const std::string& path) {
-    constexpr int READING = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    return Checked(open(path.c_str(), READING), path);
-}
-
-// The descriptor of a new file.
-int Made(const std::string& path) {
-    constexpr int MAKING = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    return Checked(open(path.c_str(), MAKING, 0600), path);
-}
+// With O_NONBLOCK nobody's pipe keeps root waiting.
+constexpr int READING = O_RDONLY | O_NONBLOCK;
+constexpr int MAKING = O_WRONLY | O_CREAT | O_EXCL;
 
 // The next bytes of an open file, as many as the buffer can hold; none at its end.
-std::string_view Read(const Descriptor& file, Buffer& buffer, const std::string& path) {
-    const int size = Checked(read(file.number, buffer.data(), buffer.size()), path);
+std::string_view Read(const File& file, Buffer& buffer) {
+    const int size = Checked(read(file.number, buffer.data(), buffer.size()), file.path);
     return {buffer.data(), static_cast<std::size_t>(size)};
 }
 
-void Write(const Descriptor& file, std::string_view bytes, const std::string& path) {
+void Write(const File& file, std::string_view bytes) {
     while (!bytes.empty()) {
-        const int written = Checked(write(file.number, bytes.data(), bytes.size()), path);
+        const int written = Checked(write(file.number, bytes.data(), bytes.size()), file.path);
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
 }
 
-void Sync(const Descriptor& file, const std::string& path) {
+void Sync(const File& file, const std::string& path) {
 #ifdef F_FULLFSYNC
     // Not every file system supports it.
     if (fcntl(file.number, F_FULLFSYNC) == 0) {
@@ -81,30 +71,30 @@ bool HoldSame(const std::string& one, const std::string& other) {
     if (KindOf(one) != S_IFREG || KindOf(other) != S_IFREG) {
         return false;
     }
-    const Descriptor files[] = {Descriptor(Opened(one)), Descriptor(Opened(other))};
+    const File files[] = {{one, READING}, {other, READING}};
     Buffer buffers[2];
-    while (true) {
-        const std::string_view bytes = Read(files[0], buffers[0], one);
-        const std::string_view others = Read(files[1], buffers[1], other);
-        if (bytes != others || bytes.empty()) {
-            return bytes == others;
-        }
-    }
+    std::string_view bytes;
+    std::string_view others;
+    do {
+        bytes = Read(files[0], buffers[0]);
+        others = Read(files[1], buffers[1]);
+    } while (bytes == others && !bytes.empty());
+    return bytes == others;
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
-    const Descriptor file(Made(path));
-    Write(file, content, path);
+    const File file(path, MAKING);
+    Write(file, content);
     Sync(file, path);
 }
 
 void CopyFile(const std::string& from, const std::string& to, const struct stat& like) {
-    const Descriptor source(Opened(from));
+    const File source(from, READING);
     {
-        const Descriptor copy(Made(to));
+        const File copy(to, MAKING);
         Buffer buffer;
-        for (std::string_view bytes; bytes = Read(source, buffer, from), !bytes.empty();) {
-            Write(copy, bytes, to);
+        for (std::string_view bytes; bytes = Read(source, buffer), !bytes.empty();) {
+            Write(copy, bytes);
         }
     }
     MakeLike(to, like);
@@ -112,7 +102,7 @@ void CopyFile(const std::string& from, const std::string& to, const struct stat&
 
 void MakeLike(const std::string& path, const struct stat& like) {
     constexpr mode_t PERMISSIONS = 07777;
-    const Descriptor file(Opened(path));
+    const File file(path, READING);
     Checked(fchown(file.number, like.st_uid, like.st_gid), path);
     Checked(fchmod(file.number, like.st_mode & PERMISSIONS), path);
     Sync(file, path);
@@ -135,5 +125,5 @@ void Remove(const std::string& path) {
 }
 
 void SyncFolder(const std::string& path) {
-    Sync(Descriptor(Opened(path + "/.")), path);
+    Sync({path + "/.", READING}, path);
 }

@@ -3,6 +3,7 @@
 #include "PathUtils.h"
 #include "Tables.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,12 +14,15 @@
 // Returns the result of a system call, or throws if it is -1.
 int Checked(long result, const std::string& path);
 
-// An open file, closed at the end of its scope.
-struct Descriptor {
-    explicit Descriptor(int opened) : number(opened) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(number); }
+// An open file, closed at the end of its scope. No program that is started inherits it.
+struct File {
+    File(const std::string& name, int how)
+        : path(name),
+          number(Checked(open(name.c_str(), how | O_NOFOLLOW | O_CLOEXEC, 0600), name)) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() { close(number); }
+    const std::string path;
     const int number;
 };
 

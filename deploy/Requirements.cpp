@@ -2,7 +2,6 @@
 
 #include "Backups.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #ifdef __APPLE__
@@ -104,17 +103,16 @@ void RequireWritableBackups(bool make) {
     });
 }
 
-int LockRuns() {
-    constexpr int MAKING = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+std::unique_ptr<File> LockRuns() {
     return OrFail(Status::NoBackup, "no lock could be made", [] {
-        const int file = Checked(open(LOCKFILE.c_str(), MAKING, 0600), LOCKFILE);
-        while (flock(file, LOCK_EX | LOCK_NB) == -1) {
+        auto lock = std::make_unique<File>(LOCKFILE, O_RDWR | O_CREAT);
+        while (flock(lock->number, LOCK_EX | LOCK_NB) == -1) {
             Checked(errno == EWOULDBLOCK ? 0 : -1, LOCKFILE);
             const bool goesOn = Wait("another run to end");
             RequireNoSignal();
             Require(goesOn, Status::AnotherRun,
                     "another run is at work; sudo lsof \"" + LOCKFILE + "\" names it");
         }
-        return file;
+        return lock;
     });
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "Files.h"
 #include "Log.h"
+
+#include <memory>
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
 // what does not hold. None changes anything, unless stated otherwise.
@@ -26,6 +29,6 @@ void RequireWritable(const std::string& path, Status status, const std::string& 
 // the nearest one above it that exists.
 void RequireWritableBackups(bool make);
 
-// Makes sure that only one run at a time changes anything, as long as the descriptor that it
-// returns is open. Waits for another run. The lock's folder must exist.
-int LockRuns();
+// Makes sure that only one run at a time changes anything, as long as the file that it returns is
+// open. Waits for another run. The lock's folder must exist.
+std::unique_ptr<File> LockRuns();

@@ -10,7 +10,6 @@
 #include "Restoring.h"
 
 #include <algorithm>
-#include <fcntl.h>
 #include <new>
 #include <syslog.h>
 
@@ -158,7 +157,7 @@ private:
                 Remove(path);
             }
         };
-        const Descriptor lock(LockRuns());
+        const std::unique_ptr<File> lock = LockRuns();
         OrFail(Status::NoBackup, NOBACKUP, removeLeftovers);
         try {
             work();
