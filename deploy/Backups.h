@@ -20,14 +20,12 @@ struct Backup {
     std::string File() const { return Folder() + "/" + FILENAME; }
 };
 
-// Makes sure that only root can have filled the folder of the backups. If make is set, creates it
-// and gives it the mode 0700. Throws a Failure with Status::NoBackup.
+// Makes sure that only root can have filled the folder of the backups, which it creates if make is
+// set. Otherwise throws a Failure with Status::NoBackup.
 void RequireBackups(bool make);
 
-// All backups, the oldest first.
+// All backups, the oldest first; the newest that was made before a registration.
 std::vector<Backup> AllBackups();
-
-// The newest that was made before a registration, if there is one.
 std::optional<Backup> BeforeLastRegistration();
 
 // Whether what is in the database's place, a plain file, begins as a database does, or is empty as
@@ -57,6 +55,5 @@ void Withdraw(const Backup& backup);
 void End(const Backup& backup);
 void EndAll();
 
-// Removes all but the first backup, the one before the last registration, and the five newest of
-// the others.
+// Removes all but the first one, the one before the last registration, and the newest five others.
 void RemoveOld();

@@ -4,14 +4,14 @@
 #include <system_error>
 #include <unistd.h>
 
-Database::Database(const std::string& path, const char* how) : itsPath(path) {
+Database::Database(const std::string& name, const char* how) : path(name) {
     constexpr int FLAGS =
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     constexpr int OPERATIONS = 10000; // of SQLite's machine, between two looks for a signal
     const auto waitForLock = [](void*, int) { return Wait(THEDATABASE) ? 1 : 0; };
     const auto endAtSignal = [](void*) { return IsInterrupted() ? 1 : 0; };
     sqlite3* opened = nullptr;
-    const int code = sqlite3_open_v2(("file:" + path + how).c_str(), &opened, FLAGS, nullptr);
+    const int code = sqlite3_open_v2(("file:" + name + how).c_str(), &opened, FLAGS, nullptr);
     handle.reset(opened);
     Check(code);
     sqlite3_busy_handler(opened, waitForLock, nullptr);
@@ -20,7 +20,7 @@ Database::Database(const std::string& path, const char* how) : itsPath(path) {
 
 void Database::Check(int code) {
     constexpr int PRIMARY = 0xFF;
-    const int error = code == SQLITE_OK ? 0 : sqlite3_system_errno(Handle());
+    const int error = code == SQLITE_OK ? 0 : sqlite3_system_errno(handle.get());
     switch (code & PRIMARY) {
     case SQLITE_OK:
         return;
@@ -30,9 +30,9 @@ void Database::Check(int code) {
     case SQLITE_BUSY:
         RequireNoSignal();
         throw Failure(Status::DatabaseInUse,
-                      "the database is in use; sudo lsof \"" + itsPath + "\" names the program");
+                      "the database is in use; sudo lsof \"" + path + "\" names the program");
     default:
-        std::string message = itsPath + ": " + sqlite3_errmsg(Handle());
+        std::string message = path + ": " + sqlite3_errmsg(handle.get());
         message += error == 0 ? "" : ", " + std::generic_category().message(error);
         if ((code & PRIMARY) == SQLITE_CANTOPEN && error != EACCES) {
             message += " (in write-ahead mode, its folder must be writable)";
@@ -49,8 +49,8 @@ std::string Database::Value(const std::string& sql) {
 
 void Database::CopyFrom(Database& source) {
     constexpr int PAGES = 256; // between two looks for a signal
-    sqlite3_backup* backup = sqlite3_backup_init(Handle(), "main", source.Handle(), "main");
-    Check(backup == nullptr ? sqlite3_errcode(Handle()) : SQLITE_OK);
+    sqlite3_backup* backup = sqlite3_backup_init(handle.get(), "main", source.handle.get(), "main");
+    Check(backup == nullptr ? sqlite3_errcode(handle.get()) : SQLITE_OK);
     int code = SQLITE_OK;
     while (code == SQLITE_OK && !IsInterrupted()) {
         code = sqlite3_backup_step(backup, PAGES);
@@ -62,15 +62,15 @@ void Database::CopyFrom(Database& source) {
     Check(code == SQLITE_DONE ? end : code);
 }
 
-Statement::Statement(Database& database, const std::string& sql) : itsDatabase(database) {
+Statement::Statement(Database& database, const std::string& sql) : owner(database) {
     sqlite3_stmt* compiled = nullptr;
-    database.Check(sqlite3_prepare_v2(database.Handle(), sql.c_str(), -1, &compiled, nullptr));
+    database.Check(sqlite3_prepare_v2(database.handle.get(), sql.c_str(), -1, &compiled, nullptr));
     handle.reset(compiled);
 }
 
 bool Statement::Next() {
     const int code = sqlite3_step(handle.get());
-    itsDatabase.Check(code == SQLITE_ROW || code == SQLITE_DONE ? SQLITE_OK : code);
+    owner.Check(code == SQLITE_ROW || code == SQLITE_DONE ? SQLITE_OK : code);
     return code == SQLITE_ROW;
 }
 

@@ -20,43 +20,36 @@ struct DatabaseError : std::runtime_error {
     }
 };
 
-// How a database is opened. What may not be written is opened for reading only.
+// How a database is opened. Nobody writes to one that is immutable, so no lock is taken and no file
+// is made beside it.
 inline constexpr char READWRITE[] = "?mode=rw";
 inline constexpr char READONLY[] = "?mode=ro";
 inline constexpr char CREATED[] = "?mode=rwc";
-// Nobody writes to it, so no lock is taken and no file is made beside it.
 inline constexpr char IMMUTABLE[] = "?mode=ro&immutable=1";
 
-class Database {
-public:
-    // Opens the database at an absolute path.
-    Database(const std::string& path, const char* how);
-
+struct Database {
+    Database(const std::string& name, const char* how);
     // Runs statements; rows that they yield are skipped.
     void Execute(const std::string& sql) {
-        Check(sqlite3_exec(Handle(), sql.c_str(), nullptr, nullptr, nullptr));
+        Check(sqlite3_exec(handle.get(), sql.c_str(), nullptr, nullptr, nullptr));
     }
     // The first value of the only row that a statement yields.
     std::string Value(const std::string& sql);
     // Whether everything in the database, looked at from end to end, is intact.
     bool IsIntact() { return Value("PRAGMA main.integrity_check") == "ok"; }
     // Whether a transaction is open. A statement that fails may have ended it.
-    bool IsInTransaction() { return sqlite3_get_autocommit(Handle()) == 0; }
+    bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
-    sqlite3* Handle() { return handle.get(); }
     // Throws unless a result code means success.
     void Check(int code);
 
-private:
-    std::string itsPath;
+    const std::string path;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle{nullptr, sqlite3_close};
 };
 
-class Statement {
-public:
+struct Statement {
     Statement(Database& database, const std::string& sql);
-
     // Goes to the next row, or after the last one to the first. Returns false if there is none.
     bool Next();
     int Columns() { return sqlite3_column_count(handle.get()); }
@@ -67,8 +60,7 @@ public:
     // Whether the current row holds the same values as another statement's, types included.
     bool IsSameRow(Statement& other);
 
-private:
-    Database& itsDatabase;
+    Database& owner;
     std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> handle{nullptr, sqlite3_finalize};
 };
 

@@ -30,7 +30,6 @@ struct File {
 mode_t KindOf(const std::string& path);
 inline constexpr mode_t NOTHING = 0;
 
-// The owner and mode of what is at the path.
 struct stat StatusOf(const std::string& path);
 
 // The path with all links resolved, or "" if nothing is there.
@@ -47,8 +46,8 @@ void CopyFile(const std::string& from, const std::string& to, const struct stat&
 // Gives a file the owner and mode of another, and syncs it to disk.
 void MakeLike(const std::string& path, const struct stat& like);
 
-// Gives a file or folder another name, atomically replacing what has that name, and syncs the
-// folder of the new name to disk.
+// Gives a file or folder another name, atomically replacing what has that name, and syncs this to
+// disk.
 void Rename(const std::string& from, const std::string& to);
 
 // Removes a file, or a folder and everything in it, if there is one.
@@ -57,15 +56,13 @@ void Remove(const std::string& path);
 // Syncs the names in a folder to disk. The folder may be a link.
 void SyncFolder(const std::string& path);
 
-// The places of the Extension Manager follow from that of its database.
+// The places of the Extension Manager, which follow from that of its database, and the own ones.
 inline const std::string DATABASE = EXMANDBPATH;
 inline const std::string DATABASEFOLDER = GetParentDirectory(DATABASE);
 inline const std::string DATABASENAME = DATABASE.substr(DATABASEFOLDER.size() + 1);
 inline const std::string CONFIGURATION = GetParentDirectory(DATABASEFOLDER);
 inline const std::string FILENAME = "XManConfigV2.xml";
 inline const std::string INSTALLEDFILE = CONFIGURATION + "/" + FILENAME;
-
-// tamsel-deploy's own places.
 inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
 inline const std::string LOCKFILE = OWNFOLDER + "/lock";
 inline const std::string BACKUPS = OWNFOLDER + "/Backups";

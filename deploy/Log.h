@@ -25,8 +25,7 @@ enum class Status : unsigned char {
 
 // What ends a run, or the registration of an application: a status, and a sentence for the log.
 struct Failure : std::runtime_error {
-    Failure(Status meaning, const std::string& reason)
-        : std::runtime_error(reason), status(meaning) {}
+    Failure(Status meaning, const std::string& why) : std::runtime_error(why), status(meaning) {}
     Status status;
 };
 
@@ -36,8 +35,7 @@ inline void Require(bool holds, Status status, const std::string& otherwise) {
     }
 }
 
-// Runs an action. Anything it throws but a Failure becomes one, with this status and with "what: "
-// before its own message.
+// Anything that the action throws but a Failure becomes one, with "what: " before its message.
 template <typename Action>
 auto OrFail(Status status, const std::string& what, Action action) {
     try {
@@ -49,8 +47,7 @@ auto OrFail(Status status, const std::string& what, Action action) {
     }
 }
 
-// Writes a line with the time to standard error, and the text to the system's log. What cannot be
-// logged changes nothing else.
+// Writes a line with the time to standard error, and the text to the system's log, if it can.
 void Log(const std::string& text) noexcept;
 
 // Runs what only tidies up. A failure is logged and left to the next run.
@@ -68,25 +65,20 @@ std::string Now();
 
 // The text as one line of UTF-8 that can be read back: a line break as \n, a backslash as \\, other
 // control characters and bytes that are not UTF-8 as \xHH. Or as the contents of a JSON string,
-// where only the bytes that are not UTF-8 become \xHH.
+// where only those bytes become \xHH.
 std::string Escaped(const std::string& text, bool json = false);
 
-// From here on, Wait returns true for as long as this in all.
+// Waits for a moment, and logs what for unless it was for the same the last time. Returns false, at
+// once, if a signal has arrived or the time that WaitAtMost has set, for all, is up.
+bool Wait(const char* whatFor, int milliseconds = 10) noexcept;
 void WaitAtMost(std::chrono::seconds time);
 
-// Waits for a moment, and logs what for unless it was for the same the last time. Returns false, at
-// once, if the time is up or a signal has arrived.
-bool Wait(const char* whatFor, int milliseconds = 10) noexcept;
-
-// From here on, SIGINT, SIGTERM and SIGHUP wait until the run is ready to end, except those that
-// the caller ignored. Writing to a closed pipe, or beyond the limit of a file's size, is only an
+// Between these two SIGINT, SIGTERM and SIGHUP wait, except those that the caller ignored; then
+// they end the process. Writing to a closed pipe, or beyond the largest size of a file, is an
 // error.
 void HoldSignals();
+void ReleaseSignals();
 
-// Whether a signal is pending, so that the run must end. RequireNoSignal throws a Failure with
-// Status::NotRegistered if so.
+// Whether one of them waits. RequireNoSignal throws a Failure with Status::NotRegistered if so.
 bool IsInterrupted() noexcept;
 void RequireNoSignal();
-
-// Lets the signals in: a pending one ends the process.
-void ReleaseSignals();

@@ -7,7 +7,7 @@
 // Those that are for applications come first.
 enum class Command : unsigned char { Register, DryRun, Verify, Restore, List, Help, Version };
 
-// Its name in the result as JSON, such as "dry-run".
+// Such as "dry-run".
 std::string Name(Command command);
 
 // What was asked for on the command line.
@@ -20,8 +20,8 @@ struct Options {
     std::vector<std::string> words;
 };
 
-// Throws a Failure with Status::WrongUsage; prints nothing.
+// Throws a Failure with Status::WrongUsage.
 Options ReadOptions(int argc, char* argv[]);
 
-// What -h prints, at most 80 columns wide.
+// What -h prints.
 std::string Help();

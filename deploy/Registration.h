@@ -11,15 +11,12 @@ class Registration : public Database {
 public:
     // Applications without a record are left alone.
     explicit Registration(std::vector<Application>& asked);
-
     // Sets each application's differences; there are none if its rows are registered.
     void Look();
-
     // Writes what is missing of an application's rows, in a transaction. If that fails or is not
     // what arrives, or if rows of other products go, leaves all as it was and throws a Failure or a
     // DatabaseError; what failed may have ended the transaction, too.
     void Write(const Application& application);
-
     // Throws a Failure unless all rows are what another connection sees, apart from those of the
     // products that were written.
     void RequireOthersUnchanged(Database& before);

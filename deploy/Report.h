@@ -9,7 +9,7 @@ struct Report {
     // Of the first failure, and what the log said of it.
     Status status = Status::Done;
     std::string reason;
-    // The names of the backup that the run made or used and of the one that it restored, or empty.
+    // The backup that the run made or used, and the one that it restored; names, or empty.
     std::string backup;
     std::string restored;
     // Whether anything of the Extension Manager's has changed, or may have.
@@ -23,8 +23,6 @@ struct Report {
     void Fail(Application& application, Status failure, const std::string& why);
 };
 
-// The result as lines.
+// The result as lines, or as one line of JSON.
 std::string Lines(const Report& report);
-
-// The result of a command as one line of JSON.
 std::string Json(const Report& report, Command command);

@@ -22,13 +22,6 @@ std::string OwnPath() {
 #endif
 }
 
-// Whether there is a plain file. Anything else in its place is a failure.
-bool IsPlainFile(const std::string& path, Status another) {
-    const mode_t kind = KindOf(path);
-    Require(kind == NOTHING || kind == S_IFREG, another, path + " is not a plain file");
-    return kind == S_IFREG;
-}
-
 // Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
 // there is such a process and 1 if there is none; anything else means that it cannot tell.
 int RunPgrep() {
@@ -78,13 +71,10 @@ void RequireNoManager() {
             "it cannot be told whether the Extension Manager is running");
 }
 
-void RequireDatabase(bool mustBeThere) {
-    Require(IsPlainFile(DATABASE, Status::NotTheDatabase) || !mustBeThere, Status::NoDatabase,
-            "there is no database " + DATABASE + "; is the Extension Manager installed?");
-}
-
-void RequirePlainFile() {
-    IsPlainFile(INSTALLEDFILE, Status::NoFile);
+bool RequirePlainFile(const std::string& path, Status another) {
+    const mode_t kind = KindOf(path);
+    Require(kind == NOTHING || kind == S_IFREG, another, path + " is not a plain file");
+    return kind == S_IFREG;
 }
 
 void RequireWritable(const std::string& path, Status status, const std::string& what) {
@@ -99,7 +89,7 @@ void RequireWritableBackups(bool make) {
             folder = GetParentDirectory(folder);
         }
         Checked(access(folder.c_str(), W_OK), folder);
-        IsPlainFile(LOCKFILE, Status::NoBackup);
+        RequirePlainFile(LOCKFILE, Status::NoBackup);
     });
 }
 

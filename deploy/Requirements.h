@@ -6,7 +6,7 @@
 #include <memory>
 
 // What must hold before a run may do anything. Each function throws a Failure whose status says
-// what does not hold. None changes anything, unless stated otherwise.
+// what does not hold.
 
 void RequireRoot();
 
@@ -16,19 +16,14 @@ std::string RequireInstallation();
 // The Extension Manager must not be running, or must quit in time.
 void RequireNoManager();
 
-// The database must be a plain file. A restore can do without one, but not with something else in
-// its place. The same holds for XManConfigV2.xml.
-void RequireDatabase(bool mustBeThere);
-void RequirePlainFile();
+// There is a plain file, which true means, or nothing.
+bool RequirePlainFile(const std::string& path, Status another);
 
-// As far as the permissions tell, a file or folder can be written; or, if not, this status and what
-// the message begins with.
+// As far as the permissions tell, a file or folder can be written; the lock and the folder of the
+// backups, too. That one is created if make is set; otherwise the nearest one above it counts.
 void RequireWritable(const std::string& path, Status status, const std::string& what);
-
-// The same for the lock and the folder of the backups, which is created if make is set, otherwise
-// the nearest one above it that exists.
 void RequireWritableBackups(bool make);
 
-// Makes sure that only one run at a time changes anything, as long as the file that it returns is
-// open. Waits for another run. The lock's folder must exist.
+// Only one run at a time changes anything: as long as the file that this returns is open, others
+// wait. The lock's folder must exist.
 std::unique_ptr<File> LockRuns();

@@ -20,7 +20,7 @@ void WriteInto(const std::string& saved) {
     Database target(DATABASE, READWRITE);
 #ifdef SQLITE_DBCONFIG_DEFENSIVE
     // Otherwise the next pragma may have no effect.
-    sqlite3_db_config(target.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr); // NOLINT
+    sqlite3_db_config(target.handle.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr); // NOLINT
 #endif
     try {
         target.Execute(
@@ -41,7 +41,7 @@ void WriteInto(const std::string& saved) {
     // A write-ahead log takes no pages of a different size. To end that mode, nobody else may use
     // the database for a moment, which SQLite does not wait for.
     const char* const change = "PRAGMA journal_mode = DELETE";
-    while (sqlite3_exec(target.Handle(), change, nullptr, nullptr, nullptr) == SQLITE_BUSY
+    while (sqlite3_exec(target.handle.get(), change, nullptr, nullptr, nullptr) == SQLITE_BUSY
            && Wait(THEDATABASE)) {
     }
     target.Execute(change);

@@ -58,11 +58,11 @@ private:
     void RestoreBackup() {
         RequireRoot();
         RequireNoManager();
-        RequireDatabase(false);
+        RequirePlainFile(DATABASE, Status::NotTheDatabase);
         RequireBackups(false);
         // Without it there is no place for a lock, either.
         Require(KindOf(BACKUPS) != NOTHING, Status::NotRestored, "there is no backup");
-        RequirePlainFile();
+        RequirePlainFile(INSTALLEDFILE, Status::NoFile);
         WithLock([this] {
             Backup backup = FindBackup(options.words);
             const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
@@ -90,7 +90,8 @@ private:
         if (!onlyLooks) {
             RequireNoManager();
         }
-        RequireDatabase(true);
+        Require(RequirePlainFile(DATABASE, Status::NotTheDatabase), Status::NoDatabase,
+                "there is no database " + DATABASE + "; is the Extension Manager installed?");
         SetupAdobeApplicationList();
         report.applications =
             options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
@@ -102,7 +103,7 @@ private:
             }
         }
         if (!onlyLooks) {
-            RequirePlainFile();
+            RequirePlainFile(INSTALLEDFILE, Status::NoFile);
         }
         registration.emplace(report.applications);
         registration->Execute("BEGIN");
@@ -308,19 +309,15 @@ private:
     std::vector<Application*> arriving;
 };
 
-// A file that is opened must not become standard output.
-void FillStandardStreams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) == -1) {
-            open("/dev/null", O_RDONLY);
-        }
-    }
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
-    FillStandardStreams();
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            // A file that is opened must not become standard output.
+            open("/dev/null", O_RDONLY);
+        }
+    }
     HoldSignals();
     umask(022);
     openlog("tamsel-deploy", LOG_PID, LOG_USER);
