@@ -57,3 +57,12 @@ void EndAll();
 
 // Removes all but the first one, the one before the last registration, and the newest five others.
 void RemoveOld();
+
+// Finds the backup that a word means, by its number, name or path, or, without a word, the one
+// before the last registration. Throws a Failure unless it has a sound database.
+Backup FindBackup(const std::vector<std::string>& words);
+
+// Makes database and XManConfigV2.xml what they are in the backup. The present state must have been
+// saved. Throws a Failure that says what has changed and what has not, with Status::DatabaseInUse
+// or NotRestored. Either way, hasChanged tells whether anything may have changed.
+void Restore(const Backup& backup, bool& hasChanged);

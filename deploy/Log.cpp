@@ -113,11 +113,8 @@ void HoldSignals() {
 bool IsInterrupted() noexcept {
     sigset_t pending;
     sigpending(&pending);
-    bool isAny = false;
-    for (const int number : ENDING) {
-        isAny = isAny || sigismember(&pending, number) == 1;
-    }
-    return isAny;
+    return std::any_of(std::begin(ENDING), std::end(ENDING),
+                       [&](int number) { return sigismember(&pending, number) == 1; });
 }
 
 void RequireNoSignal() {

@@ -54,14 +54,11 @@ Options ReadOptions(int argc, char* argv[]) {
             Require(options.command == Command::Register,
                     name + " cannot be given with --" + Name(options.command));
             options.command = static_cast<Command>(command - COMMANDS);
-        } else if (name == "--json") {
-            options.json = true;
-        } else if (name == "--replace-file") {
-            options.replaceFile = true;
         } else if (name == "--wait") {
             options.wait = Seconds(hasValue || std::next(word) == end ? value : *++word);
         } else {
-            Require(false, "option " + name + " is unknown");
+            Require(name == "--json" || name == "--replace-file", "option " + name + " is unknown");
+            (name == "--json" ? options.json : options.replaceFile) = true;
         }
         if (hasValue && name == "--restore") {
             words.push_back(value);

@@ -45,10 +45,6 @@ int RunPgrep() {
 
 } // namespace
 
-void RequireRoot() {
-    Require(geteuid() == 0, Status::NotRoot, "this needs root; start it with sudo");
-}
-
 std::string RequireInstallation() {
     const std::string folder = GetParentDirectory(OwnPath());
     const std::string file = folder + "/Resources/" + FILENAME;

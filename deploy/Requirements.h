@@ -8,8 +8,6 @@
 // What must hold before a run may do anything. Each function throws a Failure whose status says
 // what does not hold.
 
-void RequireRoot();
-
 // What is installed beside this program is complete. Returns the path of its XManConfigV2.xml.
 std::string RequireInstallation();
 

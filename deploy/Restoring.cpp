@@ -1,4 +1,4 @@
-#include "Restoring.h"
+#include "Backups.h"
 
 #include <algorithm>
 

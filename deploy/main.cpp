@@ -7,7 +7,6 @@
 #include "Registration.h"
 #include "Report.h"
 #include "Requirements.h"
-#include "Restoring.h"
 
 #include <algorithm>
 #include <new>
@@ -29,8 +28,9 @@ public:
     // Does what was asked for. Throws nothing but std::bad_alloc.
     void Do() {
         try {
+            Require(geteuid() == 0 || options.command == Command::Verify, Status::NotRoot,
+                    "this needs root; start it with sudo");
             if (options.command == Command::List) {
-                RequireRoot();
                 RequireBackups(false);
                 report.backups = AllBackups();
             } else if (options.command == Command::Restore) {
@@ -56,7 +56,6 @@ public:
 
 private:
     void RestoreBackup() {
-        RequireRoot();
         RequireNoManager();
         RequirePlainFile(DATABASE, Status::NotTheDatabase);
         RequireBackups(false);
@@ -83,9 +82,6 @@ private:
     // --verify, --dry-run and a registration.
     void ForApplications() {
         const bool onlyLooks = options.command == Command::Verify;
-        if (!onlyLooks) {
-            RequireRoot();
-        }
         shipped = RequireInstallation();
         if (!onlyLooks) {
             RequireNoManager();
