@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "Log.h"
 
+#include <algorithm>
 #include <set>
 #include <sstream>
 
@@ -73,9 +74,7 @@ std::string Sentence(const std::vector<Difference>& differences) {
 
 std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
     std::vector<Application> found;
-    for (const std::string& path : paths) {
-        found.push_back(ApplicationAt(path));
-    }
+    std::transform(paths.begin(), paths.end(), std::back_inserter(found), ApplicationAt);
     std::vector<Application> applications = found;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         for (std::size_t j = 0; j < paths.size(); ++j) {

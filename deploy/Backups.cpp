@@ -80,20 +80,6 @@ void Begin() {
     }
 }
 
-// Whether the present database could be saved and is sound. Anything but damage throws.
-bool SavesSound() {
-    try {
-        Database database(DATABASE, READWRITE);
-        CopyDatabase(database);
-        return Database(COPY, IMMUTABLE).IsIntact();
-    } catch (const DatabaseError& error) {
-        if (!error.MeansDamage()) {
-            throw;
-        }
-        return false;
-    }
-}
-
 // It goes as a whole, even if this is the last thing that the run does.
 void RemoveBackup(const Backup& backup) {
     Rename(backup.Folder(), INCOMPLETE);
@@ -145,9 +131,7 @@ std::vector<Backup> AllBackups() {
             backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
             backup.isUnfinished = !backup.reason.empty();
             backup.reason += backup.isUnfinished ? "" : ReasonIn(backup.Folder() + FINISHED);
-            if (backup.reason.empty()) {
-                backup.reason = "with a note that cannot be read";
-            }
+            backup.reason += backup.reason.empty() ? "with a note that cannot be read" : "";
             backups.push_back(backup);
         }
     }
@@ -157,9 +141,7 @@ std::vector<Backup> AllBackups() {
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
-        if (backup.reason.rfind(REGISTERING, 0) == 0) {
-            last = backup;
-        }
+        last = backup.reason.rfind(REGISTERING, 0) == 0 ? backup : last;
     }
     return last;
 }
@@ -179,8 +161,21 @@ void SaveSound(Database& database) {
 
 void SaveAnything() {
     Begin();
-    if (KindOf(DATABASE) == NOTHING || (HasDatabase() && SavesSound())) {
+    if (KindOf(DATABASE) == NOTHING) {
         return;
+    }
+    try {
+        if (HasDatabase()) {
+            Database database(DATABASE, READWRITE);
+            CopyDatabase(database);
+            if (Database(COPY, IMMUTABLE).IsIntact()) {
+                return;
+            }
+        }
+    } catch (const DatabaseError& error) {
+        if (!error.MeansDamage()) {
+            throw;
+        }
     }
     Remove(COPY);
     const std::string folder = INCOMPLETE + "/damaged";

@@ -68,10 +68,8 @@ Registration::Registration(std::vector<Application>& asked)
             comparisons.emplace_back(*this, "SELECT e.ProdID, i.ProdID" + values + both
                                                 + " LEFT JOIN " + other + " ON " + table.key);
         } catch (const DatabaseError& error) {
-            if (error.code == SQLITE_ERROR) {
-                throw Failure(Status::NotTheDatabase,
-                              "the database has no table " + list + MENDING);
-            }
+            Require(error.code != SQLITE_ERROR, Status::NotTheDatabase,
+                    "the database has no table " + list + MENDING);
             throw;
         }
         // If the table allows several rows with the same key, each of them must match.
@@ -96,10 +94,8 @@ void Registration::Look() {
             // stands for all.
             for (int i = 2; i < (isThere ? rows.Columns() : 6); i += 4) {
                 if (rows.Text(i + 3) != "1") {
-                    application->differences.push_back({rows.Text(i), rows.Text(i + 1), {}});
-                    if (isThere) {
-                        application->differences.back().found = rows.Text(i + 2);
-                    }
+                    const auto found = isThere ? std::optional(rows.Text(i + 2)) : std::nullopt;
+                    application->differences.push_back({rows.Text(i), rows.Text(i + 1), found});
                 }
             }
         }

@@ -94,10 +94,11 @@ Backup FindBackup(const std::vector<std::string>& words) {
     const std::string which = words.empty() ? "from before a registration" : words.front();
     Require(found.has_value(), Status::NotRestored,
             "there is no backup " + which + "; --list shows them");
-    const std::string refused = "this backup has no sound database; what was there is in ";
-    OrFail(Status::NotRestored, refused + found->Folder(), [&] {
-        Require(Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
-                refused + found->Folder());
+    const std::string refusal =
+        "this backup has no sound database; what was there is in " + found->Folder();
+    OrFail(Status::NotRestored, refusal, [&] {
+        Database saved(found->Database(), IMMUTABLE);
+        Require(saved.IsIntact(), Status::NotRestored, refusal);
     });
     return *found;
 }

@@ -187,9 +187,6 @@ private:
         for (Application* application : arriving) {
             application->changed = writes;
             application->state = writes ? REGISTERED : "would register";
-            if (writes) {
-                Log("registered: " + application->path);
-            }
         }
     }
 
@@ -258,6 +255,9 @@ private:
         OrLog([&backup] { End(backup); });
         OrLog(RemoveOld);
         Log("saved to " + backup.Folder());
+        for (const Application* application : arriving) {
+            Log("registered: " + application->path);
+        }
     }
 
     // Makes a copy of the shipped file, with the owner and mode of the present one, or root's. The
