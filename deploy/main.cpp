@@ -249,7 +249,7 @@ private:
                     report.backup.clear();
                     report.hasChanged = false;
                 });
-                throw failure;
+                throw Failure(failure);
             }
         }
         OrLog([&backup] { End(backup); });
