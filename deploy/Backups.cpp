@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -55,11 +56,12 @@ std::string NextName() {
 
 // What the note of a backup says; nothing if it cannot be read.
 std::string ReasonIn(const std::string& note) {
-    std::string line;
+    std::ostringstream text;
     if (KindOf(note) == S_IFREG) {
-        std::getline(std::ifstream(note), line);
+        text << std::ifstream(note).rdbuf();
     }
-    return Escaped(line);
+    // The last line break is the note's.
+    return text.str().substr(0, text.str().find_last_not_of('\n') + 1);
 }
 
 // The bytes of the copy count once they are whole and synced to disk, so SQLite need not take care.
@@ -109,7 +111,8 @@ void RequireBackups(bool make) {
             if (!make) {
                 return;
             }
-            Checked(mkdir(folder.c_str(), 0755), folder);
+            // Another run may have been quicker.
+            Checked(mkdir(folder.c_str(), 0755) == -1 && errno != EEXIST ? -1 : 0, folder);
             SyncFolder(GetParentDirectory(folder));
         }
         const struct stat status = StatusOf(folder);
@@ -131,7 +134,7 @@ std::vector<Backup> AllBackups() {
             backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
             backup.isUnfinished = !backup.reason.empty();
             backup.reason += backup.isUnfinished ? "" : ReasonIn(backup.Folder() + FINISHED);
-            backup.reason += backup.reason.empty() ? "with a note that cannot be read" : "";
+            backup.reason += backup.reason.empty() ? UNREADABLE : "";
             backups.push_back(backup);
         }
     }
@@ -141,7 +144,8 @@ std::vector<Backup> AllBackups() {
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
-        last = backup.reason.rfind(REGISTERING, 0) == 0 ? backup : last;
+        const bool isOne = backup.reason.rfind(REGISTERING, 0) == 0 || backup.reason == UNREADABLE;
+        last = isOne ? backup : last;
     }
     return last;
 }
@@ -151,6 +155,9 @@ bool HasDatabase() {
     const std::string_view magic("SQLite format 3\0", 16);
     std::string beginning(magic.size(), ' ');
     std::ifstream file(DATABASE);
+    if (KindOf(DATABASE) == NOTHING) {
+        return false;
+    }
     return !file.read(beginning.data(), 1) || (file.read(&beginning[1], 15) && beginning == magic);
 }
 
@@ -161,9 +168,6 @@ void SaveSound(Database& database) {
 
 void SaveAnything() {
     Begin();
-    if (KindOf(DATABASE) == NOTHING) {
-        return;
-    }
     try {
         if (HasDatabase()) {
             Database database(DATABASE, READWRITE);
@@ -192,7 +196,7 @@ void SaveAnything() {
 Backup Publish(const std::vector<Application*>& applications, const std::string& shipped) {
     std::string reason = REGISTERING;
     for (const Application* application : applications) {
-        reason += (application == applications.front() ? " " : ", ") + Escaped(application->path);
+        reason += (application == applications.front() ? " " : ", ") + application->path;
     }
     const auto last = BeforeLastRegistration();
     if (!last || !last->isUnfinished || !HoldSame(last->Database(), COPY)
@@ -216,14 +220,10 @@ void Withdraw(const Backup& backup) {
     }
 }
 
-void End(const Backup& backup) {
-    Rename(backup.Folder() + UNFINISHED, backup.Folder() + FINISHED);
-}
-
-void EndAll() {
+void EndUnfinished() {
     for (const Backup& backup : AllBackups()) {
         if (backup.isUnfinished) {
-            End(backup);
+            Rename(backup.Folder() + UNFINISHED, backup.Folder() + FINISHED);
         }
     }
 }

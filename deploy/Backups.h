@@ -10,7 +10,7 @@
 struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
-    // Such as "before registering /Applications/Adobe InCopy 2020.app", on one line.
+    // Such as "before registering /Applications/Adobe InCopy 2020.app", or UNREADABLE.
     std::string reason = {};
     // Whether it is not known that the registration which it was made for has been committed.
     bool isUnfinished = false;
@@ -20,16 +20,18 @@ struct Backup {
     std::string File() const { return Folder() + "/" + FILENAME; }
 };
 
+inline constexpr char UNREADABLE[] = "with a note that cannot be read";
+
 // Makes sure that only root can have filled the folder of the backups, which it creates if make is
 // set. Otherwise throws a Failure with Status::NoBackup.
 void RequireBackups(bool make);
 
-// All backups, the oldest first; the newest that was made before a registration.
+// All backups, the oldest first; the newest that was, or may have been, made before a registration.
 std::vector<Backup> AllBackups();
 std::optional<Backup> BeforeLastRegistration();
 
-// Whether what is in the database's place, a plain file, begins as a database does, or is empty as
-// a new one is. No connection to it may be open.
+// Whether there is a file in the database's place that begins as a database does, or is empty as a
+// new one is. No connection to it may be open.
 bool HasDatabase();
 
 // Saves the database, as this connection reads it, and XManConfigV2.xml. It is no backup yet.
@@ -51,9 +53,8 @@ Backup Publish(const Backup& restored);
 // Undoes the first Publish. A backup that is used once more stays.
 void Withdraw(const Backup& backup);
 
-// Records that a registration has been committed; that the states of all are gone.
-void End(const Backup& backup);
-void EndAll();
+// Records that no registration is unfinished: it has been committed, or its state is gone.
+void EndUnfinished();
 
 // Removes all but the first one, the one before the last registration, and the newest five others.
 void RemoveOld();

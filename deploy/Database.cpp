@@ -1,5 +1,7 @@
 #include "Database.h"
 
+#include "Files.h"
+
 #include <new>
 #include <system_error>
 #include <unistd.h>
@@ -30,7 +32,7 @@ void Database::Check(int code) {
     case SQLITE_BUSY:
         RequireNoSignal();
         throw Failure(Status::DatabaseInUse,
-                      "the database is in use; sudo lsof \"" + path + "\" names the program");
+                      "the database is in use; sudo lsof \"" + DATABASE + "\" names the program");
     default:
         std::string message = path + ": " + sqlite3_errmsg(handle.get());
         message += error == 0 ? "" : ", " + std::generic_category().message(error);
@@ -45,6 +47,16 @@ std::string Database::Value(const std::string& sql) {
     Statement statement(*this, sql);
     statement.Next();
     return statement.Text(0);
+}
+
+bool Database::IsIntact() {
+    const std::string found = Value("PRAGMA main.integrity_check");
+    // A page that the disk does not give is no damage.
+    constexpr std::string_view UNREAD = "error code=";
+    if (const auto at = found.find(UNREAD); at != std::string::npos) {
+        Check(std::stoi(found.substr(at + UNREAD.size())));
+    }
+    return found == "ok";
 }
 
 void Database::CopyFrom(Database& source) {

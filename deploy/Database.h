@@ -36,7 +36,7 @@ struct Database {
     // The first value of the only row that a statement yields.
     std::string Value(const std::string& sql);
     // Whether everything in the database, looked at from end to end, is intact.
-    bool IsIntact() { return Value("PRAGMA main.integrity_check") == "ok"; }
+    bool IsIntact();
     // Whether a transaction is open. A statement that fails may have ended it.
     bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
     // Makes this database the same as another one, in one transaction.

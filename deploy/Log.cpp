@@ -35,9 +35,9 @@ std::size_t CharacterAt(const std::string& text, std::size_t position) {
 
 } // namespace
 
-void Log(const std::string& text) noexcept {
+void Log(std::string_view text, std::string_view more) noexcept {
     try {
-        const std::string line = Escaped(text);
+        const std::string line = Escaped(std::string(text) += more);
         std::fprintf(stderr, "%s tamsel-deploy: %s\n", Now().c_str(), line.c_str());
         syslog(LOG_NOTICE, "%s", line.c_str());
     } catch (const std::bad_alloc&) { // NOLINT
@@ -88,7 +88,7 @@ bool Wait(const char* whatFor, int milliseconds) noexcept {
     }
     if (logged != whatFor) {
         logged = whatFor;
-        Log(std::string("waiting for ") + whatFor);
+        Log("waiting for ", whatFor);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     return true;

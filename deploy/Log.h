@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 // How a run ended: its exit status. Help() has the words for each.
 enum class Status : unsigned char {
@@ -47,8 +48,9 @@ auto OrFail(Status status, const std::string& what, Action action) {
     }
 }
 
-// Writes a line with the time to standard error, and the text to the system's log, if it can.
-void Log(const std::string& text) noexcept;
+// Writes a line with the time and both texts to standard error, and the texts to the system's log,
+// if it can.
+void Log(std::string_view text, std::string_view more = {}) noexcept;
 
 // Runs what only tidies up. A failure is logged and left to the next run.
 template <typename Action>
@@ -56,7 +58,7 @@ void OrLog(Action action) {
     try {
         action();
     } catch (const std::exception& exception) {
-        Log(std::string("left behind: ") + exception.what());
+        Log("left behind: ", exception.what());
     }
 }
 

@@ -57,7 +57,7 @@ void Report::Fail(Application& application, Status failure, const std::string& w
 std::string Lines(const Report& report) {
     std::string lines = report.restored.empty() ? "" : "restored: " + report.restored + "\n";
     for (const Backup& backup : report.backups) {
-        lines += backup.name + " " + backup.reason + "\n";
+        lines += backup.name + " " + Escaped(backup.reason) + "\n";
     }
     for (const Application& application : report.applications) {
         lines += application.state + ": " + Escaped(application.path) + "\n";

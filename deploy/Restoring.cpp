@@ -61,7 +61,7 @@ void ReplaceFile(const std::string& saved, std::string& changed) {
 }
 
 void RestoreDatabase(const std::string& saved, std::string& changed) {
-    if (KindOf(DATABASE) == NOTHING || !HasDatabase()) {
+    if (!HasDatabase()) {
         return ReplaceFile(saved, changed);
     }
     try {
@@ -75,7 +75,7 @@ void RestoreDatabase(const std::string& saved, std::string& changed) {
         }
         // Perhaps all of it was written, and only something after that failed.
         changed = PERHAPS;
-        Log(std::string("trying once more: ") + error.what());
+        Log("trying once more: ", error.what());
         WriteInto(saved);
     }
     changed = "the database was restored, but not its owner and mode, nor " + FILENAME;
@@ -94,11 +94,14 @@ Backup FindBackup(const std::vector<std::string>& words) {
     const std::string which = words.empty() ? "from before a registration" : words.front();
     Require(found.has_value(), Status::NotRestored,
             "there is no backup " + which + "; --list shows them");
+    Require(!words.empty() || found->reason != UNREADABLE, Status::NotRestored,
+            "the note of " + found->name + " cannot be read, so name the backup to be restored");
     const std::string refusal =
         "this backup has no sound database; what was there is in " + found->Folder();
     OrFail(Status::NotRestored, refusal, [&] {
-        Database saved(found->Database(), IMMUTABLE);
-        Require(saved.IsIntact(), Status::NotRestored, refusal);
+        const bool isThere = KindOf(found->Database()) == S_IFREG;
+        Require(isThere && Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
+                refusal);
     });
     return *found;
 }

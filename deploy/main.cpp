@@ -15,6 +15,7 @@
 namespace {
 
 constexpr char FAILED[] = "failed";
+const std::string SAVED = "saved to " + BACKUPS + "/";
 constexpr char NOBACKUP[] = "no backup could be made";
 constexpr char UNWRITABLE[] = "the database cannot be written";
 constexpr char UNPLACED[] = "XManConfigV2.xml cannot be put in place";
@@ -69,12 +70,12 @@ private:
                 return Publish(backup);
             });
             report.backup = present.name;
-            Log("saved to " + present.Folder());
+            Log(SAVED, present.name);
             Restore(backup, report.hasChanged);
             // Nothing from here on may turn it into a failure.
             report.restored.swap(backup.name);
-            Log("restored: " + report.restored);
-            OrLog(EndAll);
+            Log("restored: ", report.restored);
+            OrLog(EndUnfinished);
             OrLog(RemoveOld);
         });
     }
@@ -118,9 +119,10 @@ private:
     // Finds out what is in the database and in the configuration folder, and which applications are
     // missing there.
     void Look() {
+        registration->Look();
+        // A run that is at work puts it in place before its rows can be seen.
         hasFile = KindOf(INSTALLEDFILE) == S_IFREG;
         needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
-        registration->Look();
         missing.clear();
         for (Application& application : report.applications) {
             if (application.record != nullptr) {
@@ -188,6 +190,15 @@ private:
             application->changed = writes;
             application->state = writes ? REGISTERED : "would register";
         }
+        if (report.hasChanged) {
+            // Nothing from here on may turn it into a failure.
+            OrLog(EndUnfinished);
+            OrLog(RemoveOld);
+            Log(SAVED, report.backup);
+            for (const Application* application : arriving) {
+                Log("registered: ", application->path);
+            }
+        }
     }
 
     // Saves what is there, and writes the rows that are missing: of each application all, or none.
@@ -204,6 +215,8 @@ private:
                     registration->Write(*application);
                 }
                 arriving.push_back(application);
+            } catch (const std::bad_alloc&) {
+                throw;
             } catch (const std::exception& exception) {
                 RequireNoSignal();
                 Require(registration->IsInTransaction(), Status::NotRegistered,
@@ -241,7 +254,7 @@ private:
             registration->Execute("COMMIT");
         } catch (const std::exception& exception) {
             const Failure failure = AsFailure(exception);
-            Log(std::string("looking whether the rows were written: ") + failure.what());
+            Log("looking whether the rows were written: ", failure.what());
             if (!IsCommitted()) {
                 OrLog([this, &backup] {
                     TakeBackFile();
@@ -251,12 +264,6 @@ private:
                 });
                 throw Failure(failure);
             }
-        }
-        OrLog([&backup] { End(backup); });
-        OrLog(RemoveOld);
-        Log("saved to " + backup.Folder());
-        for (const Application* application : arriving) {
-            Log("registered: " + application->path);
         }
     }
 
@@ -274,7 +281,7 @@ private:
     void TakeBackFile() const {
         if (needsFile && hasFile) {
             Rename(OLDFILE, INSTALLEDFILE);
-        } else if (needsFile) {
+        } else if (needsFile && KindOf(NEWFILE) == NOTHING) {
             Remove(INSTALLEDFILE);
             SyncFolder(CONFIGURATION);
         }
@@ -343,9 +350,9 @@ int main(int argc, char* argv[]) {
     if (report.hasChanged) {
         OrLog([&report] {
             const Backup before{report.backup};
-            Log(KindOf(before.Database()) == S_IFREG
-                    ? "to bring back the state before: sudo tamsel-deploy --restore " + before.name
-                    : "what was there before is in " + before.Folder());
+            access(before.Database().c_str(), F_OK) == -1 && errno == ENOENT
+                ? Log("what was there before is in ", before.Folder())
+                : Log("to bring back the state before: sudo tamsel-deploy --restore ", before.name);
         });
     }
     ReleaseSignals();

@@ -135,7 +135,8 @@ class Kept(BackupTest):
         self.assertEqual(self.deploy().status, 1)
         self.assertEqual(self.names(), before)
 
-    def test_a_note_that_cannot_be_read_stops_nothing(self):
+    def test_a_note_that_cannot_be_read_stops_only_a_restore_without_a_name(self):
+        """Otherwise that could bring back an older state than was meant."""
         self.deploy_at(1)
         backup, = self.all_backups()
         out = f"{backup.name} with a note that cannot be read\n"
@@ -149,7 +150,7 @@ class Kept(BackupTest):
                     make(note)
                 self.assert_refuses(["--list"], ALL_DONE, out=out)
                 self.assert_refuses(["--restore"], NOT_RESTORED,
-                                    "there is no backup from before a registration; --list shows them\n")
+                                    f"the note of {backup.name} cannot be read, so name the backup to be restored\n")
                 self.restore(backup)
                 self.deploy_once()
                 for new in self.all_backups()[1:]:

@@ -160,7 +160,7 @@ class Database(RestoreTest):
         for name, content, is_written_into in (
                 ("an index", whole[:-4096] + bytes(4096), True), ("cut short", whole[:5000], True),
                 ("its schema", bytes(schema), True), ("words of a newer SQLite in its schema", words, True),
-                ("a newer format of schemas", new, False),
+                ("a newer format of schemas", new, True),
                 ("garbage", b"x" * 8192, False)):
             with self.subTest(name):
                 self.database.write_bytes(content)
@@ -181,8 +181,9 @@ class Database(RestoreTest):
         self.break_down()
         self.database.unlink()
         taken = self.assert_restored()
-        self.assertEqual(sorted(path.name for path in taken.iterdir()), ["XManConfigV2.xml", NOTE])
-        self.assert_refuses(["--restore", taken.name], NOT_RESTORED, NONE + taken.name)
+        self.assertEqual(sorted(path.name for path in taken.rglob("*")),
+                         ["ExMan.db-journal", "XManConfigV2.xml", "damaged", NOTE])
+        self.assert_refuses(["--restore", taken.name], NOT_RESTORED, f"{NONE}{taken.name}\n")
 
     def test_a_link_or_folder_in_its_place(self):
         self.database.rename(self.folder / "theirs")
