@@ -16,15 +16,13 @@ echo "$status" >status
 
 def used(moment):
     """How many pages the files of a moment take up."""
-    contents = {same: content for _, content, same in moment.values() if same}
+    contents = {same: content for _, content, same in moment.values() if content}
     return sum(-(-len(content) // PAGE) for content in contents.values())
 
 
 def run_on_a_disk(test, pages, *command):
     """Runs a command that finds the present content of /Library on a disk of this size."""
-    status = test.folder / "status"
-    status.unlink(missing_ok=True)
     result = test.run_inside("sh", "-c", ON_THE_DISK, "sh", test.private_library, *command,
-                             options=test.inside_options(["--tmpfs", str(pages * PAGE), "/Library"]))
+                             options=[*test.bound, "--tmpfs", str(pages * PAGE), "/Library"])
     test.assertEqual(result.status, 0, result.err.decode())
-    return test.shell.result(int(status.read_text()))
+    return test.shell.result(int((test.folder / "status").read_text()))

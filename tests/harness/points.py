@@ -5,29 +5,29 @@ from collections import Counter
 
 from harness import snapshot
 from harness.deploy import ALL_DONE
-from harness.faults import CALL
-from harness.machine import slow
 
+CALL = re.compile(r"^(\w+)\((.*)$", re.MULTILINE)
+HAPPENED = re.compile(r"\(INJECTED\)|^\+\+\+ killed by|^--- SIGTERM", re.MULTILINE)
 # What changes something on the disk, or lets another program do so. Between two of them a kill finds
 # what it finds at the second.
-CHANGING = ("write", "pwrite64", "pwritev", "writev", "rename", "renameat", "renameat2", "unlink",
-            "unlinkat", "rmdir", "mkdir", "mkdirat", "link", "linkat", "symlink", "symlinkat", "chmod",
-            "fchmod", "fchmodat", "chown", "fchown", "fchownat", "lchown", "ftruncate", "fallocate",
-            "utimensat", "sendfile", "copy_file_range", "clone", "clone3", "vfork", "fork", "wait4",
-            "poll", "ppoll", "exit_group")
-HAPPENED = re.compile(r"\(INJECTED\)|^\+\+\+ killed by|^--- SIGTERM", re.MULTILINE)
+CHANGING = re.compile(r"p?write|rename|unlink|rmdir|mkdir|link|f?chmod|f?chown|ftruncate|fallocate|fcntl|"
+                      r"clone|vfork|wait4|exit_group|open(at)?$")
+# The errors that lead to states of their own: EIO stands for EACCES where that may be, too.
+ERRORS = {
+    "EIO": "%file,%desc",
+    "ENOSPC": "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,rename,?fallocate,mmap",
+    "EINTR": "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,wait4",
+    "EAGAIN": "?clone,?clone3,?vfork,?mmap,flock",
+}
 
 
-def changes(name, arguments):
-    return name in CHANGING or (name.startswith("open") and "O_CREAT" in arguments)
+def changes(name, text):
+    return CHANGING.match(name) and (not name.startswith("open") or "O_CREAT" in text) and (
+        name != "fcntl" or "F_SETLK" in text)
 
 
 class Points:
-    """What a PromiseTest needs to try many points. A class that uses it says what the arguments of
-    its run are, and in check and assert_way_on what must be true after each."""
-
-    arguments = ()
-    undisturbed = ALL_DONE  # the status of a run to which nothing happens
+    """What a PromiseTest needs to try each point of the run with its arguments."""
 
     def trace(self, *options):
         """A run from the beginning, under strace, which does not watch the programs that it starts;
@@ -36,7 +36,6 @@ class Points:
         log = self.folder / "trace"
         result = self.shell.run("strace", "-qq", "-s", "4096", "-o", log, *options,
                                 *self.command, *self.arguments)
-        self.settle()
         return result, log.read_text(errors="replace")
 
     def calls(self, kinds="all"):
@@ -44,10 +43,9 @@ class Points:
         the loader and the runtime library do before that is not the program's doing."""
         self.need("strace")
         result, trace = self.trace()
-        self.assertEqual(result.status, self.undisturbed, result.err.decode())
         self.check(result)
-        _, some = self.trace("-e", f"trace={kinds}")
-        names = {name for name, _ in CALL.findall(some)}
+        self.assertEqual(result.status, ALL_DONE, result)
+        names = {name for name, _ in CALL.findall(self.trace("-e", f"trace={kinds}")[1])}
         numbers, found, started = Counter(), [], False
         for name, text in CALL.findall(trace):
             numbers[name] += 1
@@ -60,47 +58,25 @@ class Points:
     def happens(self, fault, points):
         """Lets the fault happen at each of these points of a run."""
         hit = 0
-        for name, number, _ in points:
-            result, trace = self.trace(
-                "-e", f"trace={name}", "-e", f"inject={name}:{fault}:when={number}")
+        for name, number, text in points:
+            result, trace = self.trace("-e", f"trace={name}", "-e", f"inject={name}:{fault}:when={number}")
             if not HAPPENED.search(trace):
                 continue
             hit += 1
-            with self.subTest(call=name, number=number, fault=fault):
+            with self.subTest(call=name, number=number, text=text, fault=fault):
                 self.check(result)
-                self.assert_way_on(snapshot.take(self.private_library))
+                self.assert_recoverable(snapshot.take(self.private_library))
         # Now and then a run reads or waits less often.
-        self.assertGreater(hit, len(points) * 0.9)
-        self.print_figure(f"{hit} points tried, {len(self.judged)} different moments: {fault}")
+        self.assertGreaterEqual(hit, len(points) * 0.9 - 1)
+        self.print_figure(f"{hit} points, {len(self.judged)} different states: {fault}")
 
-    def kill_everywhere(self):
-        self.happens("signal=KILL", self.calls())
+    def test_a_signal_wherever_something_changes(self):
+        for signal in ("KILL", "TERM"):
+            self.happens(f"signal={signal}", [call for call in self.calls() if changes(call[0], call[2])])
 
-    def send_where_something_changes(self, signal):
-        self.happens("signal=" + signal, [call for call in self.calls() if changes(call[0], call[2])])
-
-    def fail_calls(self, error, kinds):
-        # A call that fails here is not made, but every system closes a file even when it reports an error.
-        self.happens(f"error={error}", [call for call in self.calls(kinds) if call[0] != "close"])
-
-
-class FailingCalls(Points):
-    """Each call of a run fails once in each way that it can."""
-
-    @slow
-    def test_input_and_output_error_at_every_call_with_files(self):
-        self.fail_calls("EIO", "%file,%desc")
-
-    @slow
-    def test_no_space_at_every_call_that_may_need_some(self):
-        self.fail_calls("ENOSPC", "openat,pwrite64,write,ftruncate,fdatasync,fsync,mkdir,?mkdirat,rename,"
-                                  "?renameat,symlink,?symlinkat,link,?linkat,?fallocate,mmap")
-
-    @slow
-    def test_no_permission_at_every_call_that_may_need_it(self):
-        self.fail_calls("EACCES", "%file,fcntl,flock,?fchmod,?fchown")
-
-    @slow
-    def test_interruption_of_every_call_that_may_wait(self):
-        self.fail_calls("EINTR", "openat,read,pread64,pwrite64,write,fcntl,flock,fdatasync,fsync,ftruncate,"
-                                 "wait4,?poll,?nanosleep,?clock_nanosleep")
+    def test_each_call_fails(self):
+        for error, kinds in ERRORS.items():
+            # A call that fails here is not made, but every system closes a file even when it reports
+            # an error. A line that the log lacks is missed by these tests alone.
+            self.happens(f"error={error}", [(name, number, text) for name, number, text in self.calls(kinds)
+                                            if name != "close" and not text.startswith("2, ")])

@@ -1,27 +1,21 @@
 """What tamsel-deploy promises whatever happens to it, seen from outside."""
 
-import fcntl
 import os
 import re
-import shlex
 import shutil
 import sqlite3
 
 from harness import snapshot
-from harness.deploy import (ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OPEN, CopyTest, DeployTest)
-from harness.faults import ELSEWHERE
+from harness.deploy import ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OLD_FILE, DeployTest
 from harness.machine import MEMORY, expected
 from harness.registration import INDESIGN, PRODUCTS, file_name
 from harness.shell import Shell
 
 TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 NUMBERS = {name: number for number, name in PRODUCTS.items()}
-REGISTERED = f"registered: {INDESIGN}\n".encode()
-RESTORED = re.compile(rb"restored: (\S+)\n")
-OTHER = "/Applications/Adobe InDesign CC 2019.app"
-KILLED = 128 + 9
-ABORTED = 128 + 6
-TERMINATED = 128 + 15
+SIDES = ("-journal", "-wal", "-shm")
+BACK = "to bring back the state before: "
+KILLED, ABORTED, TERMINATED = 128 + 9, 128 + 6, 128 + 15
 STATUSES = (*range(NOT_WRITTEN + 1), KILLED, ABORTED, TERMINATED)
 
 
@@ -50,22 +44,20 @@ def split(content, numbers):
 
 
 class PromiseTest(DeployTest):
-    """Applications to be registered, in one of the possible worlds: the database with a rollback
-    journal or a write-ahead log, the product new or registered in another folder, with a
-    configuration file or without."""
+    """A registration in one of the possible worlds."""
 
     place = MEMORY
     paths = (INDESIGN,)
     journal = "delete"  # or "wal"
-    repair = False
-    file = None  # what is there
+    repair = False  # INDESIGN is registered in another folder
+    file = None  # the XManConfigV2.xml that is there
     options = ()  # of each registration
 
     def setUp(self):
         super().setUp()
-        self.add_applications(INDESIGN, INCOPY, OTHER)
+        self.add_applications(INDESIGN, INCOPY)
         if self.repair:
-            for table, rows in zip(TABLES, product_rows(f"{ELSEWHERE}/Adobe InDesign 2020.app")):
+            for table, rows in zip(TABLES, product_rows("/Volumes/Elsewhere/Adobe InDesign 2020.app")):
                 for row in rows:
                     self.rows(f"INSERT INTO {table} VALUES ({', '.join('?' * len(row))})", *row)
         if self.file is not None:
@@ -73,39 +65,24 @@ class PromiseTest(DeployTest):
             self.copied.chmod(0o640)
         self.rows(f"PRAGMA journal_mode = {self.journal}")
         self.database.chmod(0o666)
-        self.shell = self.open_shell()
-        self.command = [self.package / "tamsel-deploy", "--wait", "0"]
-        self.patient = [self.package / "tamsel-deploy", "--wait", "600"]
-        self.before = self.present()
-        self.begin = snapshot.take(self.private_library)
-        self.judged = set()
-
-    def open_shell(self):
-        """A sandbox in which every run has the same random numbers, so that equal moments of two
-        runs have equal files."""
+        # With the same random numbers in every run, equal moments have equal files. No Extension
+        # Manager is found, whatever else is at work here.
         numbers = self.folder / "numbers"
         numbers.write_bytes(bytes(range(256)))
-        return Shell(self, self.inside_options(["--bind", numbers, "/dev/urandom"]))
+        self.bound = ["--bind", self.applications, "/Applications", "--bind", numbers, "/dev/urandom",
+                      "--bind", shutil.which("false"), os.path.realpath("/usr/bin/pgrep")]
+        self.shell = Shell(self, self.bound)
+        self.command = [self.package / "tamsel-deploy", "--wait", "0"]
+        self.known, self.judged = {}, set()
+        self.before = self.present()
+        self.begin = snapshot.take(self.private_library)
 
     def run_again(self, *arguments):
         """A run to which nothing happens."""
         return self.shell.run(*self.command, *arguments)
 
-    def together(self, *runs):
-        """Starts patient runs with these arguments all at once. Returns what each said, and its status."""
-        line = "".join(f"{shlex.join(map(str, [*self.patient, *run]))} >{number}.out 2>{number}.err & "
-                       f"run{number}=$!; " for number, run in enumerate(runs))
-        line += "".join(f"wait $run{number}; echo $? >{number}.status; " for number in range(len(runs)))
-        self.shell.run_line(f"{line} true >out 2>err")
-        return [((self.folder / f"{number}.out").read_bytes(),
-                 int((self.folder / f"{number}.status").read_text())) for number in range(len(runs))]
-
-    def settle(self):
-        """Waits until a Tamsel that has outlived its run has ended."""
-        lock = self.own / "lock"
-        if lock.is_file():
-            with open(lock, "ab") as file:
-                fcntl.flock(file, fcntl.LOCK_EX)
+    def put(self, moment):
+        snapshot.put(self.private_library, moment)
 
     # What is there
 
@@ -115,12 +92,23 @@ class PromiseTest(DeployTest):
         database, file = self.database, self.copied
         if folder is not None:
             database, file = folder / "ExMan.db", folder / "XManConfigV2.xml"
-        try:
-            content = self.dump(database) if database.is_file() else None
-        except sqlite3.DatabaseError:
-            content = database.read_bytes()
-        return [(content, database.stat().st_mode if content is not None else None),
-                (file.read_bytes(), file.stat().st_mode) if file.is_file() else None]
+        files = [file.read_bytes() if file.is_file() else None
+                 for file in (database, *(database.with_name(database.name + side) for side in SIDES[:2]))]
+        content = None
+        if files[0] is not None:
+            if tuple(files) not in self.known:
+                try:
+                    self.known[tuple(files)] = self.dump(database)
+                except sqlite3.DatabaseError:
+                    self.known[tuple(files)] = files[0]
+            content = self.known[tuple(files)], database.stat().st_mode
+        return content, (file.read_bytes(), file.stat().st_mode) if file.is_file() else None
+
+    def all_backups(self):
+        """The folders of the backups, oldest first."""
+        folders = self.backups.iterdir() if self.backups.exists() else []
+        return sorted((folder for folder in folders if NAME.fullmatch(folder.name)),
+                      key=lambda folder: int(folder.name.partition("-")[0]))
 
     def file_after(self):
         """The file that a registration leaves."""
@@ -128,142 +116,102 @@ class PromiseTest(DeployTest):
             return self.before[1]
         return self.shipped.read_bytes(), self.before[1][1] if self.before[1] else 0o100644
 
-    def holds(self, registered):
-        """Whether these of the applications are registered, and everything else is as before."""
-        (content, mode), file = self.present()
-        (content_before, mode_before), file_before = self.before
-        own = [split(content, {product(path)})[0] == (
-            product_rows(path) if path in registered else split(content_before, {product(path)})[0])
-            for path in self.paths]
+    def registered(self):
+        """Those of the applications that are registered. All other rows are as before."""
+        (content, mode), (before, mode_before) = self.present()[0], self.before[0]
         numbers = set(map(product, self.paths))
-        return (all(own) and split(content, numbers)[1] == split(content_before, numbers)[1]
-                and mode == mode_before and file == (self.file_after() if registered else file_before))
-
-    def backups_of(self, note):
-        return [backup for backup in self.all_backups() if self.notes(backup)[0] == note]
+        self.assertEqual(split(content, numbers)[1], split(before, numbers)[1])
+        self.assertEqual(mode, mode_before)
+        found = []
+        for path in self.paths:
+            own, own_before = (split(each, {product(path)})[0] for each in (content, before))
+            self.assertIn(own, (own_before, product_rows(path)))
+            found += [path] if own == product_rows(path) else []
+        return found
 
     # What must be true
 
+    def check(self, result):
+        """What a registration says is true: of each application, and with its status. It is whole,
+        with its file and one backup; or nothing has changed."""
+        self.assertIn(result.status, STATUSES, result)
+        lines, done, file = result.out.decode().splitlines(), self.registered(), self.present()[1]
+        said = [path for path in self.paths if f"registered: {path}" in lines]
+        files = [self.file_after() if done else self.before[1]]
+        if result.status in (KILLED, ABORTED):
+            # It may have been about to commit, or to say so.
+            self.assertIn(done, ([], list(self.paths)))
+            self.assertIn(file, [self.file_after(), *files], result)
+            self.assertLessEqual(set(said), set(done))
+            return
+        self.assertEqual([file], files, result)
+        log = result.err.decode()
+        self.assertEqual([path for path in self.paths if f": registered: {path}\n" in log], done, log)
+        self.assertEqual(BACK in log, bool(done), log)
+        self.assertEqual(len(self.all_backups()), bool(done), log)
+        if result.status != NOT_WRITTEN:
+            self.assertEqual(said, done, result)
+            self.assertIn(len(lines), (0, len(self.paths)))
+            if result.status != TERMINATED:
+                self.assertEqual(result.status == ALL_DONE, done == list(self.paths), result)
+
     def assert_nothing_left(self):
-        """A run that finished has cleared away everything but its backups."""
-        self.assertLessEqual({path.name for path in self.own.iterdir()}, {"Backups", "lock"})
-        self.assertEqual(sorted(self.backups.iterdir()), sorted(self.all_backups()))
-        self.assertLessEqual({path.name for path in self.configuration.iterdir()},
-                             {"DB", "XManConfigV2.xml"})
-        self.assertLessEqual({path.name for path in self.database.parent.iterdir()}, {"ExMan.db"})
+        """There is nothing beside the backups, the database and the file."""
+        left = {path.name for folder in (self.own, self.backups, self.configuration, self.database.parent)
+                for path in folder.iterdir()} - {backup.name for backup in self.all_backups()}
+        self.assertLessEqual(left, {"Backups", "lock", "DB", "XManConfigV2.xml", "ExMan.db"})
 
-    def assert_never_lost(self):
-        """At every moment the database is sound, with the rows of others, and the file is whole."""
-        (content, mode), file = self.present()
-        (content_before, mode_before), file_before = self.before
-        numbers = set(map(product, self.paths))
-        self.assertEqual(split(content, numbers)[1], split(content_before, numbers)[1])
-        self.assertEqual(mode, mode_before)
-        self.assertIn(file, (file_before, self.file_after()))
-
-    def assert_backups(self):
-        """Every listed backup exists, is whole, and holds the state before."""
-        result = self.run_again("--list")
-        self.assertEqual((result.status, result.err), (ALL_DONE, b""))
-        names = [line.split()[0].decode() for line in result.out.splitlines()]
-        self.assertEqual(names, [backup.name for backup in self.all_backups()])
-        for backup in self.all_backups():
-            self.assertRegex(backup.name, NAME)
-            self.assertEqual(self.present(backup), self.before)
-
-    def assert_registers(self, *paths):
-        """A run that registers these applications, or else all those to be registered."""
-        paths = paths or self.paths
-        result = self.run_again(*self.options, *paths)
+    def assert_registers(self):
+        result = self.run_again(*self.options, *self.paths)
         self.assertEqual((result.out.decode(), result.status),
-                         ("".join(f"registered: {path}\n" for path in paths), ALL_DONE),
-                         result.err.decode())
-        self.assert_nothing_left()
+                         ("".join(f"registered: {path}\n" for path in self.paths), ALL_DONE), result.err)
+        self.assertEqual((self.registered(), self.present()[1]), (list(self.paths), self.file_after()))
 
-    def assert_restores(self, state, *arguments):
+    def assert_restores(self, state, *name):
         """A restore that brings back a state; returns the name of the backup."""
-        result = self.run_again("--restore", *arguments)
-        self.assertEqual(result.status, ALL_DONE, result.err.decode())
-        self.assertRegex(result.out, RESTORED)
+        result = self.run_again("--restore", *name)
+        self.assertEqual(result.status, ALL_DONE, result.err)
         self.assertEqual(self.present(), state)
         self.assert_nothing_left()
-        return RESTORED.fullmatch(result.out)[1].decode()
+        return re.fullmatch(rb"restored: (\S+)\n", result.out)[1].decode()
 
-    def assert_said(self, result):
-        """What a registration says is true, and it has registered an application or done nothing."""
-        self.assertIn(result.status, STATUSES, result.err.decode())
-        self.assert_never_lost()
-        lines = result.out.decode().splitlines()
-        said = [path for path in self.paths if f"registered: {path}" in lines]
-        if result.status == ALL_DONE:
-            self.assertEqual((len(lines), said), (len(self.paths), list(self.paths)))
-        elif len(said) == len(self.paths):
-            # Nothing that came after that can make it untrue.
-            self.assertIn(result.status, (NOT_WRITTEN, KILLED, ABORTED, TERMINATED), result.err.decode())
-        if result.status == NOT_WRITTEN:
-            self.assertTrue(any(self.holds(self.paths[:count]) for count in range(len(self.paths) + 1)))
-        elif result.status == NOT_RESTORED:
-            self.assertEqual(len(self.backups_of(OPEN)), 1)
-        elif result.status not in (KILLED, ABORTED) or said:
-            self.assertTrue(self.holds(said), f"{result.status} {result.out} {result.err}")
-
-    def assert_way_on(self, moment):
-        """From such a moment the next run completes the registration, and from there a restore
-        leads to the state before; so does a restore at once, and a run for another application."""
+    def assert_recoverable(self, moment):
+        """From such a moment, the next run registers everything, and from there a restore leads to
+        the state before the first; so does a restore at once."""
         state = snapshot.key(moment)
         if state in self.judged:
             return
         self.judged.add(state)
-        self.assert_backups()
-        # A run that has ended with one of them registered was an attempt of its own.
-        ended = not self.backups_of(OPEN) and not self.holds(self.paths)
-        first = self.present() if ended else self.before
-
-        self.put(moment)
+        was_done, first = self.registered(), self.before
+        if was_done and was_done != list(self.paths):
+            first = self.present()  # an attempt of its own
+        result = self.run_again("--list")
+        self.assertEqual((result.status, result.err), (ALL_DONE, b""))
+        self.assertEqual([line.split()[0].decode() for line in result.out.splitlines()],
+                         [backup.name for backup in self.all_backups()])
+        for backup in self.all_backups():
+            self.assertEqual(self.present(backup), self.before)
         self.assert_registers()
-        self.assertTrue(self.holds(self.paths))
+        if was_done != list(self.paths):
+            self.assert_nothing_left()
         self.assert_restores(first)
 
         self.put(moment)
         if self.all_backups():
             self.assert_restores(self.before)
         else:
-            self.assertEqual(self.present(), self.before)
             self.assertEqual(self.run_again("--restore").status, NOT_RESTORED)
             self.assertEqual(self.present(), self.before)
 
-        self.put(moment)
-        self.assert_leads_back_first()
 
-    def assert_leads_back_first(self):
-        """A run for another application leaves each of these as it was, or whole."""
-        whole = [split(self.dump(), {product(path)})[0] == product_rows(path) for path in self.paths]
-        self.assert_registers(OTHER)
-        content = self.dump()
-        self.assertEqual(split(content, {product(OTHER)})[0], product_rows(OTHER))
-        numbers = set(map(product, (OTHER, *self.paths)))
-        self.assertEqual(split(content, numbers)[1], split(self.before[0][0], numbers)[1])
-        for path, was_whole in zip(self.paths, whole):
-            own, before = (split(each, {product(path)})[0] for each in (content, self.before[0][0]))
-            self.assertIn(own, [before] + [product_rows(path)] * was_whole)
-        self.assertEqual(self.present()[1], self.file_after())
-
-    def put(self, moment):
-        snapshot.put(self.private_library, moment)
-
-
-class HalfWritten(CopyTest):
-    """Before a PromiseTest: its database is half written, so that it is recovered in a copy."""
-
-    def setUp(self):
-        super().setUp()
-        self.break_down()
-        self.begin = snapshot.take(self.private_library)
-
-    def check(self, result):
-        """Only a run that is killed, or says so, leaves a copy behind."""
-        super().check(result)
-        left = self.copies()
-        for copy in left:
-            shutil.rmtree(copy)
-        self.assertTrue(not left or result.status > 128 or b"left behind: " in result.err, result)
+# The worlds in which a registration is attacked.
+WORLDS = {
+    "New": {},
+    "NewWithAWriteAheadLog": {"journal": "wal"},
+    "TwoReplacingTheFile": {"paths": (INDESIGN, INCOPY), "repair": True, "file": OLD_FILE,
+                            "options": ("--replace-file",)},
+    "TwoWithAWriteAheadLog": {"paths": (INDESIGN, INCOPY), "journal": "wal"},
+    "RepairKeepingTheFile": {"repair": True, "file": OLD_FILE},
+    "RepairReplacingTheFileWithAWriteAheadLog": {"repair": True, "file": OLD_FILE, "journal": "wal",
+                                                 "options": ("--replace-file",)},
+}

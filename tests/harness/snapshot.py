@@ -5,28 +5,25 @@ import re
 import shutil
 import stat
 
-TIME = re.compile(r"-\d{4}-\d\d-\d\dT\d{6}Z")
+TIME = re.compile(rb"-\d{4}-\d\d-\d\dT\d{6}Z")
 
 
 def take(folder):
-    """Everything below a folder: for each path its mode, its content, and where it links to."""
+    """Everything below a folder: for each path its mode, its content, and the first path that is
+    the same file."""
     found, first = {}, {}
     for path in sorted(folder.rglob("*")):
-        status = path.lstat()
-        content, same = None, None
-        if stat.S_ISLNK(status.st_mode):
-            content = os.readlink(path)
-        elif stat.S_ISREG(status.st_mode):
-            content = path.read_bytes()
-            same = first.setdefault(status.st_ino, str(path.relative_to(folder)))
-        found[str(path.relative_to(folder))] = (status.st_mode, content, same)
+        name, status = str(path.relative_to(folder)), path.lstat()
+        is_file = stat.S_ISREG(status.st_mode)
+        found[name] = (status.st_mode, path.read_bytes() if is_file else None,
+                       first.setdefault(status.st_ino, name))
     return found
 
 
 def put(folder, found):
     """Makes a folder what it was. It stays the same folder, since a sandbox may have bound it."""
     for path in folder.iterdir():
-        if path.is_dir() and not path.is_symlink():
+        if path.is_dir():
             shutil.rmtree(path)
         else:
             path.unlink()
@@ -34,9 +31,6 @@ def put(folder, found):
         path = folder / name
         if stat.S_ISDIR(mode):
             path.mkdir()
-        elif stat.S_ISLNK(mode):
-            path.symlink_to(content)
-            continue
         elif same != name:
             os.link(folder / same, path)
         else:
@@ -46,5 +40,7 @@ def put(folder, found):
 
 def key(found):
     """What is the same for two moments that differ only in the clock."""
-    return tuple((TIME.sub("-", name), mode, content, same and TIME.sub("-", same))
+    def without(name):
+        return TIME.sub(b"-", name.encode())
+    return tuple((without(name), mode, TIME.sub(b"-", content or b""), without(same))
                  for name, (mode, content, same) in found.items())
