@@ -1,146 +1,89 @@
 """The order in which tamsel-deploy writes to disk: a power failure cannot be tried, but what it finds can."""
 
 import re
-from typing import NamedTuple
+import sqlite3
+import subprocess
 
 from harness.deploy import BACKUPS, OLD_FILE
-from harness.machine import CONFIGURATION, DATABASE
-from harness.promises import PromiseTest
-from harness.registration import INDESIGN
+from harness.machine import BUILD, CONFIGURATION, DATABASE, ROOT
+from harness.promises import WORLDS, PromiseTest
 from harness.restores import RestoreTest
 
-LINE = re.compile(r"(\d+) +(\w+)\((.*)\) += (\S+).*")
-WRITE, SYNC = {"write", "pwrite64", "writev", "ftruncate"}, {"fsync", "fdatasync"}
-RENAME = {"rename", "renameat", "renameat2"}
-UNFINISHED = BACKUPS + "/.incomplete"
-NEW_FILE = CONFIGURATION + "/.XManConfigV2.xml.tamsel-new"
-
-
-class Call(NamedTuple):
-    """A call of the program itself, or the execve of a program that it starts."""
-
-    name: str
-    arguments: str
-
-    def __contains__(self, path):
-        return f"<{path}>" in self.arguments or f'"{path}"' in self.arguments
+LINE = re.compile(r"(\w+)\((.*)\) += [^-].*")
+WRITE, SYNC = ("write", "pwrite64", "ftruncate"), ("fsync", "fdatasync")
+RENAME, REMOVE = ("rename", "renameat", "renameat2"), ("unlink", "unlinkat")
+NEW_BACKUP = BACKUPS + "/.incomplete"
+FILE = CONFIGURATION + "/XManConfigV2.xml"
+NEW_FILE, OLD = (f"{CONFIGURATION}/.XManConfigV2.xml.tamsel-{which}" for which in ("new", "old"))
+FOLDER = DATABASE.rpartition("/")[0]
 
 
 class Order:
     """What a run does to files, in order."""
 
-    def trace(self, *arguments):
+    def setUp(self):
+        super().setUp()
         self.need("strace")
         log = self.folder / "trace"
-        result = self.shell.run(
-            "strace", "-f", "-q", "-y", "-s", "4096", "-o", log, "-e", "signal=none", "-e",
-            "trace=execve,%file,write,pwrite64,?writev,ftruncate,fsync,fdatasync", *self.command, *arguments)
-        self.assertEqual(result.status, 0, result.err.decode())
-        self.list, begun = [], {}
-        program = None
-        for line in log.read_text().splitlines():
-            process, text = line.split(maxsplit=1)
-            program = program or process
-            line = process + " " + begun.pop(process, "") + re.sub(r"^<\.\.\. \w+ resumed>", "", text)
-            if line.endswith(" <unfinished ...>"):
-                begun[process] = line[len(process) + 1:-len(" <unfinished ...>")]
-            elif (call := LINE.fullmatch(line)) and not call[4].startswith("-"):
-                if process == program or call[2] == "execve":
-                    self.list.append(Call(call[2], call[3]))
+        result = self.shell.run("strace", "-qq", "-y", "-s", "4096", "-o", log, *self.command, *self.arguments)
+        self.assertEqual(result.status, 0, result.err)
+        self.calls = [match.groups() for match in map(LINE.fullmatch, log.read_text().splitlines()) if match]
 
-    def find(self, names, *texts, last=False):
-        """The position of the first or the last of these calls that has these paths in it."""
-        found = [i for i, call in enumerate(self.list)
-                 if call.name in names and all(text in call for text in texts)]
-        self.assertTrue(found, f"no {names} of {texts}")
-        return found[-1 if last else 0]
+    def find(self, names, path, after=-1):
+        """The positions of these calls of a path: its last component may be a pattern. Of a rename,
+        the path is the new name."""
+        text = re.compile(rf'["<]{path}[">](, \w+)?$' if names is RENAME else rf'["<]{path}[">]')
+        found = [i for i, (name, arguments) in enumerate(self.calls)
+                 if i > after and name in names and text.search(arguments)]
+        self.assertTrue(found, f"no {names} of {path}")
+        return found
 
-    def renamed_to(self, pattern):
-        """The position where something is renamed to such a path."""
-        found = [i for i, call in enumerate(self.list)
-                 if call.name in RENAME and re.search(pattern + r'"(, \w+)?$', call.arguments)]
-        self.assertEqual(len(found), 1, pattern)
-        return found[0]
+    def assert_order(self, *steps):
+        """These are positions, each after the one before."""
+        self.assertEqual(list(steps), sorted(set(steps)))
 
-    def synced_after(self, folder, position):
-        """The position where a folder is synced after a call."""
-        found = [i for i, call in enumerate(self.list)
-                 if i > position and call.name in SYNC and f"<{folder}>" in call.arguments]
-        self.assertTrue(found, f"{folder} is not synced")
-        return found[0]
+    def synced(self, path, after):
+        return self.find(SYNC, path, after)[0]
 
-    def assert_written_then_synced(self, path, before):
-        written = self.find(WRITE, path, last=True)
-        synced = self.find(SYNC, path, last=True)
-        self.assertLess(written, synced)
-        self.assertLess(synced, before)
+    def named(self, path):
+        """Where something gets this name; before that, it has been written and then synced."""
+        position, = self.find(RENAME, path)
+        return position
 
-    def started(self, program):
-        """The position where that program is started."""
-        found = [i for i, call in enumerate(self.list)
-                 if call.name == "execve" and call.arguments.startswith(f'"{program}"')]
-        self.assertEqual(len(found), 1, program)
-        return found[0]
+    def assert_synced(self, path, before):
+        written = [i for i in self.find(WRITE, path) if i < before][-1]
+        self.assert_order(written, self.synced(path, written), before)
 
 
 class Registration(Order, PromiseTest):
-    repair = True
-    file = OLD_FILE
-    options = ("--replace-file",)
+    locals().update(WORLDS["TwoReplacingTheFile"])
+    arguments = (*WORLDS["TwoReplacingTheFile"]["options"], *WORLDS["TwoReplacingTheFile"]["paths"])
 
-    def setUp(self):
-        super().setUp()
-        self.trace(*self.options, INDESIGN)
-        self.tamsel = self.started(self.package / "Tamsel")
+    def test_backup_file_rows_and_note_come_one_after_another_each_on_disk(self):
+        backup, file = self.named(BACKUPS + "/0001-[^/]*"), self.named(FILE)
+        for name in ("ExMan.db", "XManConfigV2.xml", "unfinished"):
+            self.assert_synced(f"{NEW_BACKUP}/{name}", backup)
+        self.assert_synced(NEW_FILE, file)
+        rows = self.find(WRITE, DATABASE)
+        committed, = self.find(REMOVE, DATABASE + "-journal")
+        self.assert_order(self.synced(NEW_BACKUP, -1), backup, self.synced(BACKUPS, backup), file,
+                          self.synced(CONFIGURATION, file), rows[0], rows[-1], self.synced(DATABASE, rows[-1]),
+                          committed, self.synced(FOLDER, committed), self.named(BACKUPS + "/0001-[^/]*/note"),
+                          self.find(REMOVE, OLD)[0])
 
-    def test_the_backup_is_on_disk_before_it_has_its_name_and_the_name_before_tamsel_starts(self):
-        renamed = self.renamed_to(re.escape(BACKUPS) + r"/0001-[^/]*")
-        for name in ("ExMan.db", "XManConfigV2.xml"):
-            self.assert_written_then_synced(f"{UNFINISHED}/{name}", renamed)
-        self.assertLess(self.find(SYNC, f"{UNFINISHED}/registering"), renamed)
-        self.assertLess(self.find(SYNC, UNFINISHED), renamed)
-        self.assertLess(self.synced_after(BACKUPS, renamed), self.tamsel)
+    def test_nothing_writes_the_file_itself(self):
+        self.assertFalse([call for call in self.calls if call[0] in WRITE and f"<{FILE}>" in call[1]])
 
-    def test_the_new_file_is_on_disk_before_it_has_its_name(self):
-        renamed = self.renamed_to(re.escape(CONFIGURATION) + "/XManConfigV2.xml")
-        self.assert_written_then_synced(NEW_FILE, renamed)
-        backup = self.renamed_to(re.escape(BACKUPS) + r"/0001-[^/]*")
-        self.assertLess(backup, renamed)
-        self.synced_after(CONFIGURATION, renamed)
-
-    def test_the_note_of_the_end_comes_after_tamsel(self):
-        ended = self.renamed_to("/registered")
-        self.assertLess(self.tamsel, ended)
-
-    def test_nothing_else_writes_the_file(self):
-        for call in self.list:
-            if call.name in WRITE:
-                self.assertFalse(f"{CONFIGURATION}/XManConfigV2.xml" in call, call)
+    def test_no_file_of_the_database_is_closed_while_it_is_locked(self):
+        # That would drop the locks of the whole process.
+        locked = next(i for i, (name, arguments) in enumerate(self.calls)
+                      if name == "fcntl" and f"<{DATABASE}>" in arguments and "F_WRLCK" in arguments)
+        committed, = self.find(REMOVE, DATABASE + "-journal")
+        self.assertGreater(committed, locked)
+        for name, arguments in self.calls[locked:committed]:
+            self.assertFalse(name == "close" and arguments.endswith(f"<{DATABASE}>"))
 
 
-class RestoreOverADamagedDatabase(Order, RestoreTest):
-    damage = "damaged"
-    file = OLD_FILE
-    options = ("--replace-file",)
-
-    def setUp(self):
-        super().setUp()
-        self.trace("--restore")
-
-    def test_what_was_there_is_on_disk_before_anything_changes(self):
-        backup = self.renamed_to(re.escape(BACKUPS) + r"/0002-[^/]*")
-        for name in ("ExMan.db", "ExMan.db-journal", "ExMan.db-wal"):
-            self.assert_written_then_synced(f"{UNFINISHED}/{name}", backup)
-        synced = self.synced_after(BACKUPS, backup)
-        self.assertLess(synced, self.renamed_to(re.escape(DATABASE)))
-        self.assertLess(synced, self.renamed_to(re.escape(CONFIGURATION) + "/XManConfigV2.xml"))
-
-    def test_the_journals_of_another_time_go_before_the_database_comes(self):
-        renamed = self.renamed_to(re.escape(DATABASE))
-        folder = DATABASE.rpartition("/")[0]
-        self.assert_written_then_synced(f"{folder}/.ExMan.db.tamsel-new", renamed)
-        removed = max(i for i, call in enumerate(self.list)
-                      if call.name in RENAME | {"unlink", "unlinkat"} and i < renamed
-                      and re.match(rf'[^"]*"{re.escape(DATABASE)}-(journal|wal)"', call.arguments))
-        self.assertLess(self.synced_after(folder, removed), renamed)
-        self.synced_after(folder, renamed)
+class RegistrationWithAWriteAheadLog(Registration):
+    locals().update(WORLDS["RepairReplacingTheFileWithAWriteAheadLog"])
+    arguments = ("--replace-file", *PromiseTest.paths)
