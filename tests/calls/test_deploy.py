@@ -1,11 +1,9 @@
 """The order in which tamsel-deploy writes to disk: a power failure cannot be tried, but what it finds can."""
 
 import re
-import sqlite3
-import subprocess
 
 from harness.deploy import BACKUPS, OLD_FILE
-from harness.machine import BUILD, CONFIGURATION, DATABASE, ROOT
+from harness.machine import CONFIGURATION, DATABASE
 from harness.promises import WORLDS, PromiseTest
 from harness.restores import RestoreTest
 
@@ -59,31 +57,77 @@ class Registration(Order, PromiseTest):
     locals().update(WORLDS["TwoReplacingTheFile"])
     arguments = (*WORLDS["TwoReplacingTheFile"]["options"], *WORLDS["TwoReplacingTheFile"]["paths"])
 
+    def commit(self):
+        """Where they are written and committed, each step on disk before the next."""
+        written = self.find(WRITE, DATABASE)
+        committed, = self.find(REMOVE, DATABASE + "-journal")
+        return written[0], self.synced(DATABASE, written[-1]), committed, self.synced(FOLDER, committed)
+
     def test_backup_file_rows_and_note_come_one_after_another_each_on_disk(self):
         backup, file = self.named(BACKUPS + "/0001-[^/]*"), self.named(FILE)
         for name in ("ExMan.db", "XManConfigV2.xml", "unfinished"):
             self.assert_synced(f"{NEW_BACKUP}/{name}", backup)
         self.assert_synced(NEW_FILE, file)
-        rows = self.find(WRITE, DATABASE)
-        committed, = self.find(REMOVE, DATABASE + "-journal")
         self.assert_order(self.synced(NEW_BACKUP, -1), backup, self.synced(BACKUPS, backup), file,
-                          self.synced(CONFIGURATION, file), rows[0], rows[-1], self.synced(DATABASE, rows[-1]),
-                          committed, self.synced(FOLDER, committed), self.named(BACKUPS + "/0001-[^/]*/note"),
-                          self.find(REMOVE, OLD)[0])
+                          self.synced(CONFIGURATION, file), *self.commit(),
+                          self.named(BACKUPS + "/0001-[^/]*/note"), self.find(REMOVE, OLD)[0])
 
     def test_nothing_writes_the_file_itself(self):
         self.assertFalse([call for call in self.calls if call[0] in WRITE and f"<{FILE}>" in call[1]])
 
-    def test_no_file_of_the_database_is_closed_while_it_is_locked(self):
-        # That would drop the locks of the whole process.
-        locked = next(i for i, (name, arguments) in enumerate(self.calls)
-                      if name == "fcntl" and f"<{DATABASE}>" in arguments and "F_WRLCK" in arguments)
-        committed, = self.find(REMOVE, DATABASE + "-journal")
-        self.assertGreater(committed, locked)
-        for name, arguments in self.calls[locked:committed]:
-            self.assertFalse(name == "close" and arguments.endswith(f"<{DATABASE}>"))
+    def test_no_file_of_the_database_is_closed_while_the_process_holds_its_locks(self):
+        # That would drop them all. While the backup is made, the transaction has begun.
+        for name, text in self.calls[self.find(["mkdir"], NEW_BACKUP)[0]:self.commit()[-1]]:
+            self.assertFalse(name == "close" and re.search(f"<{DATABASE}(-shm)?>", text), text)
 
 
 class RegistrationWithAWriteAheadLog(Registration):
     locals().update(WORLDS["RepairReplacingTheFileWithAWriteAheadLog"])
     arguments = ("--replace-file", *PromiseTest.paths)
+
+    def commit(self):
+        written = self.find(WRITE, DATABASE + "-wal")
+        return written[0], written[-1], self.synced(DATABASE + "-wal", written[-1])
+
+
+class RestoreOverADamagedDatabase(Order, RestoreTest):
+    damage = "damaged"
+    file = OLD_FILE
+    options = ("--replace-file",)
+
+    def test_what_was_there_is_on_disk_before_anything_changes_and_the_file_comes_last(self):
+        backup, database, file = map(self.named, (BACKUPS + "/0002-[^/]*", DATABASE, FILE))
+        for name in ("damaged/ExMan.db", "damaged/ExMan.db-journal", "damaged/ExMan.db-wal",
+                     "XManConfigV2.xml", "note"):
+            self.assert_synced(f"{NEW_BACKUP}/{name}", backup)
+        self.assert_synced(FOLDER + "/.ExMan.db.tamsel-new", database)
+        self.assert_synced(NEW_FILE, file)
+        # A journal of another time must never meet the new database.
+        removed = self.find(REMOVE, DATABASE + "-(journal|wal)")
+        self.assertEqual(len(removed), 2)
+        self.assert_order(self.synced(NEW_BACKUP + "/damaged", -1), self.synced(NEW_BACKUP, -1), backup,
+                          self.synced(BACKUPS, backup), *removed, self.synced(FOLDER, removed[-1]), database,
+                          self.synced(FOLDER, database), file, self.synced(CONFIGURATION, file))
+
+
+class Restore(Order, RestoreTest):
+    def test_the_database_is_written_in_place_under_a_journal_and_before_the_file_goes(self):
+        backup = self.named(BACKUPS + "/0002-[^/]*")
+        written = self.find(WRITE, DATABASE)
+        committed = self.find(REMOVE, DATABASE + "-journal")[-1]
+        file, = self.find(REMOVE, FILE)
+        self.assert_order(backup, self.synced(BACKUPS, backup), self.find(WRITE, DATABASE + "-journal")[0],
+                          self.synced(DATABASE + "-journal", backup), written[0],
+                          self.synced(DATABASE, written[-1]), committed, self.synced(FOLDER, committed),
+                          file, self.synced(CONFIGURATION, file))
+
+
+class Environment(PromiseTest):
+    def test_pgrep_has_one_of_its_own(self):
+        self.need("strace")
+        log = self.folder / "trace"
+        self.shell.run("env", "PGREP=-v", "LC_ALL=C", "strace", "-f", "-v", "-s", "99", "-qq", "-e", "trace=execve", "-o", log,
+                       *self.command, "--dry-run", *self.paths)
+        self.assertEqual(re.findall(r'execve\("/usr/bin/pgrep", (\[.*?\]), (\[.*\])\)', log.read_text()),
+                         [(r'["pgrep", "-f", "Adobe Extension Manager CC\\.app/Contents/MacOS/"]',
+                           '["PATH=/usr/bin:/bin:/usr/sbin:/sbin"]')])
