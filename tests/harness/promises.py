@@ -52,6 +52,7 @@ class PromiseTest(DeployTest):
     repair = False  # INDESIGN is registered in another folder
     file = None  # the XManConfigV2.xml that is there
     options = ()  # of each registration
+    is_log_whole = True
 
     def setUp(self):
         super().setUp()
@@ -137,23 +138,23 @@ class PromiseTest(DeployTest):
         self.assertIn(result.status, STATUSES, result)
         lines, done, file = result.out.decode().splitlines(), self.registered(), self.present()[1]
         said = [path for path in self.paths if f"registered: {path}" in lines]
-        files = [self.file_after() if done else self.before[1]]
         if result.status in (KILLED, ABORTED):
             # It may have been about to commit, or to say so.
             self.assertIn(done, ([], list(self.paths)))
-            self.assertIn(file, [self.file_after(), *files], result)
+            self.assertIn(file, [self.file_after(), self.before[1]][:1 if done else 2], result)
             self.assertLessEqual(set(said), set(done))
             return
-        self.assertEqual([file], files, result)
-        log = result.err.decode()
-        self.assertEqual([path for path in self.paths if f": registered: {path}\n" in log], done, log)
-        self.assertEqual(BACK in log, bool(done), log)
-        self.assertEqual(len(self.all_backups()), bool(done), log)
+        self.assertEqual(file, self.file_after() if done else self.before[1], result)
+        self.assertEqual(len(self.all_backups()), bool(done), result)
         if result.status != NOT_WRITTEN:
             self.assertEqual(said, done, result)
             self.assertIn(len(lines), (0, len(self.paths)))
-            if result.status != TERMINATED:
-                self.assertEqual(result.status == ALL_DONE, done == list(self.paths), result)
+            self.assertEqual(result.status == ALL_DONE,
+                             done == list(self.paths) and result.status != TERMINATED, result)
+        if self.is_log_whole:
+            log = result.err.decode()
+            self.assertEqual([path for path in self.paths if f": registered: {path}\n" in log], done, log)
+            self.assertEqual(BACK in log, bool(done), log)
 
     def assert_nothing_left(self):
         """There is nothing beside the backups, the database and the file."""
