@@ -1,148 +1,133 @@
-"""Several runs of tamsel-deploy at once, beside programs that use the database."""
+"""Several runs of tamsel-deploy at once, beside programs that use the database, and a large database."""
 
+import shlex
 import sqlite3
 import threading
 
 from harness.deploy import ALL_DONE, APPLICATIONS, NO_FILE, NOT_REGISTERED
-from harness.promises import REGISTERED, PromiseTest, product, product_rows, split
+from harness.machine import slow
+from harness.promises import PromiseTest, product, product_rows, split
 from harness.registration import INDESIGN
 
-SAID_REGISTERED = (REGISTERED, ALL_DONE)
-SAID_NOT_REGISTERED = (f"not registered: {INDESIGN}\n".encode(), NOT_REGISTERED)
-# Also true while a restore is under way, since it removes the file first.
-SAID_WITHOUT_FILE = (f"without XManConfigV2.xml: {INDESIGN}\n".encode(), NO_FILE)
 ALL = [f"/Applications/{name}.app" for name in APPLICATIONS]
+REGISTERED = (f"registered: {INDESIGN}\n".encode(), ALL_DONE)
+NOT_YET = (f"not registered: {INDESIGN}\n".encode(), NOT_REGISTERED)
+# Also true while a restore is under way: the file goes last.
+WITHOUT_FILE = (f"without XManConfigV2.xml: {INDESIGN}\n".encode(), NO_FILE)
 
 
-class AtOnce(PromiseTest):
-    """Whatever runs at once, it is as if the runs had come one after another."""
-
+class LoadTest(PromiseTest):
     def setUp(self):
         super().setUp()
         self.add_applications(*(path for path in ALL if not self.inside(path).exists()))
-        self.command = self.patient
+        self.command = [self.package / "tamsel-deploy", "--wait", "600"]
 
-    def assert_one_backup_of_the_state_before(self):
-        backups = self.all_backups()
-        self.assertEqual([self.present(backup) == self.before for backup in backups],
-                         [True] + [False] * (len(backups) - 1))
-        self.assertEqual(self.assert_restores(self.before, backups[0].name), backups[0].name)
+    def together(self, *runs):
+        """Starts runs with these arguments all at once. Returns what each said, and its status."""
+        line = "".join(f"{shlex.join(map(str, [*self.command, *run]))} >{number}.out 2>{number}.err & "
+                       f"run{number}=$!; " for number, run in enumerate(runs))
+        line += "".join(f"wait $run{number}; echo $? >{number}.status; " for number in range(len(runs)))
+        self.shell.run_line(f"{line} true >out 2>err")
+        return [((self.folder / f"{number}.out").read_bytes(),
+                 int((self.folder / f"{number}.status").read_text())) for number in range(len(runs))]
 
-    def assert_all_register_one(self, count):
-        self.put(self.begin)
-        for result in self.together(*[[INDESIGN]] * count):
-            self.assertEqual(result, SAID_REGISTERED)
-        self.assertTrue(self.holds(self.paths))
-        self.assertEqual(len(self.all_backups()), 1)
-        self.assert_nothing_left()
-        self.assert_one_backup_of_the_state_before()
 
-    def test_two_registrations_of_one_application(self):
-        for _ in range(20):
-            self.assert_all_register_one(2)
+class AtOnce(LoadTest):
+    """Whatever runs at once, it is as if the runs had come one after another."""
 
-    def test_eight_registrations_of_one_application(self):
-        for _ in range(5):
-            self.assert_all_register_one(8)
-
-    def assert_each_registers_its_own(self, paths):
-        self.put(self.begin)
-        for path, result in zip(paths, self.together(*([path] for path in paths))):
-            self.assertEqual(result, (f"registered: {path}\n".encode(), ALL_DONE))
-        content = self.dump()
-        for path in paths:
-            self.assertEqual(split(content, {product(path)})[0], product_rows(path))
-        numbers = {product(path) for path in paths}
-        self.assertEqual(split(content, numbers)[1], split(self.before[0][0], numbers)[1])
-        self.assert_nothing_left()
-        self.assert_one_backup_of_the_state_before()
+    def test_registrations_of_one_application(self):
+        for count in (2,) * 10 + (8,) * 3:
+            self.put(self.begin)
+            *verified, last = self.together(*[["--verify", INDESIGN]] * count, *[[INDESIGN]] * count)[count - 1:]
+            self.assertIn(verified.pop(0), (REGISTERED, NOT_YET))
+            self.assertEqual({*verified, last}, {REGISTERED})
+            self.assertEqual(self.registered(), [INDESIGN])
+            backup, = self.all_backups()
+            self.assertEqual(self.present(backup), self.before)
+            self.assert_restores(self.before)
 
     def test_registrations_of_different_applications(self):
-        for _ in range(10):
-            self.assert_each_registers_its_own(ALL[2:4])
-        for _ in range(3):
-            self.assert_each_registers_its_own(ALL)
+        for paths in (ALL[2:4],) * 5 + (ALL,) * 2:
+            self.put(self.begin)
+            for path, result in zip(paths, self.together(*([path] for path in paths))):
+                self.assertEqual(result, (f"registered: {path}\n".encode(), ALL_DONE))
+            content = self.dump()
+            for path in paths:
+                self.assertEqual(split(content, {product(path)})[0], product_rows(path))
+            numbers = {product(path) for path in paths}
+            self.assertEqual(split(content, numbers)[1], split(self.before[0][0], numbers)[1])
+            backups = self.all_backups()
+            self.assertEqual([self.present(backup) == self.before for backup in backups],
+                             [True] + [False] * (len(backups) - 1))
+            self.assert_restores(self.before, backups[0].name)
 
     def test_a_restore_beside_registrations(self):
-        for count in (1, 3):
-            for _ in range(8):
-                self.put(self.begin)
-                self.assert_registers()
-                registered, (backup,) = self.present(), self.all_backups()
-                results = self.together(*[[INDESIGN]] * count, ["--restore"], ["--verify", INDESIGN])
-                self.assertEqual(results[:-2], [SAID_REGISTERED] * count)
-                self.assertEqual(results[-2], (f"restored: {backup.name}\n".encode(), ALL_DONE))
-                self.assertIn(results[-1], (SAID_REGISTERED, SAID_NOT_REGISTERED, SAID_WITHOUT_FILE))
-                self.assertTrue(self.holds(self.paths) or self.present() == self.before)
-                self.assertTrue(any(self.present(each)[0][0] == registered[0][0]
-                                    for each in self.all_backups()))
-                self.assert_restores(self.before, backup.name)
-
-    def test_a_verification_again_and_again_beside_a_run(self):
-        for _ in range(5):
+        for count in (1, 3) * 3:
             self.put(self.begin)
-            *verified, registered = self.together(*[["--verify", INDESIGN]] * 12, [INDESIGN])
-            self.assertEqual(registered, SAID_REGISTERED)
-            for result in verified:
-                self.assertIn(result, (SAID_REGISTERED, SAID_NOT_REGISTERED))
-            self.assertTrue(self.holds(self.paths))
-            self.assert_one_backup_of_the_state_before()
+            self.assert_registers()
+            registered, (backup,) = self.present(), self.all_backups()
+            *runs, restored, verified = self.together(*[[INDESIGN]] * count, ["--restore"], ["--verify", INDESIGN])
+            self.assertEqual(runs, [REGISTERED] * count)
+            self.assertEqual(restored, (f"restored: {backup.name}\n".encode(), ALL_DONE))
+            self.assertIn(verified, (REGISTERED, NOT_YET, WITHOUT_FILE))
+            self.assertIn(self.present(), (self.before, registered))
+            self.assertIn(registered, [self.present(each) for each in self.all_backups()])
+            self.assert_restores(self.before, backup.name)
 
 
 class AtOnceWithAWriteAheadLog(AtOnce):
     journal = "wal"
 
 
-class Neighbours(PromiseTest):
+class Neighbours(LoadTest):
     """Others use the database, each for a moment, again and again; runs wait for them."""
 
-    turns = 60
-    pause = 0.002  # seconds: Tamsel does not wait, and would have no chance if they never let go
+    turns = 40
+    pause = 0.002  # seconds: SQLite's locks are not fair, so nobody would get one otherwise
+    statements = ("SELECT COUNT(*) FROM Tb_XManConfig",
+                  "UPDATE Tb_ProductInfoV2 SET SuiteID = SuiteID + 1 WHERE ProdID = 12")
 
-    def setUp(self):
-        super().setUp()
-        self.command = self.patient
-        self.written, self.over = 0, threading.Event()
-
-    def read(self):
+    def use(self, statement, over, times):
         connection = sqlite3.connect(self.database, timeout=600, isolation_level=None)
-        while not self.over.is_set():
-            connection.execute("BEGIN")
-            connection.execute("SELECT COUNT(*) FROM Tb_XManConfig").fetchall()
-            connection.execute("COMMIT")
-            self.over.wait(self.pause)
-        connection.close()
-
-    def write(self):
-        connection = sqlite3.connect(self.database, timeout=600, isolation_level=None)
-        while not self.over.is_set():
-            connection.execute("BEGIN IMMEDIATE")
-            connection.execute("UPDATE Tb_ProductInfoV2 SET SuiteID = ? WHERE ProdID = 12", (self.written,))
-            connection.execute("COMMIT")
-            self.written += 1
-            self.over.wait(self.pause)
+        while not over.wait(self.pause):
+            connection.execute(statement).fetchall()
+            times[statement] = times.get(statement, 0) + 1
         connection.close()
 
     def test_runs_beside_a_reader_and_a_writer(self):
-        others = [threading.Thread(target=self.read), threading.Thread(target=self.write)]
+        over, times = threading.Event(), {}
+        others = [threading.Thread(target=self.use, args=(each, over, times)) for each in self.statements]
         for other in others:
             other.start()
         try:
-            results = [(self.run_again(INDESIGN), self.run_again("--verify", INDESIGN),
-                        self.run_again("--restore")) for _ in range(self.turns)]
+            results = [self.run_again(*arguments) for _ in range(self.turns)
+                       for arguments in ([INDESIGN], ["--verify", INDESIGN], ["--restore"])]
         finally:
-            self.over.set()
+            over.set()
             for other in others:
                 other.join()
-        for registered, verified, restored in results:
-            self.assertEqual((registered.out, registered.status), (REGISTERED, ALL_DONE), registered.err)
-            self.assertEqual((verified.out, verified.status), (REGISTERED, ALL_DONE), verified.err)
-            self.assertEqual(restored.status, ALL_DONE, restored.err)
+        for result in results:
+            self.assertEqual(result.status, ALL_DONE, result)
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
-        self.assertEqual(self.rows("SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 12"), [(3,)])
-        self.assertGreater(self.written, self.turns)
-        self.print_figure(f"{3 * self.turns} runs beside {self.written} transactions of a writer")
+        self.assertGreater(min(times.values()), self.turns)
+        self.print_figure(f"{len(results)} runs beside these: {times}")
 
 
 class NeighboursWithAWriteAheadLog(Neighbours):
     journal = "wal"
+
+
+@slow
+class Large(LoadTest):
+    """A million rows of others, 74 MB."""
+
+    def test_a_registration_and_a_restore_need_little_memory(self):
+        self.change("INSERT INTO Tb_XManConfig WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n"
+                    " WHERE i < 1000000) SELECT 12, 'key ' || i, 'the value of row number ' || i FROM n")
+        self.assertGreater(self.database.stat().st_size, 70_000_000)
+        for arguments in ([INDESIGN], ["--restore"]):
+            # In KiB. The address space holds the program and its libraries, too.
+            line = f"ulimit -v 30000; exec {shlex.join(map(str, [*self.command, *arguments]))}"
+            result = self.shell.run("sh", "-c", line)
+            self.assertEqual(result.status, ALL_DONE, result)
+        self.assertEqual(self.rows("SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 12"), [(1000003,)])
