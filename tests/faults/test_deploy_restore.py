@@ -41,7 +41,7 @@ class Look(Points):
 
 RESTORES = {
     "Restore": {},
-    "RestoreOfAFileWithAWriteAheadLog": {"journal": "wal", "file": OLD_FILE},
+    "RestoreOfTheLastOfTwoWithAWriteAheadLog": {"journal": "wal", "file": OLD_FILE, "earlier": (INCOPY,)},
     "RestoreOverADamagedDatabase": {"damage": "damaged", "file": OLD_FILE},
     "RestoreOverAHalfWrittenDatabase": {"damage": "torn"},
     "RestoreWithoutADatabase": {"journal": "wal", "damage": "missing"},

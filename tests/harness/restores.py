@@ -11,13 +11,17 @@ class RestoreTest(PromiseTest):
     """INDESIGN is registered, a program has written something since, and somebody restores."""
 
     arguments = ("--restore",)
+    earlier = ()  # what was registered before
     damage = None  # or "damaged", "torn" or "missing"
 
     def setUp(self):
         super().setUp()
-        self.assert_registers()
-        self.target = self.before
-        self.saved, = self.all_backups()
+        if self.earlier:
+            self.run_again(*self.earlier)
+            self.before = self.present()
+        result = self.run_again(*self.options, *self.paths)
+        self.assertEqual((self.registered(), result.status), (list(self.paths), ALL_DONE), result)
+        self.target, self.saved = self.before, self.all_backups()[-1]
         self.change("INSERT INTO Tb_XManConfig VALUES (12, 'late', 'row')")
         if self.damage == "damaged":
             self.database.write_bytes(b"no database " * 1000)
