@@ -126,8 +126,8 @@ class Environment(PromiseTest):
     def test_pgrep_has_one_of_its_own(self):
         self.need("strace")
         log = self.folder / "trace"
-        self.shell.run("env", "PGREP=-v", "LC_ALL=C", "strace", "-f", "-v", "-s", "99", "-qq", "-e", "trace=execve", "-o", log,
-                       *self.command, "--dry-run", *self.paths)
+        self.shell.run("env", "LC_ALL=C", "strace", "-f", "-v", "-s", "99", "-qq", "-e", "trace=execve",
+                       "-o", log, *self.command, "--dry-run", *self.paths)
         self.assertEqual(re.findall(r'execve\("/usr/bin/pgrep", (\[.*?\]), (\[.*\])\)', log.read_text()),
                          [(r'["pgrep", "-f", "Adobe Extension Manager CC\\.app/Contents/MacOS/"]',
                            '["PATH=/usr/bin:/bin:/usr/sbin:/sbin"]')])

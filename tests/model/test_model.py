@@ -98,8 +98,10 @@ class Sequences(PromiseTest):
         name = [self.random.choice(names)] if names else []
         state = self.saved[name[0]] if name else self.goal
         self.ways = [state] if state else []
-        is_there = state is not None and state.is_sound()
-        return ["--restore", *name], ALL_DONE if is_there else NOT_RESTORED, state if is_there else self.now, [self.goal]
+        arguments = ["--restore", *name]
+        if state is None or not state.is_sound():
+            return arguments, NOT_RESTORED, self.now, [self.goal]
+        return arguments, ALL_DONE, state, [self.goal]
 
     # What is compared
 
