@@ -20,7 +20,7 @@ class Look(Points):
         super().setUp()
         if self.is_registered:
             self.assert_registers()
-            self.before = self.present()
+            self.before = self.condition()
         if self.is_torn:
             self.break_down()
         self.begin = snapshot.take(self.private_library)
@@ -31,7 +31,7 @@ class Look(Points):
         self.assertFalse(not self.is_registered and result.out.startswith(b"registered: "), result)
 
     def assert_recoverable(self, moment):
-        self.assertEqual(self.present(), self.before)
+        self.assertEqual(self.condition(), self.before)
         # Whoever reads a database may recover it, and a write-ahead log brings files of its own.
         names = tuple("ExMan.db" + side for side in ("", *SIDES))
         self.assertEqual({name: found for name, found in moment.items() if not name.endswith(names)},

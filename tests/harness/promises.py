@@ -47,22 +47,20 @@ class PromiseTest(DeployTest):
     """A registration in one of the possible worlds."""
 
     place = MEMORY
+    present = (INDESIGN, INCOPY)
     paths = (INDESIGN,)
     journal = "delete"  # or "wal"
     repair = False  # INDESIGN is registered in another folder
-    file = None  # the XManConfigV2.xml that is there
     options = ()  # of each registration
     is_log_whole = True
 
     def setUp(self):
         super().setUp()
-        self.add_applications(INDESIGN, INCOPY)
         if self.repair:
             for table, rows in zip(TABLES, product_rows("/Volumes/Elsewhere/Adobe InDesign 2020.app")):
                 for row in rows:
                     self.rows(f"INSERT INTO {table} VALUES ({', '.join('?' * len(row))})", *row)
         if self.file is not None:
-            self.copied.write_bytes(self.file)
             self.copied.chmod(0o640)
         self.rows(f"PRAGMA journal_mode = {self.journal}")
         self.database.chmod(0o666)
@@ -75,7 +73,7 @@ class PromiseTest(DeployTest):
         self.shell = Shell(self, self.bound)
         self.command = [self.package / "tamsel-deploy", "--wait", "0"]
         self.known, self.judged = {}, set()
-        self.before = self.present()
+        self.before = self.condition()
         self.begin = snapshot.take(self.private_library)
 
     def run_again(self, *arguments):
@@ -87,7 +85,7 @@ class PromiseTest(DeployTest):
 
     # What is there
 
-    def present(self, folder=None):
+    def condition(self, folder=None):
         """Content and mode of the database and the file, here or in a backup. What is no database
         is given by its bytes, a missing one as None."""
         database, file = self.database, self.copied
@@ -119,7 +117,7 @@ class PromiseTest(DeployTest):
 
     def registered(self):
         """Those of the applications that are registered. All other rows are as before."""
-        (content, mode), (before, mode_before) = self.present()[0], self.before[0]
+        (content, mode), (before, mode_before) = self.condition()[0], self.before[0]
         numbers = set(map(product, self.paths))
         self.assertEqual(split(content, numbers)[1], split(before, numbers)[1])
         self.assertEqual(mode, mode_before)
@@ -136,7 +134,7 @@ class PromiseTest(DeployTest):
         """What a registration says is true: of each application, and with its status. It is whole,
         with its file and one backup; or nothing has changed."""
         self.assertIn(result.status, STATUSES, result)
-        lines, done, file = result.out.decode().splitlines(), self.registered(), self.present()[1]
+        lines, done, file = result.out.decode().splitlines(), self.registered(), self.condition()[1]
         said = [path for path in self.paths if f"registered: {path}" in lines]
         if result.status in (KILLED, ABORTED):
             # It may have been about to commit, or to say so.
@@ -166,13 +164,13 @@ class PromiseTest(DeployTest):
         result = self.run_again(*self.options, *self.paths)
         self.assertEqual((result.out.decode(), result.status),
                          ("".join(f"registered: {path}\n" for path in self.paths), ALL_DONE), result.err)
-        self.assertEqual((self.registered(), self.present()[1]), (list(self.paths), self.file_after()))
+        self.assertEqual((self.registered(), self.condition()[1]), (list(self.paths), self.file_after()))
 
     def assert_restores(self, state, *name):
         """A restore that brings back a state; returns the name of the backup."""
         result = self.run_again("--restore", *name)
         self.assertEqual(result.status, ALL_DONE, result.err)
-        self.assertEqual(self.present(), state)
+        self.assertEqual(self.condition(), state)
         self.assert_nothing_left()
         return re.fullmatch(rb"restored: (\S+)\n", result.out)[1].decode()
 
@@ -185,13 +183,13 @@ class PromiseTest(DeployTest):
         self.judged.add(state)
         was_done, first = self.registered(), self.before
         if was_done and was_done != list(self.paths):
-            first = self.present()  # an attempt of its own
+            first = self.condition()  # an attempt of its own
         result = self.run_again("--list")
         self.assertEqual((result.status, result.err), (ALL_DONE, b""))
         self.assertEqual([line.split()[0].decode() for line in result.out.splitlines()],
                          [backup.name for backup in self.all_backups()])
         for backup in self.all_backups():
-            self.assertEqual(self.present(backup), self.before)
+            self.assertEqual(self.condition(backup), self.before)
         self.assert_registers()
         if was_done != list(self.paths):
             self.assert_nothing_left()
@@ -202,7 +200,7 @@ class PromiseTest(DeployTest):
             self.assert_restores(self.before)
         else:
             self.assertEqual(self.run_again("--restore").status, NOT_RESTORED)
-            self.assertEqual(self.present(), self.before)
+            self.assertEqual(self.condition(), self.before)
 
 
 # The worlds in which a registration is attacked.

@@ -18,7 +18,7 @@ class RestoreTest(PromiseTest):
         super().setUp()
         if self.earlier:
             self.run_again(*self.earlier)
-            self.before = self.present()
+            self.before = self.condition()
         result = self.run_again(*self.options, *self.paths)
         self.assertEqual((self.registered(), result.status), (list(self.paths), ALL_DONE), result)
         self.target, self.saved = self.before, self.all_backups()[-1]
@@ -32,7 +32,7 @@ class RestoreTest(PromiseTest):
         elif self.damage == "missing":
             self.leave_a_log()
         self.copied.write_bytes(OLD_FILE + b"<!-- changed -->\n")
-        self.lost, self.files = self.present(), self.plain_files(self.database.parent)
+        self.lost, self.files = self.condition(), self.plain_files(self.database.parent)
         self.begin = snapshot.take(self.private_library)
 
     def leave_a_log(self):
@@ -54,7 +54,7 @@ class RestoreTest(PromiseTest):
         """What a restore says is true. Database and file are each what they were or what they are
         to be; where it failed, the log says which."""
         self.assertIn(result.status, STATUSES, result)
-        now, log = self.present(), result.err.decode()
+        now, log = self.condition(), result.err.decode()
         for each in zip(now, self.lost, self.target):
             content, lost, target = each
             if content and lost and content != lost and isinstance(content[0], tuple):
@@ -85,8 +85,8 @@ class RestoreTest(PromiseTest):
         if self.damage == "damaged":
             return (backup / "damaged").is_dir() and self.plain_files(backup / "damaged") == self.files
         # SQLite takes a journal that it cannot look at for none.
-        return self.present(backup) == self.lost or (
-            self.damage == "torn" and self.present(backup / "damaged")[0] == self.lost[0])
+        return self.condition(backup) == self.lost or (
+            self.damage == "torn" and self.condition(backup / "damaged")[0] == self.lost[0])
 
     def assert_recoverable(self, moment):
         """From such a moment the next restore leads to the state before, and what the first one
@@ -95,7 +95,7 @@ class RestoreTest(PromiseTest):
         if state in self.judged:
             return
         self.judged.add(state)
-        self.assertEqual(self.present(self.saved), self.target)
+        self.assertEqual(self.condition(self.saved), self.target)
         self.assertEqual(self.assert_restores(self.target), self.saved.name)
         backup = next((backup for backup in self.all_backups() if self.saves_what_was_lost(backup)), None)
         self.assertIsNotNone(backup, "what was there is lost")

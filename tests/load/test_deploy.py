@@ -43,7 +43,7 @@ class AtOnce(LoadTest):
             self.assertEqual({*verified, last}, {REGISTERED})
             self.assertEqual(self.registered(), [INDESIGN])
             backup, = self.all_backups()
-            self.assertEqual(self.present(backup), self.before)
+            self.assertEqual(self.condition(backup), self.before)
             self.assert_restores(self.before)
 
     def test_registrations_of_different_applications(self):
@@ -57,7 +57,7 @@ class AtOnce(LoadTest):
             numbers = {product(path) for path in paths}
             self.assertEqual(split(content, numbers)[1], split(self.before[0][0], numbers)[1])
             backups = self.all_backups()
-            self.assertEqual([self.present(backup) == self.before for backup in backups],
+            self.assertEqual([self.condition(backup) == self.before for backup in backups],
                              [True] + [False] * (len(backups) - 1))
             self.assert_restores(self.before, backups[0].name)
 
@@ -65,13 +65,13 @@ class AtOnce(LoadTest):
         for count in (1, 3) * 3:
             self.put(self.begin)
             self.assert_registers()
-            registered, (backup,) = self.present(), self.all_backups()
+            registered, (backup,) = self.condition(), self.all_backups()
             *runs, restored, verified = self.together(*[[INDESIGN]] * count, ["--restore"], ["--verify", INDESIGN])
             self.assertEqual(runs, [REGISTERED] * count)
             self.assertEqual(restored, (f"restored: {backup.name}\n".encode(), ALL_DONE))
             self.assertIn(verified, (REGISTERED, NOT_YET, WITHOUT_FILE))
-            self.assertIn(self.present(), (self.before, registered))
-            self.assertIn(registered, [self.present(each) for each in self.all_backups()])
+            self.assertIn(self.condition(), (self.before, registered))
+            self.assertIn(registered, [self.condition(each) for each in self.all_backups()])
             self.assert_restores(self.before, backup.name)
 
 

@@ -70,7 +70,7 @@ class Sequences(PromiseTest):
             self.copied.write_bytes(OLD_FILE)
         # What is there; the state before the last registration; whether that may not have ended; and
         # whether somebody else has written since.
-        self.now, self.goal, self.is_open, self.is_changed = State.of(self.present()), None, False, False
+        self.now, self.goal, self.is_open, self.is_changed = State.of(self.condition()), None, False, False
 
     # What a run leads to: its status, the state after it, and what --restore then brings back
 
@@ -108,7 +108,7 @@ class Sequences(PromiseTest):
     def look(self):
         """What is there now. Backups never change, and the first and the five newest ones stay."""
         known, backups = dict(self.saved), self.all_backups()
-        listed = {backup.name: State.of(self.present(backup)) for backup in backups}
+        listed = {backup.name: State.of(self.condition(backup)) for backup in backups}
         for name, state in listed.items():
             self.assertEqual(known.get(name, state), state, f"{name} has changed")
             self.assertTrue(name in known or state.rows in (self.now.rows, None), f"{name} is of no use")
@@ -120,7 +120,7 @@ class Sequences(PromiseTest):
             note = next(backup / name for name in ("unfinished", "note") if (backup / name).exists())
             if note.read_text().startswith("before registering "):
                 goal, is_open = listed[backup.name], note.name == "unfinished"
-        return State.of(self.present()), goal, is_open
+        return State.of(self.condition()), goal, is_open
 
     def arrive(self, status, result, after, goals):
         """After an undisturbed run."""
@@ -197,7 +197,7 @@ class Sequences(PromiseTest):
                 self.copied.write_bytes(b"%d" % number)
         elif self.now.is_sound():
             self.change(sql)
-        self.now, self.is_changed = State.of(self.present()), True
+        self.now, self.is_changed = State.of(self.condition()), True
 
     def test_random_sequences(self):
         steps = {self.run_undisturbed: 5, self.run_disturbed: 7, self.run_on_a_full_disk: 1, self.look_only: 1,
