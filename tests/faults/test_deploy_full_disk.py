@@ -21,7 +21,6 @@ class FullDisk:
             statuses.append(result.status)
             pages += 1
         self.assertEqual((statuses[0], statuses.count(ALL_DONE)), (NO_BACKUP, ENOUGH))
-        self.print_figure(f"{len(statuses)} sizes: {statuses}")
 
 
 @slow

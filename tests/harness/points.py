@@ -68,7 +68,6 @@ class Points:
                 self.assert_recoverable(snapshot.take(self.private_library))
         # Now and then a run reads or waits less often.
         self.assertGreaterEqual(hit, len(points) * 0.9 - 1)
-        self.print_figure(f"{hit} points, {len(self.judged)} different states: {fault}")
 
     def test_a_signal_wherever_something_changes(self):
         for signal in ("KILL", "TERM"):

@@ -110,7 +110,6 @@ class Neighbours(LoadTest):
             self.assertEqual(result.status, ALL_DONE, result)
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
         self.assertGreater(min(times.values()), self.turns)
-        self.print_figure(f"{len(results)} runs beside these: {times}")
 
 
 class NeighboursWithAWriteAheadLog(Neighbours):

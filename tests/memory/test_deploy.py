@@ -34,8 +34,6 @@ class Allocations:
             number += self.stride
         self.assertEqual(result.status, ALL_DONE)
         self.assertGreater(len(statuses), 100)
-        self.print_figure(f"{len(statuses)} runs, {len(self.judged)} different states;"
-                          f" {statuses.count(ABORTED)} aborted, {statuses.count(ALL_DONE)} unharmed")
 
 
 @slow

@@ -211,7 +211,6 @@ class Sequences(PromiseTest):
                 result = self.run_again("--restore")
                 is_there = self.goal is not None
                 self.arrive(ALL_DONE if is_there else NOT_RESTORED, result, self.goal or self.now, [self.goal])
-        self.print_figure(f"{SEQUENCES} sequences, from the seed {SEED} on")
 
 
 @slow
