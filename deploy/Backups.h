@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Applications.h"
-#include "Database.h"
 #include "Files.h"
+#include "Registration.h"
 
 // The states of the Extension Manager that tamsel-deploy has saved: one folder each, with the
 // database, XManConfigV2.xml if there was one, and a note that says what the backup was made

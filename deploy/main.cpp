@@ -4,8 +4,7 @@
 // The database changes at one moment, at COMMIT: before it all rows are what they were, after it
 // all are what was wanted. So there is nothing in it that would ever have to be undone.
 
-#include "Registration.h"
-#include "Report.h"
+#include "CommandLine.h"
 #include "Requirements.h"
 
 #include <algorithm>
