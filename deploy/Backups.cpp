@@ -11,7 +11,7 @@ namespace {
 constexpr char FINISHED[] = "/note";
 constexpr char UNFINISHED[] = "/unfinished";
 constexpr char REGISTERING[] = "before registering";
-const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
+constexpr char UNREADABLE[] = "with a note that cannot be read";
 constexpr std::size_t KEPT = 5;
 
 // Whether a name has the form of a backup's.
@@ -64,24 +64,6 @@ std::string ReasonIn(const std::string& note) {
     return text.str().substr(0, text.str().find_last_not_of('\n') + 1);
 }
 
-// The bytes of the copy count once they are whole and synced to disk, so SQLite need not take care.
-void CopyDatabase(Database& from) {
-    {
-        Database to(COPY, CREATED);
-        to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
-        to.CopyFrom(from);
-    }
-    MakeLike(COPY, StatusOf(DATABASE));
-}
-
-void Begin() {
-    Remove(INCOMPLETE);
-    Checked(mkdir(INCOMPLETE.c_str(), 0700), INCOMPLETE);
-    if (KindOf(INSTALLEDFILE) == S_IFREG) {
-        CopyFile(INSTALLEDFILE, INCOMPLETE + "/" + FILENAME, StatusOf(INSTALLEDFILE));
-    }
-}
-
 // It goes as a whole, even if this is the last thing that the run does.
 void RemoveBackup(const Backup& backup) {
     Rename(backup.Folder(), INCOMPLETE);
@@ -103,13 +85,31 @@ Backup PublishAs(const std::string& reason, const char* note) {
     return backup;
 }
 
+// The newest that was, or may have been, made before a registration.
+std::optional<Backup> BeforeLastRegistration() {
+    std::optional<Backup> last;
+    for (const Backup& backup : AllBackups()) {
+        const bool isOne = backup.reason.rfind(REGISTERING, 0) == 0 || backup.reason == UNREADABLE;
+        last = isOne ? backup : last;
+    }
+    return last;
+}
+
+// Whether a word is the name of a backup, its number with or without zeros in front, or its path.
+bool Means(const std::string& word, const Backup& backup) {
+    const std::string number = backup.name.substr(0, backup.name.find('-'));
+    const auto zeros = number.size() - std::min(number.size(), word.size());
+    return word == backup.name || (!word.empty() && std::string(zeros, '0') + word == number)
+           || Resolved(word) == Resolved(backup.Folder());
+}
+
 } // namespace
 
-void RequireBackups(bool make) {
+std::string RequireBackups(bool make) {
     for (const std::string& folder : {OWNFOLDER, BACKUPS}) {
         if (KindOf(folder) == NOTHING) {
             if (!make) {
-                return;
+                return GetParentDirectory(folder);
             }
             // Another run may have been quicker.
             Checked(mkdir(folder.c_str(), 0755) == -1 && errno != EEXIST ? -1 : 0, folder);
@@ -123,6 +123,7 @@ void RequireBackups(bool make) {
     if (make) {
         Checked(chmod(BACKUPS.c_str(), 0700), BACKUPS);
     }
+    return BACKUPS;
 }
 
 std::vector<Backup> AllBackups() {
@@ -139,58 +140,6 @@ std::vector<Backup> AllBackups() {
         }
     }
     return backups;
-}
-
-std::optional<Backup> BeforeLastRegistration() {
-    std::optional<Backup> last;
-    for (const Backup& backup : AllBackups()) {
-        const bool isOne = backup.reason.rfind(REGISTERING, 0) == 0 || backup.reason == UNREADABLE;
-        last = isOne ? backup : last;
-    }
-    return last;
-}
-
-bool HasDatabase() {
-    // SQLite itself would remove a journal beside something else, or write it back.
-    const std::string_view magic("SQLite format 3\0", 16);
-    std::string beginning(magic.size(), ' ');
-    std::ifstream file(DATABASE);
-    if (KindOf(DATABASE) == NOTHING) {
-        return false;
-    }
-    return !file.read(beginning.data(), 1) || (file.read(&beginning[1], 15) && beginning == magic);
-}
-
-void SaveSound(Database& database) {
-    Begin();
-    CopyDatabase(database);
-}
-
-void SaveAnything() {
-    Begin();
-    try {
-        if (HasDatabase()) {
-            Database database(DATABASE, READWRITE);
-            CopyDatabase(database);
-            if (Database(COPY, IMMUTABLE).IsIntact()) {
-                return;
-            }
-        }
-    } catch (const DatabaseError& error) {
-        if (!error.MeansDamage()) {
-            throw;
-        }
-    }
-    Remove(COPY);
-    const std::string folder = INCOMPLETE + "/damaged";
-    Checked(mkdir(folder.c_str(), 0700), folder);
-    for (const std::string side : {"", "-journal", "-wal", "-shm"}) {
-        if (KindOf(DATABASE + side) == S_IFREG) {
-            const std::string copy = folder + "/" + DATABASENAME + side;
-            CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
-        }
-    }
-    SyncFolder(folder);
 }
 
 Backup Publish(const std::vector<Application*>& applications, const std::string& shipped) {
@@ -238,4 +187,26 @@ void RemoveOld() {
             RemoveBackup(*backup);
         }
     }
+}
+
+Backup FindBackup(const std::vector<std::string>& words) {
+    std::optional<Backup> found = words.empty() ? BeforeLastRegistration() : std::nullopt;
+    for (const Backup& backup : AllBackups()) {
+        if (!words.empty() && Means(words.front(), backup)) {
+            found = backup;
+        }
+    }
+    const std::string which = words.empty() ? "from before a registration" : words.front();
+    Require(found.has_value(), Status::NotRestored,
+            "there is no backup " + which + "; --list shows them");
+    Require(!words.empty() || found->reason != UNREADABLE, Status::NotRestored,
+            "the note of " + found->name + " cannot be read, so name the backup to be restored");
+    const std::string refusal =
+        "this backup has no sound database; what was there is in " + found->Folder();
+    OrFail(Status::NotRestored, refusal, [&] {
+        const bool isThere = KindOf(found->Database()) == S_IFREG;
+        Require(isThere && Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
+                refusal);
+    });
+    return *found;
 }

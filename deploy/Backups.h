@@ -9,7 +9,8 @@
 struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
-    // Such as "before registering /Applications/Adobe InCopy 2020.app", or UNREADABLE.
+    // Such as "before registering /Applications/Adobe InCopy 2020.app", or that it is
+    // unreadable.
     std::string reason = {};
     // Whether it is not known that the registration which it was made for has been committed.
     bool isUnfinished = false;
@@ -19,20 +20,15 @@ struct Backup {
     std::string File() const { return Folder() + "/" + FILENAME; }
 };
 
-inline constexpr char UNREADABLE[] = "with a note that cannot be read";
-
 // Makes sure that only root can have filled the folder of the backups, which it creates if make is
-// set. Otherwise throws a Failure with Status::NoBackup.
-void RequireBackups(bool make);
+// set. Otherwise throws a Failure with Status::NoBackup. Returns the folder, or if there is none,
+// the nearest one above it.
+std::string RequireBackups(bool make);
 
-// All backups, the oldest first; the newest that was, or may have been, made before a registration.
+// All backups, the oldest first.
 std::vector<Backup> AllBackups();
-std::optional<Backup> BeforeLastRegistration();
 
-// Whether there is a file in the database's place that begins as a database does, or is empty as a
-// new one is. No connection to it may be open.
-bool HasDatabase();
-
+inline const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
 // Saves the database, as this connection reads it, and XManConfigV2.xml. It is no backup yet.
 void SaveSound(Database& database);
 

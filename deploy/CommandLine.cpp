@@ -9,6 +9,10 @@ namespace {
 constexpr const char* COMMANDS[] = {"--register", "--dry-run", "--verify", "--restore",
                                     "--list",     "--help",    "--version"};
 
+std::string Name(Command command) {
+    return std::string(COMMANDS[static_cast<std::size_t>(command)]).substr(2);
+}
+
 void Require(bool holds, const std::string& otherwise) {
     Require(holds, Status::WrongUsage, otherwise + "; see tamsel-deploy --help");
 }
@@ -59,10 +63,6 @@ std::string Json(const Application& item) {
 }
 
 } // namespace
-
-std::string Name(Command command) {
-    return std::string(COMMANDS[static_cast<std::size_t>(command)]).substr(2);
-}
 
 // By hand, since getopt_long takes abbreviations and cannot name the option that is wrong.
 Options ReadOptions(int argc, char* argv[]) {

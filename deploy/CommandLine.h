@@ -5,9 +5,6 @@
 // Those that are for applications come first.
 enum class Command : unsigned char { Register, DryRun, Verify, Restore, List, Help, Version };
 
-// Such as "dry-run".
-std::string Name(Command command);
-
 // What was asked for on the command line.
 struct Options {
     Command command = Command::Register;

@@ -64,13 +64,10 @@ void Database::CopyFrom(Database& source) {
     sqlite3_backup* backup = sqlite3_backup_init(handle.get(), "main", source.handle.get(), "main");
     Check(backup == nullptr ? sqlite3_errcode(handle.get()) : SQLITE_OK);
     int code = SQLITE_OK;
-    while (code == SQLITE_OK && !IsInterrupted()) {
-        code = sqlite3_backup_step(backup, PAGES);
+    while (code == SQLITE_OK) {
+        code = IsInterrupted() ? SQLITE_INTERRUPT : sqlite3_backup_step(backup, PAGES);
     }
     const int end = sqlite3_backup_finish(backup);
-    if (code == SQLITE_OK) {
-        RequireNoSignal();
-    }
     Check(code == SQLITE_DONE ? end : code);
 }
 

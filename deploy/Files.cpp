@@ -48,12 +48,9 @@ int Checked(long result, const std::string& path) {
 
 mode_t KindOf(const std::string& path) {
     struct stat status {};
-    const int result = lstat(path.c_str(), &status);
-    if (result == -1 && (errno == ENOENT || errno == ENOTDIR)) {
-        return NOTHING;
-    }
-    Checked(result, path);
-    return status.st_mode & S_IFMT;
+    const bool isThere = lstat(path.c_str(), &status) == 0;
+    Checked(isThere || errno == ENOENT || errno == ENOTDIR ? 0 : -1, path);
+    return isThere ? status.st_mode & S_IFMT : NOTHING;
 }
 
 struct stat StatusOf(const std::string& path) {
@@ -90,21 +87,18 @@ void WriteFile(const std::string& path, const std::string& content) {
 
 void CopyFile(const std::string& from, const std::string& to, const struct stat& like) {
     const File source(from, READING);
-    {
-        const File copy(to, MAKING);
-        Buffer buffer;
-        for (std::string_view bytes; bytes = Read(source, buffer), !bytes.empty();) {
-            Write(copy, bytes);
-        }
+    const File copy(to, MAKING);
+    Buffer buffer;
+    for (std::string_view bytes; bytes = Read(source, buffer), !bytes.empty();) {
+        Write(copy, bytes);
     }
     MakeLike(to, like);
 }
 
 void MakeLike(const std::string& path, const struct stat& like) {
-    constexpr mode_t PERMISSIONS = 07777;
     const File file(path, READING);
     Checked(fchown(file.number, like.st_uid, like.st_gid), path);
-    Checked(fchmod(file.number, like.st_mode & PERMISSIONS), path);
+    Checked(fchmod(file.number, like.st_mode & 07777U), path);
     Sync(file, path);
 }
 
@@ -115,9 +109,7 @@ void Rename(const std::string& from, const std::string& to) {
 
 void Remove(const std::string& path) {
     constexpr int DESCRIPTORS = 8;
-    const auto removeOne = [](const char* one, const struct stat*, int, FTW*) {
-        return std::remove(one);
-    };
+    const auto removeOne = [](auto* name, auto*, int, FTW*) { return std::remove(name); };
     // On a read-only disk, even removing nothing would fail.
     if (KindOf(path) != NOTHING) {
         Checked(nftw(path.c_str(), removeOne, DESCRIPTORS, FTW_DEPTH | FTW_PHYS), path);

@@ -20,16 +20,14 @@ struct File {
         : path(name),
           number(Checked(open(name.c_str(), how | O_NOFOLLOW | O_CLOEXEC, 0600), name)) {}
     File(const File&) = delete;
-    File& operator=(const File&) = delete;
     ~File() { close(number); }
     const std::string path;
     const int number;
 };
 
 // The kind of what is at the path, such as S_IFREG, or NOTHING.
-mode_t KindOf(const std::string& path);
 inline constexpr mode_t NOTHING = 0;
-
+mode_t KindOf(const std::string& path);
 struct stat StatusOf(const std::string& path);
 
 // The path with all links resolved, or "" if nothing is there.
@@ -38,12 +36,10 @@ std::string Resolved(const std::string& path);
 // Whether both are plain files with the same content.
 bool HoldSame(const std::string& one, const std::string& other);
 
-// Makes a file, or a copy of one, that must not exist yet, and syncs it to disk. The copy gets the
-// owner and mode of the file like; otherwise, nobody else can read it.
+// Makes a file that must not exist yet, with this content for nobody else to read or as a copy; or
+// gives one the owner and mode of another, as the copy gets them. Syncs it to disk.
 void WriteFile(const std::string& path, const std::string& content);
 void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
-
-// Gives a file the owner and mode of another, and syncs it to disk.
 void MakeLike(const std::string& path, const struct stat& like);
 
 // Gives a file or folder another name, atomically replacing what has that name, and syncs this to

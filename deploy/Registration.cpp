@@ -57,6 +57,26 @@ Application ApplicationAt(const std::string& given) {
     return {path, &product->second};
 }
 
+// Older releases first, then by name. A second copy is left out.
+std::vector<std::string> InstalledApplications() {
+    std::set<std::pair<std::string, std::string>> products;
+    for (const auto& [name, record] : productLine) {
+        products.emplace(ValueOf(record, "ProdVersion"), name);
+    }
+    std::vector<std::string> paths;
+    for (const auto& [version, name] : products) {
+        const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
+        const std::string alone = "/Applications/" + name + ".app";
+        if (IsBundle(inFolder) || IsBundle(alone)) {
+            paths.push_back(IsBundle(inFolder) ? inFolder : alone);
+        }
+        if (IsBundle(inFolder) && IsBundle(alone)) {
+            Log("left out: " + alone + ", since there is " + inFolder);
+        }
+    }
+    return paths;
+}
+
 // A table that Tamsel writes. e stands for what is expected, i for what is in the database.
 struct Written {
     std::string name;
@@ -98,7 +118,8 @@ std::string Sentence(const std::vector<Difference>& differences) {
     return missing.empty() ? sentence.substr(0, sentence.size() - 2) : sentence + missing;
 }
 
-std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
+std::vector<Application> ApplicationsAt(const std::vector<std::string>& given) {
+    const std::vector<std::string> paths = given.empty() ? InstalledApplications() : given;
     std::vector<Application> found;
     std::transform(paths.begin(), paths.end(), std::back_inserter(found), ApplicationAt);
     std::vector<Application> applications = found;
@@ -112,25 +133,6 @@ std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths) {
         }
     }
     return applications;
-}
-
-std::vector<Application> InstalledApplications() {
-    std::set<std::pair<std::string, std::string>> products;
-    for (const auto& [name, record] : productLine) {
-        products.emplace(ValueOf(record, "ProdVersion"), name);
-    }
-    std::vector<std::string> paths;
-    for (const auto& [version, name] : products) {
-        const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
-        const std::string alone = "/Applications/" + name + ".app";
-        if (IsBundle(inFolder) || IsBundle(alone)) {
-            paths.push_back(IsBundle(inFolder) ? inFolder : alone);
-        }
-        if (IsBundle(inFolder) && IsBundle(alone)) {
-            Log("left out: " + alone + ", since there is " + inFolder);
-        }
-    }
-    return ApplicationsAt(paths);
 }
 
 Registration::Registration(std::vector<Application>& asked)
@@ -200,18 +202,14 @@ void Registration::Look() {
     }
 }
 
-std::string Registration::CountOthers(const Application& application) {
-    std::string sum = "0";
-    for (const Written& table : TABLES) {
-        sum += " + (SELECT COUNT(*) FROM main." + table.name + " WHERE ProdID IS NOT '"
-               + application.Number() + "')";
-    }
-    return Value("SELECT " + sum);
-}
-
 void Registration::Write(const Application& application) {
     const std::string number = "'" + application.Number() + "'";
-    const std::string others = CountOthers(application);
+    std::string others = "SELECT 0";
+    for (const Written& table : TABLES) {
+        others +=
+            " + (SELECT COUNT(*) FROM main." + table.name + " WHERE ProdID IS NOT " + number + ")";
+    }
+    const std::string before = Value(others);
     Execute("SAVEPOINT application");
     try {
         for (const std::string& insertion : insertions) {
@@ -220,7 +218,7 @@ void Registration::Write(const Application& application) {
         Look();
         Require(application.differences.empty(), Status::NotRegistered,
                 "not what was written has arrived: " + Sentence(application.differences));
-        Require(std::stoll(CountOthers(application)) >= std::stoll(others), Status::NotRegistered,
+        Require(std::stoll(Value(others)) >= std::stoll(before), Status::NotRegistered,
                 "rows of other products had to go");
         Execute("RELEASE application");
         written += (written.empty() ? "" : ", ") + number;

@@ -38,13 +38,10 @@ struct Application {
 // Such as: AppPath is "/old" instead of "/new"; missing: bit, suite
 std::string Sentence(const std::vector<Difference>& differences);
 
-// The applications at these paths, in their order. Those that cannot be registered already have
-// their state. productLine must have been filled.
-std::vector<Application> ApplicationsAt(const std::vector<std::string>& paths);
-
-// The supported applications in /Applications, each in a folder of its own name or, failing that,
-// in /Applications itself: older releases first, then by name. A second copy is logged.
-std::vector<Application> InstalledApplications();
+// The applications at these paths, in their order, or if there are none, the supported ones in
+// /Applications, each in a folder of its own name or, failing that, in /Applications itself. Those
+// that cannot be registered already have their state. productLine must have been filled.
+std::vector<Application> ApplicationsAt(const std::vector<std::string>& given);
 
 // The Extension Manager's database, with what is expected of the applications in temporary tables:
 // the rows that Tamsel's own statements write, which name their tables without a schema. Throws a
@@ -65,8 +62,6 @@ public:
     void RequireOthersUnchanged(Database& before);
 
 private:
-    std::string CountOthers(const Application& application);
-
     std::vector<Application>& applications;
     // For each table: compares; and writes, but for the number of the product.
     std::vector<Statement> comparisons;

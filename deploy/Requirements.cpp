@@ -1,7 +1,5 @@
 #include "Requirements.h"
 
-#include "Backups.h"
-
 #include <sys/file.h>
 #include <sys/wait.h>
 #ifdef __APPLE__
@@ -10,17 +8,6 @@
 #endif
 
 namespace {
-
-// The path of this program, with all links resolved.
-std::string OwnPath() {
-#ifdef __APPLE__
-    char path[PATH_MAX] = "";
-    std::uint32_t size = sizeof path;
-    return Resolved(_NSGetExecutablePath(path, &size) == 0 ? path : "");
-#else
-    return Resolved("/proc/self/exe");
-#endif
-}
 
 // Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
 // there is such a process and 1 if there is none; anything else means that it cannot tell.
@@ -46,11 +33,18 @@ int RunPgrep() {
 } // namespace
 
 std::string RequireInstallation() {
-    const std::string folder = GetParentDirectory(OwnPath());
+#ifdef __APPLE__
+    char path[PATH_MAX] = "";
+    std::uint32_t size = sizeof path;
+    const std::string program = _NSGetExecutablePath(path, &size) == 0 ? path : "";
+#else
+    const std::string program = "/proc/self/exe";
+#endif
+    const std::string folder = GetParentDirectory(Resolved(program));
     const std::string file = folder + "/Resources/" + FILENAME;
-    for (const std::string& path : {folder + "/Tamsel", file}) {
-        Require(KindOf(path) == S_IFREG && access(path.c_str(), R_OK) == 0, Status::Incomplete,
-                "the installation is incomplete, please repeat it: there is no " + path);
+    for (const std::string& part : {folder + "/Tamsel", file}) {
+        Require(KindOf(part) == S_IFREG && access(part.c_str(), R_OK) == 0, Status::Incomplete,
+                "the installation is incomplete, please repeat it: there is no " + part);
     }
     return file;
 }
@@ -75,18 +69,6 @@ bool RequirePlainFile(const std::string& path, Status another) {
 
 void RequireWritable(const std::string& path, Status status, const std::string& what) {
     OrFail(status, what, [&path] { Checked(access(path.c_str(), W_OK), path); });
-}
-
-void RequireWritableBackups(bool make) {
-    OrFail(Status::NoBackup, "no backup could be made", [make] {
-        RequireBackups(make);
-        std::string folder = BACKUPS;
-        while (KindOf(folder) == NOTHING) {
-            folder = GetParentDirectory(folder);
-        }
-        Checked(access(folder.c_str(), W_OK), folder);
-        RequirePlainFile(LOCKFILE, Status::NoBackup);
-    });
 }
 
 std::unique_ptr<File> LockRuns() {

@@ -17,10 +17,8 @@ void RequireNoManager();
 // There is a plain file, which true means, or nothing.
 bool RequirePlainFile(const std::string& path, Status another);
 
-// As far as the permissions tell, a file or folder can be written; the lock and the folder of the
-// backups, too. That one is created if make is set; otherwise the nearest one above it counts.
+// As far as the permissions tell, a file or folder can be written.
 void RequireWritable(const std::string& path, Status status, const std::string& what);
-void RequireWritableBackups(bool make);
 
 // Only one run at a time changes anything: as long as the file that this returns is open, others
 // wait. The lock's folder must exist.

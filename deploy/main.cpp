@@ -89,8 +89,7 @@ private:
         Require(RequirePlainFile(DATABASE, Status::NotTheDatabase), Status::NoDatabase,
                 "there is no database " + DATABASE + "; is the Extension Manager installed?");
         SetupAdobeApplicationList();
-        report.applications =
-            options.words.empty() ? InstalledApplications() : ApplicationsAt(options.words);
+        report.applications = ApplicationsAt(options.words);
         Require(!report.applications.empty(), Status::NoApplication,
                 "no supported application is in /Applications");
         for (const Application& application : report.applications) {
@@ -110,7 +109,10 @@ private:
         } else if (!missing.empty()) {
             RequireWritable(DATABASE, Status::NotRegistered, UNWRITABLE);
             RequireWritable(DATABASEFOLDER, Status::NotRegistered, UNWRITABLE);
-            RequireWritableBackups(writes);
+            OrFail(Status::NoBackup, NOBACKUP, [this] {
+                RequireWritable(RequireBackups(writes), Status::NoBackup, NOBACKUP);
+                RequirePlainFile(LOCKFILE, Status::NoBackup);
+            });
             writes ? WithLock([this] { Transact(); }) : Transact();
         }
     }

@@ -1,15 +1,28 @@
 #include "Backups.h"
 
-#include <algorithm>
+#include <fstream>
 
 namespace {
 
-// Whether a word is the name of a backup, its number with or without zeros in front, or its path.
-bool Means(const std::string& word, const Backup& backup) {
-    const std::string number = backup.name.substr(0, backup.name.find('-'));
-    const auto zeros = number.size() - std::min(number.size(), word.size());
-    return word == backup.name || (!word.empty() && std::string(zeros, '0') + word == number)
-           || Resolved(word) == Resolved(backup.Folder());
+// Whether there is a file in the database's place that begins as a database does, or is empty as a
+// new one is. No connection to it may be open.
+bool HasDatabase() {
+    // SQLite itself would remove a journal beside something else, or write it back.
+    const std::string_view magic("SQLite format 3\0", 16);
+    std::string beginning(magic.size(), ' ');
+    std::ifstream file(DATABASE);
+    return KindOf(DATABASE) != NOTHING
+           && (!file.read(beginning.data(), 1)
+               || (file.read(&beginning[1], 15) && beginning == magic));
+}
+
+// Begins a backup, which has no name yet.
+void Begin() {
+    Remove(INCOMPLETE);
+    Checked(mkdir(INCOMPLETE.c_str(), 0700), INCOMPLETE);
+    if (KindOf(INSTALLEDFILE) == S_IFREG) {
+        CopyFile(INSTALLEDFILE, INCOMPLETE + "/" + FILENAME, StatusOf(INSTALLEDFILE));
+    }
 }
 
 constexpr char PERHAPS[] = "it may have been restored or not, so please start this again";
@@ -84,26 +97,41 @@ void RestoreDatabase(const std::string& saved, std::string& changed) {
 
 } // namespace
 
-Backup FindBackup(const std::vector<std::string>& words) {
-    std::optional<Backup> found = words.empty() ? BeforeLastRegistration() : std::nullopt;
-    for (const Backup& backup : AllBackups()) {
-        if (!words.empty() && Means(words.front(), backup)) {
-            found = backup;
+void SaveSound(Database& database) {
+    Begin();
+    {
+        // Its bytes count once they are whole and synced to disk, so SQLite need not take care.
+        Database copy(COPY, CREATED);
+        copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+        copy.CopyFrom(database);
+    }
+    MakeLike(COPY, StatusOf(DATABASE));
+}
+
+void SaveAnything() {
+    try {
+        if (HasDatabase()) {
+            Database database(DATABASE, READWRITE);
+            SaveSound(database);
+            if (Database(COPY, IMMUTABLE).IsIntact()) {
+                return;
+            }
+        }
+    } catch (const DatabaseError& error) {
+        if (!error.MeansDamage()) {
+            throw;
         }
     }
-    const std::string which = words.empty() ? "from before a registration" : words.front();
-    Require(found.has_value(), Status::NotRestored,
-            "there is no backup " + which + "; --list shows them");
-    Require(!words.empty() || found->reason != UNREADABLE, Status::NotRestored,
-            "the note of " + found->name + " cannot be read, so name the backup to be restored");
-    const std::string refusal =
-        "this backup has no sound database; what was there is in " + found->Folder();
-    OrFail(Status::NotRestored, refusal, [&] {
-        const bool isThere = KindOf(found->Database()) == S_IFREG;
-        Require(isThere && Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
-                refusal);
-    });
-    return *found;
+    Begin();
+    const std::string folder = INCOMPLETE + "/damaged";
+    Checked(mkdir(folder.c_str(), 0700), folder);
+    for (const std::string side : {"", "-journal", "-wal", "-shm"}) {
+        if (KindOf(DATABASE + side) == S_IFREG) {
+            const std::string copy = folder + "/" + DATABASENAME + side;
+            CopyFile(DATABASE + side, copy, StatusOf(DATABASE + side));
+        }
+    }
+    SyncFolder(folder);
 }
 
 void Restore(const Backup& backup, bool& hasChanged) {
