@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <dirent.h>
-#include <fnmatch.h>
 #include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -14,19 +15,11 @@ constexpr char REGISTERING[] = "before registering";
 constexpr char UNREADABLE[] = "with a note that cannot be read";
 constexpr std::size_t KEPT = 5;
 
-// Whether a name has the form of a backup's.
-bool IsName(const std::string& name) {
-    constexpr char DIGITS[] = "0123456789";
-    constexpr char TIME[] = "-[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]"
-                            "T[0-9][0-9][0-9][0-9][0-9][0-9]Z";
-    const auto digits = std::min(name.find_first_not_of(DIGITS), name.size());
-    return fnmatch(TIME, name.c_str() + digits, 0) == 0
-           && (digits == 4 || (digits > 4 && digits < 16 && name.front() != '0'));
-}
-
-// The names that have this form, sorted by their numbers.
-std::vector<std::string> Names() {
-    std::vector<std::string> names;
+// The names that have the form of a backup's, with their lengths in front, which sorts them by
+// their numbers.
+std::set<std::pair<std::size_t, std::string>> Names() {
+    std::set<std::pair<std::size_t, std::string>> names;
+    static const std::regex form("([0-9]{4}|[1-9][0-9]{4,14})-[0-9]{4}(-[0-9]{2}){2}T[0-9]{6}Z");
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(BACKUPS.c_str()), closedir);
     if (folder == nullptr) {
         Checked(errno == ENOENT ? 0 : -1, BACKUPS);
@@ -34,24 +27,12 @@ std::vector<std::string> Names() {
     }
     const dirent* entry = nullptr;
     while (errno = 0, entry = readdir(folder.get()), entry != nullptr) {
-        if (IsName(entry->d_name)) {
-            names.emplace_back(entry->d_name);
+        if (const std::string name = entry->d_name; std::regex_match(name, form)) {
+            names.emplace(name.size(), name);
         }
     }
     Checked(errno == 0 ? 0 : -1, BACKUPS);
-    std::sort(names.begin(), names.end(), [](const std::string& one, const std::string& other) {
-        return std::make_pair(one.size(), one) < std::make_pair(other.size(), other);
-    });
     return names;
-}
-
-// Its number decides the order; the time is for people.
-std::string NextName() {
-    const std::vector<std::string> names = Names();
-    const std::string number = std::to_string(names.empty() ? 1 : std::stoll(names.back()) + 1);
-    std::string time = Now();
-    time.erase(std::remove(time.begin(), time.end(), ':'), time.end());
-    return std::string(number.size() < 4 ? 4 - number.size() : 0, '0') + number + "-" + time;
 }
 
 // What the note of a backup says; nothing if it cannot be read.
@@ -72,7 +53,13 @@ void RemoveBackup(const Backup& backup) {
 
 // Unlike a backup that has been found, it does not count as unfinished yet.
 Backup PublishAs(const std::string& reason, const char* note) {
-    const Backup backup{NextName(), reason};
+    // Its number decides the order; the time is for people.
+    const auto names = Names();
+    std::string number = std::to_string(names.empty() ? 1 : std::stoll(names.rbegin()->second) + 1);
+    number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
+    std::string time = Now();
+    time.erase(std::remove(time.begin(), time.end(), ':'), time.end());
+    const Backup backup{number + "-" + time, reason};
     WriteFile(INCOMPLETE + note, reason + "\n");
     SyncFolder(INCOMPLETE);
     Checked(rename(INCOMPLETE.c_str(), backup.Folder().c_str()), backup.Folder());
@@ -128,7 +115,7 @@ std::string RequireBackups(bool make) {
 
 std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
-    for (const std::string& name : Names()) {
+    for (const auto& [size, name] : Names()) {
         Backup backup{name};
         if (KindOf(backup.Folder()) == S_IFDIR) {
             // In this order, a note that gets its other name meanwhile is found.
@@ -192,9 +179,8 @@ void RemoveOld() {
 Backup FindBackup(const std::vector<std::string>& words) {
     std::optional<Backup> found = words.empty() ? BeforeLastRegistration() : std::nullopt;
     for (const Backup& backup : AllBackups()) {
-        if (!words.empty() && Means(words.front(), backup)) {
-            found = backup;
-        }
+        const bool isMeant = !words.empty() && Means(words.front(), backup);
+        found = isMeant ? backup : found;
     }
     const std::string which = words.empty() ? "from before a registration" : words.front();
     Require(found.has_value(), Status::NotRestored,
@@ -204,9 +190,9 @@ Backup FindBackup(const std::vector<std::string>& words) {
     const std::string refusal =
         "this backup has no sound database; what was there is in " + found->Folder();
     OrFail(Status::NotRestored, refusal, [&] {
-        const bool isThere = KindOf(found->Database()) == S_IFREG;
-        Require(isThere && Database(found->Database(), IMMUTABLE).IsIntact(), Status::NotRestored,
-                refusal);
+        const std::string saved = found->Database();
+        Require(KindOf(saved) == S_IFREG && Database(saved, IMMUTABLE).IsIntact(),
+                Status::NotRestored, refusal);
     });
     return *found;
 }

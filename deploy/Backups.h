@@ -9,8 +9,7 @@
 struct Backup {
     // Such as 0007-2026-01-31T235959Z: a running number and the time.
     std::string name;
-    // Such as "before registering /Applications/Adobe InCopy 2020.app", or that it is
-    // unreadable.
+    // Such as "before registering /Applications/Adobe InCopy 2020.app".
     std::string reason = {};
     // Whether it is not known that the registration which it was made for has been committed.
     bool isUnfinished = false;
@@ -20,37 +19,31 @@ struct Backup {
     std::string File() const { return Folder() + "/" + FILENAME; }
 };
 
-// Makes sure that only root can have filled the folder of the backups, which it creates if make is
-// set. Otherwise throws a Failure with Status::NoBackup. Returns the folder, or if there is none,
-// the nearest one above it.
+// Throws a Failure unless only root can have filled the folder of backups, which is created if make
+// is set. Returns it, or if there is none, the nearest one above it.
 std::string RequireBackups(bool make);
-
 // All backups, the oldest first.
 std::vector<Backup> AllBackups();
 
-inline const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
-// Saves the database, as this connection reads it, and XManConfigV2.xml. It is no backup yet.
+// Saves the database, as this connection reads it, to COPY, and XManConfigV2.xml: no backup yet.
 void SaveSound(Database& database);
-
+inline const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
 // Saves whatever there is before a restore. Of what is no sound database, this is the plain files,
 // in a folder of their own. No connection to the database may be open.
 void SaveAnything();
 
 // Makes a backup of what has been saved, before these applications are registered. It is unfinished
-// until End. If the last registration's is so, too, and has the same database, that one is used
-// instead: it has the state before the first attempt. An XManConfigV2.xml that is neither in it nor
-// the shipped one is saved in any case.
+// until EndUnfinished. If the last registration's is so, too, and has the same database, that one
+// is used instead: it has the state before the first attempt. An XManConfigV2.xml that is neither
+// in it nor the shipped one is saved in any case.
 Backup Publish(const std::vector<Application*>& applications, const std::string& shipped);
-
+// Undoes that. A backup that is used once more stays.
+void Withdraw(const Backup& backup);
 // Makes a backup of what has been saved, before this one is restored.
 Backup Publish(const Backup& restored);
 
-// Undoes the first Publish. A backup that is used once more stays.
-void Withdraw(const Backup& backup);
-
 // Records that no registration is unfinished: it has been committed, or its state is gone.
 void EndUnfinished();
-
 // Removes all but the first one, the one before the last registration, and the newest five others.
 void RemoveOld();
 

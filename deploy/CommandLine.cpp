@@ -46,7 +46,6 @@ std::string Json(const Backup& item) {
 }
 
 std::string Json(const Application& item);
-
 template <typename Item>
 std::string Json(const std::vector<Item>& items) {
     std::string list;

@@ -17,7 +17,6 @@ struct Options {
 
 // Throws a Failure with Status::WrongUsage.
 Options ReadOptions(int argc, char* argv[]);
-
 // What -h prints.
 std::string Help();
 
@@ -32,8 +31,7 @@ struct Report {
     // Whether anything of the Extension Manager's has changed, or may have.
     bool hasChanged = false;
     std::vector<Application> applications;
-    // With --list, the backups, the oldest first.
-    std::vector<Backup> backups;
+    std::vector<Backup> backups; // with --list, the oldest first
 
     // Logs a failure, of the run or of one of the applications. The first one gives the status.
     void Fail(Status failure, const std::string& why);

@@ -4,7 +4,6 @@
 
 #include <new>
 #include <system_error>
-#include <unistd.h>
 
 Database::Database(const std::string& name, const char* how) : path(name) {
     constexpr int FLAGS =

@@ -12,16 +12,14 @@
 struct DatabaseError : std::runtime_error {
     DatabaseError(int result, const std::string& message)
         : std::runtime_error(message), code(result) {}
-    // SQLite's result code, the primary one.
-    int code;
+    int code; // SQLite's result code, the primary one
     // Whether the database is damaged, or another than was expected.
     bool MeansDamage() const {
         return code == SQLITE_NOTADB || code == SQLITE_CORRUPT || code == SQLITE_ERROR;
     }
 };
 
-// How a database is opened. Nobody writes to one that is immutable, so no lock is taken and no file
-// is made beside it.
+// How a database is opened. Of an immutable one, no lock is taken and no file is made beside it.
 inline constexpr char READWRITE[] = "?mode=rw";
 inline constexpr char READONLY[] = "?mode=ro";
 inline constexpr char CREATED[] = "?mode=rwc";
@@ -64,10 +62,9 @@ struct Statement {
     std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> handle{nullptr, sqlite3_finalize};
 };
 
-// What is waited for if another program has locked the database.
+// What is waited for if another program has locked the database, and what a message about one that
+// cannot be used ends with.
 inline constexpr char THEDATABASE[] = "another program to release the database";
-
-// What a message about a database that cannot be used ends with.
 inline constexpr char MENDING[] =
     "; start the Extension Manager once, or bring back a backup with --restore";
 

@@ -4,7 +4,11 @@
 #include <climits>
 #include <cstdlib>
 #include <ftw.h>
+#include <sys/file.h>
 #include <system_error>
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
 
 namespace {
 
@@ -118,4 +122,45 @@ void Remove(const std::string& path) {
 
 void SyncFolder(const std::string& path) {
     Sync({path + "/.", READING}, path);
+}
+
+std::string RequireInstallation() {
+#ifdef __APPLE__
+    char path[PATH_MAX] = "";
+    std::uint32_t size = sizeof path;
+    const std::string program = _NSGetExecutablePath(path, &size) == 0 ? path : "";
+#else
+    const std::string program = "/proc/self/exe";
+#endif
+    const std::string folder = GetParentDirectory(Resolved(program));
+    const std::string file = folder + "/Resources/" + FILENAME;
+    for (const std::string& part : {folder + "/Tamsel", file}) {
+        Require(KindOf(part) == S_IFREG && access(part.c_str(), R_OK) == 0, Status::Incomplete,
+                "the installation is incomplete, please repeat it: there is no " + part);
+    }
+    return file;
+}
+
+bool RequirePlainFile(const std::string& path, Status another) {
+    const mode_t kind = KindOf(path);
+    Require(kind == NOTHING || kind == S_IFREG, another, path + " is not a plain file");
+    return kind == S_IFREG;
+}
+
+void RequireWritable(const std::string& path, Status status, const std::string& what) {
+    OrFail(status, what, [&path] { Checked(access(path.c_str(), W_OK), path); });
+}
+
+std::unique_ptr<File> LockRuns() {
+    return OrFail(Status::NoBackup, "no lock could be made", [] {
+        auto lock = std::make_unique<File>(LOCKFILE, O_RDWR | O_CREAT);
+        while (flock(lock->number, LOCK_EX | LOCK_NB) == -1) {
+            Checked(errno == EWOULDBLOCK ? 0 : -1, LOCKFILE);
+            const bool goesOn = Wait("another run to end");
+            RequireNoSignal();
+            Require(goesOn, Status::AnotherRun,
+                    "another run is at work; sudo lsof \"" + LOCKFILE + "\" names it");
+        }
+        return lock;
+    });
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Log.h"
 #include "PathUtils.h"
 #include "Tables.h"
 
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,32 +27,38 @@ struct File {
     const int number;
 };
 
-// The kind of what is at the path, such as S_IFREG, or NOTHING.
+// The kind of what is at the path, such as S_IFREG, or NOTHING; then StatusOf throws.
 inline constexpr mode_t NOTHING = 0;
 mode_t KindOf(const std::string& path);
 struct stat StatusOf(const std::string& path);
-
 // The path with all links resolved, or "" if nothing is there.
 std::string Resolved(const std::string& path);
-
 // Whether both are plain files with the same content.
 bool HoldSame(const std::string& one, const std::string& other);
 
-// Makes a file that must not exist yet, with this content for nobody else to read or as a copy; or
-// gives one the owner and mode of another, as the copy gets them. Syncs it to disk.
+// Makes a file that must not exist yet, and that nobody else can read, or a copy with this owner
+// and mode, which MakeLike gives to a file that is there. All of them sync it to disk.
 void WriteFile(const std::string& path, const std::string& content);
 void CopyFile(const std::string& from, const std::string& to, const struct stat& like);
 void MakeLike(const std::string& path, const struct stat& like);
 
-// Gives a file or folder another name, atomically replacing what has that name, and syncs this to
-// disk.
+// Renames a file or folder, atomically replacing what has that name, and syncs this to disk.
 void Rename(const std::string& from, const std::string& to);
-
 // Removes a file, or a folder and everything in it, if there is one.
 void Remove(const std::string& path);
-
 // Syncs the names in a folder to disk. The folder may be a link.
 void SyncFolder(const std::string& path);
+
+// What must hold before a run; otherwise these throw a Failure whose status says what does not.
+
+// What is installed beside this program is complete. Returns the path of its XManConfigV2.xml.
+std::string RequireInstallation();
+// There is a plain file, which true means, or nothing.
+bool RequirePlainFile(const std::string& path, Status another);
+// As far as the permissions tell, a file or folder can be written.
+void RequireWritable(const std::string& path, Status status, const std::string& what);
+// As long as the file that this returns is open, other runs wait. Its folder must exist.
+std::unique_ptr<File> LockRuns();
 
 // The places of the Extension Manager, which follow from that of its database, and the own ones.
 inline const std::string DATABASE = EXMANDBPATH;

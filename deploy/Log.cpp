@@ -1,22 +1,24 @@
 #include "Log.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <fcntl.h>
 #include <locale>
 #include <new>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
 constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP};
 
-// Those that the caller did not ignore.
-sigset_t held;
-
-std::chrono::steady_clock::time_point end;
+sigset_t held;                             // those that the caller did not ignore
+std::chrono::steady_clock::time_point end; // of all waiting
 
 unsigned Byte(const std::string& text, std::size_t position) {
     return position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
@@ -31,6 +33,27 @@ std::size_t CharacterAt(const std::string& text, std::size_t position) {
     // Some libraries take half of a surrogate pair for a character.
     const bool isHalf = Byte(text, position) == 0xED && Byte(text, position + 1) >= 0xA0;
     return isHalf ? 0 : static_cast<std::size_t>(size);
+}
+
+// Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
+// there is such a process and 1 if there is none; anything else means that it cannot tell.
+int RunPgrep() {
+    constexpr char PATTERN[] = R"(Adobe Extension Manager CC\.app/Contents/MacOS/)";
+    char path[] = "PATH=/usr/bin:/bin:/usr/sbin:/sbin";
+    char* const environment[] = {path, nullptr};
+    const pid_t process = fork();
+    if (process == 0) {
+        // What ends this group of processes must end it, too.
+        ReleaseSignals();
+        if (dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO) != -1) {
+            execle("/usr/bin/pgrep", "pgrep", "-f", PATTERN, nullptr, environment);
+        }
+        _exit(-1);
+    }
+    int status = -1;
+    while (process != -1 && waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace
@@ -119,6 +142,18 @@ bool IsInterrupted() noexcept {
 
 void RequireNoSignal() {
     Require(!IsInterrupted(), Status::NotRegistered, "a signal has ended the run");
+}
+
+void RequireNoManager() {
+    int status = RunPgrep();
+    while (status == 0 && Wait("the Extension Manager to quit", 200)) {
+        status = RunPgrep();
+    }
+    RequireNoSignal();
+    Require(status != 0, Status::ManagerRunning,
+            "the Extension Manager is running; quit it and try again");
+    Require(status == 1, Status::ManagerRunning,
+            "it cannot be told whether the Extension Manager is running");
 }
 
 void ReleaseSignals() {

@@ -48,8 +48,7 @@ auto OrFail(Status status, const std::string& what, Action action) {
     }
 }
 
-// Writes a line with the time and both texts to standard error, and the texts to the system's log,
-// if it can.
+// Writes the time and both texts to standard error, and the texts to the system's log, if it can.
 void Log(std::string_view text, std::string_view more = {}) noexcept;
 
 // Runs what only tidies up. A failure is logged and left to the next run.
@@ -64,23 +63,21 @@ void OrLog(Action action) {
 
 // The time in UTC, such as 2026-01-31T23:59:59Z.
 std::string Now();
-
-// The text as one line of UTF-8 that can be read back: a line break as \n, a backslash as \\, other
-// control characters and bytes that are not UTF-8 as \xHH. Or as the contents of a JSON string,
-// where only those bytes become \xHH.
+// The text as one line of UTF-8 that can be read back: \n for a line break, \\ for a backslash,
+// \xHH for other control characters and what is not UTF-8; in a JSON string only for the latter.
 std::string Escaped(const std::string& text, bool json = false);
 
 // Waits for a moment, and logs what for unless it was for the same the last time. Returns false, at
 // once, if a signal has arrived or the time that WaitAtMost has set, for all, is up.
 bool Wait(const char* whatFor, int milliseconds = 10) noexcept;
 void WaitAtMost(std::chrono::seconds time);
+// The Extension Manager must not be running, or must quit in time; otherwise throws a Failure.
+void RequireNoManager();
 
 // Between these two SIGINT, SIGTERM and SIGHUP wait, except those that the caller ignored; then
-// they end the process. Writing to a closed pipe, or beyond the largest size of a file, is an
-// error.
+// they end the process. To write to a closed pipe, or beyond the limit of a file, is an error.
 void HoldSignals();
 void ReleaseSignals();
-
 // Whether one of them waits. RequireNoSignal throws a Failure with Status::NotRegistered if so.
 bool IsInterrupted() noexcept;
 void RequireNoSignal();

@@ -81,10 +81,8 @@ std::vector<std::string> InstalledApplications() {
 struct Written {
     std::string name;
     std::string (*statement)(const ProductRecord&, const std::string&);
-    // Which rows belong together.
-    std::string key;
-    // The first column to compare, and the one whose value names a difference; if there is none,
-    // that is the name of the column itself.
+    std::string key; // which rows belong together
+    // The first column to compare, and the one whose value names a difference, or "" for its name.
     int first;
     std::string names;
 };
@@ -190,8 +188,8 @@ void Registration::Look() {
                     return one.record != nullptr && one.Number() == rows.Text(0);
                 });
             const bool isThere = !rows.IsNull(1);
-            // Name, expected, found, and whether they are the same. Without a row, the first value
-            // stands for all.
+            // Name, expected, found, whether they are the same. If no row is there, one stands for
+            // all.
             for (int i = 2; i < (isThere ? rows.Columns() : 6); i += 4) {
                 if (rows.Text(i + 3) != "1") {
                     const auto found = isThere ? std::optional(rows.Text(i + 2)) : std::nullopt;

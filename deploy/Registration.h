@@ -6,16 +6,15 @@
 #include <optional>
 #include <vector>
 
-inline constexpr char REGISTERED[] = "registered";
-
 // A value of the product's rows that the database does not have.
 struct Difference {
     // The column of the product's row, or the key of a row of its configuration.
     std::string name;
     std::string expected;
-    // Nothing if there is no such row.
-    std::optional<std::string> found;
+    std::optional<std::string> found; // nothing if there is no such row
 };
+
+inline constexpr char REGISTERED[] = "registered";
 
 // An application that was asked for.
 struct Application {
@@ -27,9 +26,7 @@ struct Application {
     std::string state = {};
     std::string reason = {};
     std::vector<Difference> differences = {};
-    // Whether this run has registered it.
-    bool changed = false;
-
+    bool changed = false; // by this run
     // Whether nothing more will become of it.
     bool IsSettled() const { return state == REGISTERED || !reason.empty(); }
     const std::string& Number() const { return ValueOf(*record, "ProdId"); }
@@ -45,8 +42,7 @@ std::vector<Application> ApplicationsAt(const std::vector<std::string>& given);
 
 // The Extension Manager's database, with what is expected of the applications in temporary tables:
 // the rows that Tamsel's own statements write, which name their tables without a schema. Throws a
-// Failure with Status::NotTheDatabase if the tables or their columns are not those of the
-// statements.
+// Failure with Status::NotTheDatabase if it has other tables or columns.
 class Registration : public Database {
 public:
     // Applications without a record are left alone.
@@ -57,8 +53,7 @@ public:
     // what arrives, or if rows of other products go, leaves all as it was and throws a Failure or a
     // DatabaseError; what failed may have ended the transaction, too.
     void Write(const Application& application);
-    // Throws a Failure unless all rows are what another connection sees, apart from those of the
-    // products that were written.
+    // Throws a Failure unless all rows but those written are what another connection sees.
     void RequireOthersUnchanged(Database& before);
 
 private:

@@ -61,8 +61,7 @@ void WriteInto(const std::string& saved) {
     target.CopyFrom(source);
 }
 
-// Puts the saved file in the place of the present one, which is no database. A journal of something
-// else must never meet the new one.
+// Replaces a file that is no database. A journal of something else must never meet the new one.
 void ReplaceFile(const std::string& saved, std::string& changed) {
     CopyFile(saved, NEWDATABASE, StatusOf(saved));
     changed = PERHAPS;

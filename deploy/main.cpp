@@ -5,7 +5,6 @@
 // all are what was wanted. So there is nothing in it that would ever have to be undone.
 
 #include "CommandLine.h"
-#include "Requirements.h"
 
 #include <algorithm>
 #include <new>
@@ -21,12 +20,11 @@ constexpr char UNPLACED[] = "XManConfigV2.xml cannot be put in place";
 
 class Run {
 public:
-    Run(const Options& asked, Report& result) : options(asked), report(result) {
-        WaitAtMost(options.wait);
-    }
+    Run(const Options& asked, Report& result) : options(asked), report(result) {}
 
     // Does what was asked for. Throws nothing but std::bad_alloc.
     void Do() {
+        WaitAtMost(options.wait);
         try {
             Require(geteuid() == 0 || options.command == Command::Verify, Status::NotRoot,
                     "this needs root; start it with sudo");
@@ -64,12 +62,11 @@ private:
         RequirePlainFile(INSTALLEDFILE, Status::NoFile);
         WithLock([this] {
             Backup backup = FindBackup(options.words);
-            const Backup present = OrFail(Status::NoBackup, NOBACKUP, [&] {
+            report.backup = OrFail(Status::NoBackup, NOBACKUP, [&backup] {
                 SaveAnything();
-                return Publish(backup);
+                return Publish(backup).name;
             });
-            report.backup = present.name;
-            Log(SAVED, present.name);
+            Log(SAVED, report.backup);
             Restore(backup, report.hasChanged);
             // Nothing from here on may turn it into a failure.
             report.restored.swap(backup.name);
@@ -117,8 +114,7 @@ private:
         }
     }
 
-    // Finds out what is in the database and in the configuration folder, and which applications are
-    // missing there.
+    // Finds out what is in the database and the configuration folder, and what is missing there.
     void Look() {
         registration->Look();
         // A run that is at work puts it in place before its rows can be seen.
