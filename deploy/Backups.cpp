@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <dirent.h>
+#include <fnmatch.h>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -15,11 +15,18 @@ constexpr char REGISTERING[] = "before registering";
 constexpr char UNREADABLE[] = "with a note that cannot be read";
 constexpr std::size_t KEPT = 5;
 
-// The names that have the form of a backup's, with their lengths in front, which sorts them by
-// their numbers.
+// Whether a name has the form of a backup's.
+bool IsName(const std::string& name) {
+    constexpr char TIME[] = "-[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]"
+                            "T[0-9][0-9][0-9][0-9][0-9][0-9]Z";
+    const auto digits = std::min(name.find_first_not_of("0123456789"), name.size());
+    return fnmatch(TIME, name.c_str() + digits, 0) == 0
+           && (digits == 4 || (digits > 4 && digits < 16 && name.front() != '0'));
+}
+
+// The names of this form, each with its length in front, which sorts them by their numbers.
 std::set<std::pair<std::size_t, std::string>> Names() {
     std::set<std::pair<std::size_t, std::string>> names;
-    static const std::regex form("([0-9]{4}|[1-9][0-9]{4,14})-[0-9]{4}(-[0-9]{2}){2}T[0-9]{6}Z");
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(BACKUPS.c_str()), closedir);
     if (folder == nullptr) {
         Checked(errno == ENOENT ? 0 : -1, BACKUPS);
@@ -27,7 +34,7 @@ std::set<std::pair<std::size_t, std::string>> Names() {
     }
     const dirent* entry = nullptr;
     while (errno = 0, entry = readdir(folder.get()), entry != nullptr) {
-        if (const std::string name = entry->d_name; std::regex_match(name, form)) {
+        if (const std::string name = entry->d_name; IsName(name)) {
             names.emplace(name.size(), name);
         }
     }

@@ -18,9 +18,8 @@ void Require(bool holds, const std::string& otherwise) {
 }
 
 std::chrono::seconds Seconds(const std::string& text) {
-    constexpr std::size_t DIGITS = 6;
     const bool isNumber = text.find_first_not_of("0123456789") == std::string::npos;
-    Require(isNumber && !text.empty() && text.size() <= DIGITS,
+    Require(isNumber && !text.empty() && text.size() <= 6,
             "--wait needs a number of seconds, not \"" + text + "\"");
     return std::chrono::seconds(std::stoi(text));
 }

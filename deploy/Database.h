@@ -39,8 +39,7 @@ struct Database {
     bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
-    // Throws unless a result code means success.
-    void Check(int code);
+    void Check(int code); // throws unless it means success
 
     const std::string path;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle{nullptr, sqlite3_close};

@@ -112,11 +112,10 @@ void Rename(const std::string& from, const std::string& to) {
 }
 
 void Remove(const std::string& path) {
-    constexpr int DESCRIPTORS = 8;
     const auto removeOne = [](auto* name, auto*, int, FTW*) { return std::remove(name); };
     // On a read-only disk, even removing nothing would fail.
     if (KindOf(path) != NOTHING) {
-        Checked(nftw(path.c_str(), removeOne, DESCRIPTORS, FTW_DEPTH | FTW_PHYS), path);
+        Checked(nftw(path.c_str(), removeOne, 8, FTW_DEPTH | FTW_PHYS), path);
     }
 }
 

@@ -1,7 +1,6 @@
 #include "Log.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>

@@ -45,8 +45,7 @@ std::vector<Application> ApplicationsAt(const std::vector<std::string>& given);
 // Failure with Status::NotTheDatabase if it has other tables or columns.
 class Registration : public Database {
 public:
-    // Applications without a record are left alone.
-    explicit Registration(std::vector<Application>& asked);
+    explicit Registration(std::vector<Application>& asked); // skips those without a record
     // Sets each application's differences; there are none if its rows are registered.
     void Look();
     // Writes what is missing of an application's rows, in a transaction. If that fails or is not

@@ -4,8 +4,7 @@
 
 namespace {
 
-// Whether there is a file in the database's place that begins as a database does, or is empty as a
-// new one is. No connection to it may be open.
+// Whether there is a file that begins as a database does, or an empty one. It must not be open.
 bool HasDatabase() {
     // SQLite itself would remove a journal beside something else, or write it back.
     const std::string_view magic("SQLite format 3\0", 16);
