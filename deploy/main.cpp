@@ -56,9 +56,8 @@ private:
     void RestoreBackup() {
         RequireNoManager();
         RequirePlainFile(DATABASE, Status::NotTheDatabase);
-        RequireBackups(false);
-        // Without it there is no place for a lock, either.
-        Require(KindOf(BACKUPS) != NOTHING, Status::NotRestored, "there is no backup");
+        // Without that folder there is no place for a lock, either.
+        Require(RequireBackups(false) == BACKUPS, Status::NotRestored, "there is no backup");
         RequirePlainFile(INSTALLEDFILE, Status::NoFile);
         WithLock([this] {
             Backup backup = FindBackup(options.words);
