@@ -241,9 +241,9 @@ private:
         RequireNoSignal();
         const Backup backup =
             OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(arriving, shipped); });
-        report.backup = backup.name;
-        report.hasChanged = true;
         try {
+            report.backup = backup.name;
+            report.hasChanged = true;
             if (needsFile) {
                 OrFail(Status::NoFile, UNPLACED, [] { Rename(NEWFILE, INSTALLEDFILE); });
             }
