@@ -69,9 +69,8 @@ Backup PublishAs(const std::string& reason, const char* note) {
     const Backup backup{number + "-" + time, reason};
     WriteFile(INCOMPLETE + note, reason + "\n");
     SyncFolder(INCOMPLETE);
-    Checked(rename(INCOMPLETE.c_str(), backup.Folder().c_str()), backup.Folder());
     try {
-        SyncFolder(BACKUPS);
+        Rename(INCOMPLETE, backup.Folder());
     } catch (...) {
         OrLog([&backup] { RemoveBackup(backup); });
         throw;
@@ -114,9 +113,7 @@ std::string RequireBackups(bool make) {
                 Status::NoBackup,
                 folder + " must be a folder of root's that nobody else can write, and no link");
     }
-    if (make) {
-        Checked(chmod(BACKUPS.c_str(), 0700), BACKUPS);
-    }
+    Checked(make ? chmod(BACKUPS.c_str(), 0700) : 0, BACKUPS);
     return BACKUPS;
 }
 

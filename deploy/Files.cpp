@@ -134,7 +134,7 @@ std::string RequireInstallation() {
     const std::string folder = GetParentDirectory(Resolved(program));
     const std::string file = folder + "/Resources/" + FILENAME;
     for (const std::string& part : {folder + "/Tamsel", file}) {
-        Require(KindOf(part) == S_IFREG && access(part.c_str(), R_OK) == 0, Status::Incomplete,
+        Require(KindOf(part) == S_IFREG, Status::Incomplete,
                 "the installation is incomplete, please repeat it: there is no " + part);
     }
     return file;

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <locale>
 #include <new>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <thread>
@@ -37,21 +38,26 @@ std::size_t CharacterAt(const std::string& text, std::size_t position) {
 // Runs pgrep on whole command lines, since it cuts off the names of processes. Its status is 0 if
 // there is such a process and 1 if there is none; anything else means that it cannot tell.
 int RunPgrep() {
-    constexpr char PATTERN[] = R"(Adobe Extension Manager CC\.app/Contents/MacOS/)";
+    char words[][64] = {"pgrep", "-f", R"(Adobe Extension Manager CC\.app/Contents/MacOS/)"};
+    char* const arguments[] = {words[0], words[1], words[2], nullptr};
     char path[] = "PATH=/usr/bin:/bin:/usr/sbin:/sbin";
     char* const environment[] = {path, nullptr};
-    const pid_t process = fork();
-    if (process == 0) {
-        // What ends this group of processes must end it, too.
-        ReleaseSignals();
-        if (dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO) != -1) {
-            execle("/usr/bin/pgrep", "pgrep", "-f", PATTERN, nullptr, environment);
-        }
-        _exit(-1);
+    posix_spawn_file_actions_t actions{};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    // What ends this group of processes must end it, too.
+    posix_spawnattr_t attributes{};
+    posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    pid_t process = -1;
+    int status =
+        posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment);
+    while (status == 0 && waitpid(process, &status, 0) == -1 && errno == EINTR) {
     }
-    int status = -1;
-    while (process != -1 && waitpid(process, &status, 0) == -1 && errno == EINTR) {
-    }
+    posix_spawn_file_actions_destroy(&actions);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

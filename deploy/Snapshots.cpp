@@ -1,18 +1,17 @@
 #include "Backups.h"
 
-#include <fstream>
-
 namespace {
 
 // Whether there is a file that begins as a database does, or an empty one. It must not be open.
 bool HasDatabase() {
+    if (KindOf(DATABASE) == NOTHING) {
+        return false;
+    }
     // SQLite itself would remove a journal beside something else, or write it back.
-    const std::string_view magic("SQLite format 3\0", 16);
-    std::string beginning(magic.size(), ' ');
-    std::ifstream file(DATABASE);
-    return KindOf(DATABASE) != NOTHING
-           && (!file.read(beginning.data(), 1)
-               || (file.read(&beginning[1], 15) && beginning == magic));
+    const File file(DATABASE, O_RDONLY);
+    char bytes[16];
+    const int size = Checked(read(file.number, bytes, sizeof bytes), DATABASE);
+    return size == 0 || std::string(bytes, bytes + size) == std::string("SQLite format 3\0", 16);
 }
 
 // Begins a backup, which has no name yet.
