@@ -100,13 +100,13 @@ bool Means(const std::string& word, const Backup& backup) {
 
 std::string RequireBackups(bool make) {
     for (const std::string& folder : {OWNFOLDER, BACKUPS}) {
-        if (KindOf(folder) == NOTHING) {
-            if (!make) {
-                return GetParentDirectory(folder);
-            }
-            // Another run may have been quicker.
-            Checked(mkdir(folder.c_str(), 0755) == -1 && errno != EEXIST ? -1 : 0, folder);
+        const bool isNew = make && mkdir(folder.c_str(), 0755) == 0;
+        Checked(make && !isNew && errno != EEXIST ? -1 : 0, folder);
+        if (isNew) {
             SyncFolder(GetParentDirectory(folder));
+        }
+        if (KindOf(folder) == NOTHING) {
+            return GetParentDirectory(folder);
         }
         const struct stat status = StatusOf(folder);
         Require(S_ISDIR(status.st_mode) && status.st_uid == 0 && (status.st_mode & 022) == 0,
@@ -170,10 +170,10 @@ void EndUnfinished() {
 
 void RemoveOld() {
     std::vector<Backup> all = AllBackups();
-    const std::optional<Backup> last = BeforeLastRegistration();
+    const std::string last = BeforeLastRegistration().value_or(Backup{}).name;
     std::size_t others = 0;
     for (auto backup = all.rbegin(); backup != all.rend(); ++backup) {
-        const bool stays = backup->name == all.front().name || (last && backup->name == last->name);
+        const bool stays = backup->name == all.front().name || backup->name == last;
         if (!stays && ++others > KEPT) {
             RemoveBackup(*backup);
         }

@@ -97,11 +97,11 @@ bool Statement::IsSameRow(Statement& other) {
     sqlite3_stmt* one = handle.get();
     sqlite3_stmt* two = other.handle.get();
     bool isSame = true;
-    for (int i = 0; i < Columns() && isSame; ++i) {
+    for (int i = 0; i < Columns(); ++i) {
         // As a text, a floating-point number loses digits.
-        isSame = sqlite3_column_type(one, i) == sqlite3_column_type(two, i)
-                 && sqlite3_column_double(one, i) == sqlite3_column_double(two, i)
-                 && Text(i) == other.Text(i);
+        isSame &= sqlite3_column_type(one, i) == sqlite3_column_type(two, i)
+                  && sqlite3_column_double(one, i) == sqlite3_column_double(two, i)
+                  && Text(i) == other.Text(i);
     }
     return isSame;
 }

@@ -53,7 +53,7 @@ int Checked(long result, const std::string& path) {
 mode_t KindOf(const std::string& path) {
     struct stat status {};
     const bool isThere = lstat(path.c_str(), &status) == 0;
-    Checked(isThere || errno == ENOENT || errno == ENOTDIR ? 0 : -1, path);
+    Checked(isThere || errno == ENOENT ? 0 : -1, path);
     return isThere ? status.st_mode & S_IFMT : NOTHING;
 }
 

@@ -71,8 +71,8 @@ inline const std::string OWNFOLDER = "/Library/Application Support/Tamsel";
 inline const std::string LOCKFILE = OWNFOLDER + "/lock";
 inline const std::string BACKUPS = OWNFOLDER + "/Backups";
 
-// What is not finished: a backup, the next XManConfigV2.xml and the one that it replaces, a database
-// that replaces a file. Whatever a killed run leaves of them, a later one removes.
+// What is not finished: a backup, the next XManConfigV2.xml and the one that it replaces, a
+// database that replaces a file. Whatever a killed run leaves of them, a later one removes.
 inline const std::string INCOMPLETE = BACKUPS + "/.incomplete";
 inline const std::string NEWFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-new";
 inline const std::string OLDFILE = CONFIGURATION + "/." + FILENAME + ".tamsel-old";

@@ -21,7 +21,7 @@ sigset_t held;                             // those that the caller did not igno
 std::chrono::steady_clock::time_point end; // of all waiting
 
 unsigned Byte(const std::string& text, std::size_t position) {
-    return position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
+    return static_cast<unsigned char>(text[position]);
 }
 
 // How many bytes from position on form one UTF-8 character, or 0.
@@ -55,7 +55,8 @@ int RunPgrep() {
     pid_t process = -1;
     int status =
         posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment);
-    while (status == 0 && waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    if (status != 0 || waitpid(process, &status, 0) != process) {
+        status = -1;
     }
     posix_spawn_file_actions_destroy(&actions);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -35,8 +35,7 @@ bool IsThere(const std::string& path, mode_t kind) {
 }
 
 bool IsBundle(const std::string& path) {
-    const auto end = path.rfind(".app");
-    return end != std::string::npos && end + 4 == path.size()
+    return path.substr(path.rfind('.') + 1) == "app"
            && IsThere(path + "/Contents/Info.plist", S_IFREG);
 }
 

@@ -38,7 +38,7 @@ void WriteInto(const std::string& saved) {
             "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
     } catch (const DatabaseError& error) {
         // What is replaced as a whole need not be understood.
-        if (error.code != SQLITE_ERROR && error.code != SQLITE_CORRUPT) {
+        if (error.code != SQLITE_ERROR) {
             throw;
         }
     }

@@ -338,7 +338,7 @@ int main(int argc, char* argv[]) {
     } catch (const std::bad_alloc&) {
         isWritten = false;
     }
-    isWritten = isWritten && std::fwrite(output.data(), 1, output.size(), stdout) == output.size();
+    isWritten &= std::fwrite(output.data(), 1, output.size(), stdout) == output.size();
     if (std::fclose(stdout) != 0 || !isWritten) {
         report.status = Status::NotWritten;
         Log("the result could not be written");

@@ -225,6 +225,13 @@ class Unfinished(BackupTest):
         self.deploy("--restore")
         self.assertEqual(self.installed()[:2], before[:2])
 
+    def test_does_not_serve_if_it_has_no_file_and_there_is_somebodys_now(self):
+        self.copied.unlink()
+        self.kill()
+        self.copied.write_bytes(b"<a-third-one/>")
+        self.deploy_once()
+        self.assertEqual(self.numbers(), [1, 2])
+
     def test_does_not_serve_if_it_is_not_the_newest(self):
         self.deploy_at(1, 2)
         first = self.all_backups()[0]

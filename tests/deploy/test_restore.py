@@ -161,6 +161,7 @@ class Database(RestoreTest):
                 ("an index", whole[:-4096] + bytes(4096), True), ("cut short", whole[:5000], True),
                 ("its schema", bytes(schema), True), ("words of a newer SQLite in its schema", words, True),
                 ("a newer format of schemas", new, True),
+                ("a size of pages that does not exist", whole[:16] + b"\0\3" + whole[18:], False),
                 ("garbage", b"x" * 8192, False)):
             with self.subTest(name):
                 self.database.write_bytes(content)

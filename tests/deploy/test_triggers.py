@@ -38,6 +38,9 @@ WORLDS = {
     "rewrite another product's row": (
         f"{AFTER}UPDATE Tb_ProductInfoV2 SET SuiteID = 9 WHERE ProdID = 12; END",
         ALL, OTHERS),
+    "rename another product": (
+        f"{AFTER}UPDATE Tb_ProductInfoV2 SET ProdName = 'x' WHERE ProdID = 12; END",
+        ALL, OTHERS),
     "rewrite a row of nobody's": (
         "INSERT INTO Tb_XManConfig (KeyName) VALUES ('nobody''s');"
         f"{AFTER}UPDATE Tb_XManConfig SET KeyValue = 'x' WHERE ProdID IS NULL; END",

@@ -90,8 +90,14 @@ class ByOthers(VerifyTest):
 
     def test_a_hot_journal_is_rolled_back_by_whoever_may_write(self):
         self.break_down()
-        self.assert_refuses(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n", out=FAILED,
-                            options=["--user", "501", "--read-only", "/Library"])
+        modes = {path: path.stat().st_mode for path in (*self.database.parent.iterdir(), self.database.parent)}
+        for path, mode in modes.items():
+            path.chmod(mode & 0o7555)
+        for options in (["--user", "501"], ["--user", "501", "--read-only", "/Library"]):
+            self.assert_refuses(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n", out=FAILED,
+                                options=options)
+        for path, mode in modes.items():
+            path.chmod(mode)
         self.assert_deploys(["--verify"], ALL_DONE, REGISTERED)
         self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
 
