@@ -37,7 +37,7 @@ void SaveAnything();
 // is used instead: it has the state before the first attempt. An XManConfigV2.xml that is neither
 // in it nor the shipped one is saved in any case.
 Backup Publish(const std::vector<Application*>& applications, const std::string& shipped);
-// Undoes that. A backup that is used once more stays.
+// Undoes that. One that is used once more, as only its isUnfinished tells then, stays.
 void Withdraw(const Backup& backup);
 // Makes a backup of what has been saved, before this one is restored.
 Backup Publish(const Backup& restored);

@@ -53,9 +53,9 @@ int RunPgrep() {
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t process = -1;
-    int status =
-        posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment);
-    if (status != 0 || waitpid(process, &status, 0) != process) {
+    int status = -1;
+    if (posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment) != 0
+        || waitpid(process, &status, 0) != process) {
         status = -1;
     }
     posix_spawn_file_actions_destroy(&actions);

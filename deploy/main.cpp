@@ -99,7 +99,7 @@ private:
         registration.emplace(report.applications);
         registration->Execute("BEGIN");
         Look();
-        registration->Execute("COMMIT");
+        registration.reset();
         if (onlyLooks) {
             Judge();
         } else if (!missing.empty()) {
@@ -165,8 +165,9 @@ private:
     }
 
     // The transaction of a registration. A dry run makes the same, but for the backup, the file and
-    // COMMIT. Whatever throws ends it, and nothing has changed.
+    // COMMIT. Whatever throws ends it, and unless Commit says otherwise, nothing has changed.
     void Transact() {
+        registration.emplace(report.applications);
         registration->Execute("BEGIN IMMEDIATE");
         // From here on nobody else writes.
         Require(registration->IsIntact(), Status::NotTheDatabase,
@@ -249,16 +250,15 @@ private:
             }
             registration->Execute("COMMIT");
         } catch (const std::exception& exception) {
-            const Failure failure = AsFailure(exception);
-            Log("looking whether the rows were written: ", failure.what());
+            Log("looking whether the rows were written: ", exception.what());
             if (!IsCommitted()) {
                 OrLog([this, &backup] {
                     TakeBackFile();
-                    Withdraw(backup);
                     report.backup.clear();
                     report.hasChanged = false;
+                    Withdraw(backup);
                 });
-                throw Failure(failure);
+                throw AsFailure(exception);
             }
         }
     }

@@ -67,7 +67,7 @@ class Points:
                 self.check(result)
                 self.assert_recoverable(snapshot.take(self.private_library))
         # Now and then a run reads or waits less often.
-        self.assertGreaterEqual(hit, len(points) * 0.9 - 1)
+        self.assertGreaterEqual(hit, len(points) * 0.7 - 1)
 
     def test_a_signal_wherever_something_changes(self):
         for signal in ("KILL", "TERM"):
