@@ -101,6 +101,12 @@ class ByOthers(VerifyTest):
         self.assert_deploys(["--verify"], ALL_DONE, REGISTERED)
         self.assertEqual([path.name for path in self.database.parent.iterdir()], ["ExMan.db"])
 
+    def test_a_folder_that_a_user_must_not_look_into(self):
+        self.database.parent.chmod(0)
+        self.addCleanup(self.database.parent.chmod, 0o755)
+        self.assert_deploys(["--verify"], NOT_ROOT, "", f"{DATABASE}: Permission denied; try again with sudo\n",
+                            options=["--user", "501"])
+
     def test_what_somebody_is_writing_does_not_count_yet(self):
         self.hold("BEGIN IMMEDIATE; DELETE FROM Tb_XManConfig")
         self.assert_deploys(["--verify", "--wait", "0"], ALL_DONE, REGISTERED)
