@@ -4,7 +4,6 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <fstream>
-#include <set>
 #include <sstream>
 
 namespace {
@@ -24,24 +23,6 @@ bool IsName(const std::string& name) {
            && (digits == 4 || (digits > 4 && digits < 16 && name.front() != '0'));
 }
 
-// The names of this form, each with its length in front, which sorts them by their numbers.
-std::set<std::pair<std::size_t, std::string>> Names() {
-    std::set<std::pair<std::size_t, std::string>> names;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(BACKUPS.c_str()), closedir);
-    if (folder == nullptr) {
-        Checked(errno == ENOENT ? 0 : -1, BACKUPS);
-        return names;
-    }
-    const dirent* entry = nullptr;
-    while (errno = 0, entry = readdir(folder.get()), entry != nullptr) {
-        if (const std::string name = entry->d_name; IsName(name)) {
-            names.emplace(name.size(), name);
-        }
-    }
-    Checked(errno == 0 ? 0 : -1, BACKUPS);
-    return names;
-}
-
 // What the note of a backup says; nothing if it cannot be read.
 std::string ReasonIn(const std::string& note) {
     std::ostringstream text;
@@ -58,21 +39,19 @@ void RemoveBackup(const Backup& backup) {
     Remove(INCOMPLETE);
 }
 
-// Unlike a backup that has been found, it does not count as unfinished yet.
 Backup PublishAs(const std::string& reason, const char* note) {
     // Its number decides the order; the time is for people.
-    const auto names = Names();
-    std::string number = std::to_string(names.empty() ? 1 : std::stoll(names.rbegin()->second) + 1);
+    const auto all = AllBackups();
+    std::string number = std::to_string(all.empty() ? 1 : std::stoll(all.back().name) + 1);
     number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
-    std::string time = Now();
-    time.erase(std::remove(time.begin(), time.end(), ':'), time.end());
-    const Backup backup{number + "-" + time, reason};
+    const Backup backup{number + "-" + Now(false), reason};
     WriteFile(INCOMPLETE + note, reason + "\n");
     SyncFolder(INCOMPLETE);
     try {
         Rename(INCOMPLETE, backup.Folder());
     } catch (...) {
-        OrLog([&backup] { RemoveBackup(backup); });
+        // It may have worked but for the sync.
+        OrLog([&backup] { KindOf(backup.Folder()) == S_IFDIR ? RemoveBackup(backup) : void(); });
         throw;
     }
     return backup;
@@ -119,17 +98,26 @@ std::string RequireBackups(bool make) {
 
 std::vector<Backup> AllBackups() {
     std::vector<Backup> backups;
-    for (const auto& [size, name] : Names()) {
-        Backup backup{name};
-        if (KindOf(backup.Folder()) == S_IFDIR) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(BACKUPS.c_str()), closedir);
+    Checked(folder == nullptr && errno != ENOENT ? -1 : 0, BACKUPS);
+    const dirent* entry = nullptr;
+    while (errno = 0, entry = folder ? readdir(folder.get()) : nullptr, entry != nullptr) {
+        Backup backup{entry->d_name};
+        if (IsName(backup.name) && KindOf(backup.Folder()) == S_IFDIR) {
             // In this order, a note that gets its other name meanwhile is found.
             backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
             backup.isUnfinished = !backup.reason.empty();
             backup.reason += backup.isUnfinished ? "" : ReasonIn(backup.Folder() + FINISHED);
             backup.reason += backup.reason.empty() ? UNREADABLE : "";
+            backup.isOlder = true;
             backups.push_back(backup);
         }
     }
+    Checked(errno == 0 ? 0 : -1, BACKUPS);
+    // The longer a number, the greater.
+    std::sort(backups.begin(), backups.end(), [](const Backup& one, const Backup& other) {
+        return std::pair(one.name.size(), one.name) < std::pair(other.name.size(), other.name);
+    });
     return backups;
 }
 
@@ -139,9 +127,9 @@ Backup Publish(const std::vector<Application*>& applications, const std::string&
         reason += (application == applications.front() ? " " : ", ") + application->path;
     }
     const auto last = BeforeLastRegistration();
-    if (!last || !last->isUnfinished || !HoldSame(last->Database(), COPY)
+    if (!last || !last->isUnfinished || !HoldSame(last->DatabaseFile(), COPY)
         || (KindOf(INSTALLEDFILE) == S_IFREG && !HoldSame(INSTALLEDFILE, shipped)
-            && !HoldSame(INSTALLEDFILE, last->File()))) {
+            && !HoldSame(INSTALLEDFILE, last->ConfigurationFile()))) {
         return PublishAs(reason, UNFINISHED);
     }
     Remove(INCOMPLETE);
@@ -155,7 +143,7 @@ Backup Publish(const Backup& restored) {
 }
 
 void Withdraw(const Backup& backup) {
-    if (!backup.isUnfinished) {
+    if (!backup.isOlder) {
         RemoveBackup(backup);
     }
 }
@@ -193,10 +181,13 @@ Backup FindBackup(const std::vector<std::string>& words) {
             "the note of " + found->name + " cannot be read, so name the backup to be restored");
     const std::string refusal =
         "this backup has no sound database; what was there is in " + found->Folder();
-    OrFail(Status::NotRestored, refusal, [&] {
-        const std::string saved = found->Database();
+    const std::string saved = found->DatabaseFile();
+    try {
         Require(KindOf(saved) == S_IFREG && Database(saved, IMMUTABLE).IsIntact(),
                 Status::NotRestored, refusal);
-    });
+    } catch (const DatabaseError& error) {
+        Require(!error.MeansDamage(), Status::NotRestored, refusal);
+        throw;
+    }
     return *found;
 }

@@ -13,10 +13,16 @@ struct Backup {
     std::string reason = {};
     // Whether it is not known that the registration which it was made for has been committed.
     bool isUnfinished = false;
+    // Whether an earlier run made it.
+    bool isOlder = false;
 
     std::string Folder() const { return BACKUPS + "/" + name; }
-    std::string Database() const { return Folder() + "/" + DATABASENAME; }
-    std::string File() const { return Folder() + "/" + FILENAME; }
+    std::string DatabaseFile() const { return Folder() + "/" + DATABASENAME; }
+    std::string ConfigurationFile() const { return Folder() + "/" + FILENAME; }
+    // Whether it can be restored. What was damaged or missing left no database in it.
+    bool HasDatabase() const {
+        return access(DatabaseFile().c_str(), F_OK) == 0 || errno != ENOENT;
+    }
 };
 
 // Throws a Failure unless only root can have filled the folder of backups, which is created if make
@@ -37,7 +43,7 @@ void SaveAnything();
 // is used instead: it has the state before the first attempt. An XManConfigV2.xml that is neither
 // in it nor the shipped one is saved in any case.
 Backup Publish(const std::vector<Application*>& applications, const std::string& shipped);
-// Undoes that. One that is used once more, as only its isUnfinished tells then, stays.
+// Undoes that. One that is older than this run stays.
 void Withdraw(const Backup& backup);
 // Makes a backup of what has been saved, before this one is restored.
 Backup Publish(const Backup& restored);

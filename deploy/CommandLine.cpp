@@ -41,7 +41,8 @@ std::string Json(const Backup& item) {
     std::string made = item.name.substr(item.name.find('-') + 1);
     made.insert(sizeof "2026-01-31T23" - 1, ":").insert(sizeof "2026-01-31T23:59" - 1, ":");
     return R"({"name":)" + Json(item.name) + R"(,"made":)" + Json(made) + R"(,"reason":)"
-           + Json(item.reason) + "}";
+           + Json(item.reason) + R"(,"restorable":)" + (item.HasDatabase() ? "true" : "false")
+           + "}";
 }
 
 std::string Json(const Application& item);
@@ -109,11 +110,9 @@ Options ReadOptions(int argc, char* argv[]) {
 
 std::string Help() {
     return R"(Registers InDesign and InCopy with the Adobe Extension Manager CC: saves what is
-there, writes the rows that Tamsel writes, checks what has arrived, and keeps
-all of it or nothing.
+there, writes all of it or nothing, and checks it before it counts.
 
-usage: tamsel-deploy [OPTION...] [APPLICATION...]
-       tamsel-deploy --verify | --dry-run [OPTION...] [APPLICATION...]
+usage: tamsel-deploy [--verify | --dry-run] [OPTION...] [APPLICATION...]
        tamsel-deploy --list [OPTION...]
        tamsel-deploy --restore [OPTION...] [BACKUP]
        tamsel-deploy -h | --help | --version
@@ -170,7 +169,8 @@ void Report::Fail(Application& application, Status failure, const std::string& w
 std::string Lines(const Report& report) {
     std::string lines = report.restored.empty() ? "" : "restored: " + report.restored + "\n";
     for (const Backup& backup : report.backups) {
-        lines += backup.name + " " + Escaped(backup.reason) + "\n";
+        lines += backup.name + " " + Escaped(backup.reason);
+        lines += backup.HasDatabase() ? "\n" : " (cannot be restored)\n";
     }
     for (const Application& application : report.applications) {
         lines += application.state + ": " + Escaped(application.path) + "\n";

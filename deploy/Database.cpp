@@ -19,7 +19,7 @@ Database::Database(const std::string& name, const char* how) : path(name) {
     sqlite3_progress_handler(opened, OPERATIONS, endAtSignal, nullptr);
 }
 
-void Database::Check(int code) {
+void Database::Check(int code, const std::string& also) {
     constexpr int PRIMARY = 0xFF;
     const int error = code == SQLITE_OK ? 0 : sqlite3_system_errno(handle.get());
     switch (code & PRIMARY) {
@@ -33,9 +33,9 @@ void Database::Check(int code) {
         throw Failure(Status::DatabaseInUse,
                       "the database is in use; sudo lsof \"" + DATABASE + "\" names the program");
     default:
-        std::string message = path + ": " + sqlite3_errmsg(handle.get());
+        std::string message = path + also + ": " + sqlite3_errmsg(handle.get());
         message += error == 0 ? "" : ", " + std::generic_category().message(error);
-        if ((code & PRIMARY) == SQLITE_CANTOPEN && error != EACCES) {
+        if ((code & PRIMARY) == SQLITE_CANTOPEN && (error == ENOENT || error == EROFS)) {
             message += " (in write-ahead mode, its folder must be writable)";
         }
         throw DatabaseError(code & PRIMARY, message);
@@ -50,10 +50,11 @@ std::string Database::Value(const std::string& sql) {
 
 bool Database::IsIntact() {
     const std::string found = Value("PRAGMA main.integrity_check");
-    // A page that the disk does not give is no damage.
-    constexpr std::string_view UNREAD = "error code=";
-    if (const auto at = found.find(UNREAD); at != std::string::npos) {
-        Check(std::stoi(found.substr(at + UNREAD.size())));
+    for (const char* const unread : {"error code=", "failed to get page"}) {
+        if (found.find(unread) != std::string::npos) {
+            // A page that the disk does not give is no damage.
+            throw DatabaseError(SQLITE_IOERR, path + ": " + found);
+        }
     }
     return found == "ok";
 }
@@ -67,7 +68,7 @@ void Database::CopyFrom(Database& source) {
         code = IsInterrupted() ? SQLITE_INTERRUPT : sqlite3_backup_step(backup, PAGES);
     }
     const int end = sqlite3_backup_finish(backup);
-    Check(code == SQLITE_DONE ? end : code);
+    Check(code == SQLITE_DONE ? end : code, " or " + source.path);
 }
 
 Statement::Statement(Database& database, const std::string& sql) : owner(database) {
@@ -114,7 +115,7 @@ Failure AsFailure(const std::exception& exception) {
     const auto* error = dynamic_cast<const DatabaseError*>(&exception);
     const int code = error == nullptr ? SQLITE_OK : error->code;
     if (error != nullptr && error->MeansDamage()) {
-        return {Status::NotTheDatabase, exception.what() + std::string(MENDING)};
+        return {Status::NotTheDatabase, exception.what() + std::string("; ") + MENDING};
     }
     const bool isDenied = code == SQLITE_CANTOPEN || code == SQLITE_READONLY
                           || (system != nullptr && system->code() == std::errc::permission_denied);

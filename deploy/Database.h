@@ -7,7 +7,7 @@
 
 // SQLite, with connections and statements that end with their scope. Whatever fails throws: a
 // Failure with Status::DatabaseInUse if another program has locked the database and the wait is
-// over, one with Status::NotRegistered if a signal has arrived, otherwise a DatabaseError.
+// over, one with Status::NotRegistered if a signal has arrived, std::bad_alloc, or a DatabaseError.
 
 struct DatabaseError : std::runtime_error {
     DatabaseError(int result, const std::string& message)
@@ -39,7 +39,8 @@ struct Database {
     bool IsInTransaction() { return sqlite3_get_autocommit(handle.get()) == 0; }
     // Makes this database the same as another one, in one transaction.
     void CopyFrom(Database& source);
-    void Check(int code); // throws unless it means success
+    // Throws unless it means success; also is another path that the message names.
+    void Check(int code, const std::string& also = {});
 
     const std::string path;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle{nullptr, sqlite3_close};
@@ -61,11 +62,9 @@ struct Statement {
     std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> handle{nullptr, sqlite3_finalize};
 };
 
-// What is waited for if another program has locked the database, and what a message about one that
-// cannot be used ends with.
+// What is waited for if another program has locked the database, and how one is mended.
 inline constexpr char THEDATABASE[] = "another program to release the database";
-inline constexpr char MENDING[] =
-    "; start the Extension Manager once, or bring back a backup with --restore";
+inline constexpr char MENDING[] = "bring back a backup with --restore";
 
 // What an error of any kind means for a run that it ends.
 Failure AsFailure(const std::exception& exception);

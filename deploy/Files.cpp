@@ -53,7 +53,7 @@ int Checked(long result, const std::string& path) {
 mode_t KindOf(const std::string& path) {
     struct stat status {};
     const bool isThere = lstat(path.c_str(), &status) == 0;
-    Checked(isThere || errno == ENOENT ? 0 : -1, path);
+    Checked(isThere || errno == ENOENT || errno == ENOTDIR ? 0 : -1, path);
     return isThere ? status.st_mode & S_IFMT : NOTHING;
 }
 
@@ -94,6 +94,7 @@ void CopyFile(const std::string& from, const std::string& to, const struct stat&
     const File copy(to, MAKING);
     Buffer buffer;
     for (std::string_view bytes; bytes = Read(source, buffer), !bytes.empty();) {
+        RequireNoSignal();
         Write(copy, bytes);
     }
     MakeLike(to, like);

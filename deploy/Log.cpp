@@ -17,8 +17,8 @@ namespace {
 
 constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP};
 
-sigset_t held;                             // those that the caller did not ignore
-std::chrono::steady_clock::time_point end; // of all waiting
+sigset_t held;                                  // those that the caller did not ignore
+std::chrono::steady_clock::time_point deadline; // of all waiting
 
 unsigned Byte(const std::string& text, std::size_t position) {
     return static_cast<unsigned char>(text[position]);
@@ -54,10 +54,10 @@ int RunPgrep() {
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t process = -1;
     int status = -1;
-    if (posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment) != 0
-        || waitpid(process, &status, 0) != process) {
-        status = -1;
-    }
+    // Without such a child, the status stays what it is.
+    posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment);
+    waitpid(process, &status, 0);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
@@ -73,12 +73,13 @@ void Log(std::string_view text, std::string_view more) noexcept {
     }
 }
 
-std::string Now() {
+std::string Now(bool withColons) {
     constexpr std::time_t LATEST = 253402300799; // of the years that have four digits
     const std::time_t now = std::clamp<std::time_t>(std::time(nullptr), 0, LATEST);
     std::tm parts{};
     char text[sizeof "2026-01-31T23:59:59Z"];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&now, &parts));
+    std::strftime(text, sizeof text, withColons ? "%Y-%m-%dT%H:%M:%SZ" : "%Y-%m-%dT%H%M%SZ",
+                  gmtime_r(&now, &parts));
     return text;
 }
 
@@ -107,12 +108,12 @@ std::string Escaped(const std::string& text, bool json) {
 }
 
 void WaitAtMost(std::chrono::seconds time) {
-    end = std::chrono::steady_clock::now() + time;
+    deadline = std::chrono::steady_clock::now() + time;
 }
 
 bool Wait(const char* whatFor, int milliseconds) noexcept {
     static const char* logged = nullptr;
-    if (IsInterrupted() || std::chrono::steady_clock::now() >= end) {
+    if (IsInterrupted() || std::chrono::steady_clock::now() >= deadline) {
         return false;
     }
     if (logged != whatFor) {
@@ -142,8 +143,9 @@ void HoldSignals() {
 bool IsInterrupted() noexcept {
     sigset_t pending;
     sigpending(&pending);
-    return std::any_of(std::begin(ENDING), std::end(ENDING),
-                       [&](int number) { return sigismember(&pending, number) == 1; });
+    return std::any_of(std::begin(ENDING), std::end(ENDING), [&pending](int one) {
+        return sigismember(&pending, one) + sigismember(&held, one) == 2;
+    });
 }
 
 void RequireNoSignal() {

@@ -61,8 +61,8 @@ void OrLog(Action action) {
     }
 }
 
-// The time in UTC, such as 2026-01-31T23:59:59Z.
-std::string Now();
+// The time in UTC, such as 2026-01-31T23:59:59Z, or without the colons.
+std::string Now(bool withColons = true);
 // The text as one line of UTF-8 that can be read back: \n for a line break, \\ for a backslash,
 // \xHH for other control characters and what is not UTF-8; in a JSON string only for the latter.
 std::string Escaped(const std::string& text, bool json = false);

@@ -4,7 +4,6 @@
 #include "SQLUtils.h"
 
 #include <algorithm>
-#include <set>
 #include <sstream>
 
 namespace {
@@ -28,21 +27,15 @@ std::string Normalised(const std::string& path) {
     return result.empty() ? "/" : result;
 }
 
-// Whether there is something of this kind at a path, or where links from there lead.
-bool IsThere(const std::string& path, mode_t kind) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == kind;
-}
-
 bool IsBundle(const std::string& path) {
     return path.substr(path.rfind('.') + 1) == "app"
-           && IsThere(path + "/Contents/Info.plist", S_IFREG);
+           && KindOf(Resolved(path + "/Contents/Info.plist")) == S_IFREG;
 }
 
 Application ApplicationAt(const std::string& given) {
     const std::string path = Normalised(given);
     const auto product = productLine.find(GetFileName(path));
-    if (given.empty() || !IsThere(path, S_IFDIR)) {
+    if (given.empty() || KindOf(Resolved(path)) != S_IFDIR) {
         return {given, nullptr, "not found", "there is no such folder"};
     }
     if (!IsBundle(path)) {
@@ -56,14 +49,10 @@ Application ApplicationAt(const std::string& given) {
     return {path, &product->second};
 }
 
-// Older releases first, then by name. A second copy is left out.
+// In the order of their names. A second copy is left out.
 std::vector<std::string> InstalledApplications() {
-    std::set<std::pair<std::string, std::string>> products;
-    for (const auto& [name, record] : productLine) {
-        products.emplace(ValueOf(record, "ProdVersion"), name);
-    }
     std::vector<std::string> paths;
-    for (const auto& [version, name] : products) {
+    for (const auto& [name, record] : productLine) {
         const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
         const std::string alone = "/Applications/" + name + ".app";
         if (IsBundle(inFolder) || IsBundle(alone)) {
@@ -166,7 +155,8 @@ Registration::Registration(std::vector<Application>& asked)
                                                 + " LEFT JOIN " + other + " ON " + table.key);
         } catch (const DatabaseError& error) {
             Require(error.code != SQLITE_ERROR, Status::NotTheDatabase,
-                    "the database has no table " + list + MENDING);
+                    "the database has no table " + list + "; start the Extension Manager once, or "
+                        + MENDING);
             throw;
         }
         // If the table allows several rows with the same key, each of them must match.
@@ -182,6 +172,7 @@ void Registration::Look() {
     }
     for (Statement& rows : comparisons) {
         while (rows.Next()) {
+            // There is one: what is expected was written for these applications.
             const auto application = std::find_if(
                 applications.begin(), applications.end(), [&rows](const Application& one) {
                     return one.record != nullptr && one.Number() == rows.Text(0);

@@ -35,7 +35,7 @@ void WriteInto(const std::string& saved) {
 #endif
     try {
         target.Execute(
-            "PRAGMA writable_schema = ON; PRAGMA synchronous = EXTRA; PRAGMA fullfsync = ON");
+            "PRAGMA writable_schema = ON; PRAGMA fullfsync = ON; PRAGMA synchronous = EXTRA");
     } catch (const DatabaseError& error) {
         // What is replaced as a whole need not be understood.
         if (error.code != SQLITE_ERROR) {
@@ -45,12 +45,13 @@ void WriteInto(const std::string& saved) {
     try {
         return target.CopyFrom(source);
     } catch (const DatabaseError& error) {
+        // A write-ahead log takes no pages of a different size.
         if (error.code != SQLITE_READONLY) {
             throw;
         }
     }
-    // A write-ahead log takes no pages of a different size. To end that mode, nobody else may use
-    // the database for a moment, which SQLite does not wait for.
+    // To end that mode, nobody else may use the database for a moment, which SQLite does not wait
+    // for.
     const char* const change = "PRAGMA journal_mode = DELETE";
     while (sqlite3_exec(target.handle.get(), change, nullptr, nullptr, nullptr) == SQLITE_BUSY
            && Wait(THEDATABASE)) {
@@ -135,15 +136,16 @@ void Restore(const Backup& backup, bool& hasChanged) {
     std::string changed;
     try {
         RequireNoSignal();
-        const bool hasFile = KindOf(backup.File()) == S_IFREG;
+        const bool hasFile = KindOf(backup.ConfigurationFile()) == S_IFREG;
         if (hasFile) {
-            CopyFile(backup.File(), NEWFILE, StatusOf(backup.File()));
+            CopyFile(backup.ConfigurationFile(), NEWFILE, StatusOf(backup.ConfigurationFile()));
         }
-        RestoreDatabase(backup.Database(), changed);
+        RestoreDatabase(backup.DatabaseFile(), changed);
         changed = "the database was restored, " + FILENAME + " perhaps not";
         if (hasFile) {
             Rename(NEWFILE, INSTALLEDFILE);
         } else {
+            Log("the backup has no XManConfigV2.xml, so it is removed");
             Remove(INSTALLEDFILE);
             SyncFolder(CONFIGURATION);
         }

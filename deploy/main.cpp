@@ -38,6 +38,7 @@ public:
             }
         } catch (const std::exception& exception) {
             Failure failure = AsFailure(exception);
+            // For a restore, whatever has no status of its own is one that failed.
             if (failure.status == Status::NotRegistered && options.command == Command::Restore) {
                 failure.status = Status::NotRestored;
             }
@@ -47,12 +48,15 @@ public:
                 if (!application.IsSettled()) {
                     application.state = FAILED;
                     application.reason = failure.what();
+                    application.differences.clear();
                 }
             }
         }
     }
 
 private:
+    // Killed meanwhile, this leaves the database as it was or restored, or none where there was no
+    // database, and XManConfigV2.xml as it was, unless all is done. Given again, it completes that.
     void RestoreBackup() {
         RequireNoManager();
         RequirePlainFile(DATABASE, Status::NotTheDatabase);
@@ -93,9 +97,7 @@ private:
                 report.Fail(Status::NoApplication, application.path + ": " + application.reason);
             }
         }
-        if (!onlyLooks) {
-            RequirePlainFile(INSTALLEDFILE, Status::NoFile);
-        }
+        RequirePlainFile(INSTALLEDFILE, Status::NoFile);
         registration.emplace(report.applications);
         registration->Execute("BEGIN");
         Look();
@@ -116,7 +118,7 @@ private:
     // Finds out what is in the database and the configuration folder, and what is missing there.
     void Look() {
         registration->Look();
-        // A run that is at work puts it in place before its rows can be seen.
+        // After the rows: another run puts the file in place before its own can be seen.
         hasFile = KindOf(INSTALLEDFILE) == S_IFREG;
         needsFile = !hasFile || (options.replaceFile && !HoldSame(INSTALLEDFILE, shipped));
         missing.clear();
@@ -144,7 +146,7 @@ private:
         }
     }
 
-    // Does what only one run at a time may do. Whatever happens, nothing unfinished is left.
+    // Does what only one run at a time may do. Its temporary files, and a killed run's, go.
     template <typename Work>
     void WithLock(Work work) {
         const auto removeLeftovers = [] {
@@ -171,28 +173,32 @@ private:
         registration->Execute("BEGIN IMMEDIATE");
         // From here on nobody else writes.
         Require(registration->IsIntact(), Status::NotTheDatabase,
-                std::string("the database is damaged") + MENDING);
+                std::string("the database is damaged; ") + MENDING);
         Look();
-        if (missing.empty()) {
+        if (!missing.empty()) {
+            WriteRows();
+        }
+        if (arriving.empty()) {
             return;
         }
-        WriteRows();
-        if (!arriving.empty() && needsFile) {
+        if (needsFile) {
             RequireWritable(CONFIGURATION, Status::NoFile, UNPLACED);
         }
-        if (!arriving.empty() && writes) {
+        if (writes) {
             Commit();
-        }
-        for (Application* application : arriving) {
-            application->changed = writes;
-            application->state = writes ? REGISTERED : "would register";
-        }
-        if (report.hasChanged) {
             // Nothing from here on may turn it into a failure.
             OrLog(EndUnfinished);
             OrLog(RemoveOld);
             Log(SAVED, report.backup);
-            for (const Application* application : arriving) {
+        }
+        if (needsFile) {
+            Log(writes ? "XManConfigV2.xml was " : "XManConfigV2.xml would be ",
+                hasFile ? "replaced" : "put in place");
+        }
+        for (Application* application : arriving) {
+            application->changed = writes;
+            application->state = writes ? REGISTERED : "would register";
+            if (writes) {
                 Log("registered: ", application->path);
             }
         }
@@ -212,9 +218,7 @@ private:
                     registration->Write(*application);
                 }
                 arriving.push_back(application);
-            } catch (const std::bad_alloc&) {
-                throw;
-            } catch (const std::exception& exception) {
+            } catch (const std::runtime_error& exception) {
                 RequireNoSignal();
                 Require(registration->IsInTransaction(), Status::NotRegistered,
                         application->path + " ended the transaction: " + exception.what());
@@ -234,7 +238,8 @@ private:
 
     // Makes it final: the backup gets its name, XManConfigV2.xml its place, and the rows are
     // committed. Killed before COMMIT, this leaves a backup that is unfinished, and perhaps the new
-    // file. Throws a Failure if nothing has changed, or if that cannot be told.
+    // file; killed after it, all that was wanted, only that the backup may still be unfinished.
+    // Throws a Failure if nothing has changed, or if that cannot be told.
     void Commit() {
         if (needsFile) {
             OrFail(Status::NoFile, UNPLACED, [this] { PrepareFile(); });
@@ -250,8 +255,7 @@ private:
             }
             registration->Execute("COMMIT");
         } catch (const std::exception& exception) {
-            Log("looking whether the rows were written: ", exception.what());
-            if (!IsCommitted()) {
+            if (!IsCommitted(exception.what())) {
                 OrLog([this, &backup] {
                     TakeBackFile();
                     report.backup.clear();
@@ -264,7 +268,7 @@ private:
     }
 
     // Makes a copy of the shipped file, with the owner and mode of the present one, or root's. The
-    // present one is kept at hand by a second name: that takes no room.
+    // present one gets a second name: to take it back must be possible on a full disk, too.
     void PrepareFile() const {
         struct stat like {};
         like.st_mode = 0644;
@@ -274,6 +278,7 @@ private:
         }
     }
 
+    // After a COMMIT that has failed. Whether the file was renamed shows in what is left beside it.
     void TakeBackFile() const {
         if (needsFile && hasFile) {
             Rename(OLDFILE, INSTALLEDFILE);
@@ -285,12 +290,14 @@ private:
 
     // Whether COMMIT has worked although it failed: once the rows are on the disk, an error while
     // tidying up proves nothing. What a connection of its own finds decides.
-    bool IsCommitted() {
+    bool IsCommitted(const std::string& error) {
         if (registration->IsInTransaction()) {
             return false;
         }
         registration.reset();
-        Registration(report.applications).Look();
+        Log("looking whether the rows were written: ", error);
+        OrFail(Status::NotRegistered, error + "; ask with --verify whether it was committed",
+               [this] { Registration(report.applications).Look(); });
         return std::all_of(arriving.begin(), arriving.end(),
                            [](const Application* one) { return one->differences.empty(); });
     }
@@ -346,9 +353,9 @@ int main(int argc, char* argv[]) {
     if (report.hasChanged) {
         OrLog([&report] {
             const Backup before{report.backup};
-            access(before.Database().c_str(), F_OK) == -1 && errno == ENOENT
-                ? Log("what was there before is in ", before.Folder())
-                : Log("to bring back the state before: sudo tamsel-deploy --restore ", before.name);
+            before.HasDatabase()
+                ? Log("to bring back the state before: sudo tamsel-deploy --restore ", before.name)
+                : Log("what was there before is in ", before.Folder());
         });
     }
     ReleaseSignals();

@@ -8,7 +8,7 @@ from harness.deploy import (ALL_DONE, BACKUPS, DAMAGED, FAILED, INCOMPLETE, INDE
                             RUNNING, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
-MENDING = "; start the Extension Manager once, or bring back a backup with --restore\n"
+MENDING = "bring back a backup with --restore\n"
 
 
 class RefusalTest(DeployTest):
@@ -136,19 +136,20 @@ class AfterTheApplications(RefusalTest):
                 self.create_database(self.schema)
                 self.change(sql)
                 self.assert_all_refuse([[], ["--dry-run"], ["--verify"]], DAMAGED,
-                                       f"the database has no table {table} (", MENDING, out=FAILED)
+                                       f"the database has no table {table} (",
+                                       "; start the Extension Manager once, or " + MENDING, out=FAILED)
 
     def test_a_database_of_another_kind(self):
         for content in (b"x" * 4096, b"<xml/>\n", b"SQLite format 3\0" + b"\xff" * 4096):
             with self.subTest(content[:9]):
                 self.database.write_bytes(content)
-                self.assert_all_refuse([[], ["--dry-run"], ["--verify"]], DAMAGED, MENDING, out=FAILED)
+                self.assert_all_refuse([[], ["--dry-run"], ["--verify"]], DAMAGED, "; " + MENDING, out=FAILED)
 
     def test_a_damaged_database(self):
         """Only one who looks at all of it can know."""
         self.change("CREATE INDEX Ix_Name ON Tb_XManConfig (KeyName, KeyValue)")
         self.database.write_bytes(self.database.read_bytes()[:-4096] + bytes(4096))
-        self.assert_both_refuse(DAMAGED, "the database is damaged" + MENDING)
+        self.assert_both_refuse(DAMAGED, "the database is damaged; " + MENDING)
 
     def test_a_database_that_cannot_be_written(self):
         for path in (DATABASE, CONFIGURATION):

@@ -14,9 +14,10 @@ WOULD = f"would register: {INDESIGN}\n"
 
 class Rows(DeployTest):
     def test_all_eight_products_get_the_rows_of_tamsel(self):
-        """By default in a folder of their own name or alone, older ones first."""
+        """By default in a folder of their own name or alone, in the order of their names."""
         paths = [f"/Applications/{name}/{name}.app" for name in APPLICATIONS[:4]]
         paths += [f"/Applications/{name}.app" for name in APPLICATIONS[4:]]
+        paths.sort(key=lambda path: os.path.basename(path)[:-len(".app")])
         self.add_applications(*paths, "/Applications/Adobe Photoshop 2020/Adobe Photoshop 2020.app")
         before = self.dump()
         for path in paths:
@@ -206,7 +207,7 @@ class File(DeployTest):
         for make in (self.copied.mkdir, lambda: self.copied.symlink_to(self.folder / "nothing"),
                      lambda: os.mkfifo(self.copied)):
             make()
-            for arguments in ([], ["--dry-run"], ["--replace-file"]):
+            for arguments in ([], ["--dry-run"], ["--replace-file"], ["--verify"]):
                 with self.subTest(arguments):
                     self.assert_refuses(arguments, NO_FILE, "/XManConfigV2.xml is not a plain file",
                                         out=FAILED)

@@ -12,7 +12,9 @@ TIME = 1769903999
 STAMP = "2026-01-31T23:59:59Z tamsel-deploy: "
 BACKUP = "0001-2026-01-31T235959Z"
 LATER = "0002-2026-01-31T235959Z"
-DONE = [f"saved to {BACKUPS}/{BACKUP}", f"registered: {INDESIGN}"]
+FILE = "XManConfigV2.xml was put in place"
+DONE = [f"saved to {BACKUPS}/{BACKUP}", FILE, f"registered: {INDESIGN}"]
+REMOVED = "the backup has no XManConfigV2.xml, so it is removed"
 BACK = "to bring back the state before: sudo tamsel-deploy --restore "
 UNWRITTEN = "the result could not be written"
 
@@ -38,11 +40,16 @@ class Words(ReportTest):
         for arguments in ([], ["--dry-run"], ["--verify"], [INDESIGN]):
             self.assert_says(arguments, ALL_DONE, REGISTERED, [])
         self.assert_says(["--restore"], ALL_DONE, f"restored: {BACKUP}\n",
-                         [f"saved to {BACKUPS}/{LATER}", f"restored: {BACKUP}", BACK + LATER])
-        self.assert_says(["--dry-run"], ALL_DONE, f"would register: {INDESIGN}\n", [])
+                         [f"saved to {BACKUPS}/{LATER}", REMOVED, f"restored: {BACKUP}", BACK + LATER])
+        self.assert_says(["--dry-run"], ALL_DONE, f"would register: {INDESIGN}\n",
+                         ["XManConfigV2.xml would be put in place"])
         third = "0003-2026-01-31T235959Z"
         self.assert_says(["/no.app", INDESIGN], NO_APPLICATION, f"not found: /no.app\n{REGISTERED}", [
-            "/no.app: there is no such folder", f"saved to {BACKUPS}/{third}", DONE[1], BACK + third])
+            "/no.app: there is no such folder", f"saved to {BACKUPS}/{third}", *DONE[1:], BACK + third])
+        self.copied.write_bytes(b"<other/>")
+        for arguments, words in ((["--dry-run"], "would be replaced"), ([], "was replaced")):
+            log = self.deploy("--replace-file", *arguments, environment=self.clock(TIME)).err.decode()
+            self.assertIn(f"{STAMP}XManConfigV2.xml {words}\n", log)
 
     def test_objects_of_a_registration_and_a_restore(self):
         application = (f'"path":"{INDESIGN}","state":"%s","changed":%s,"reason":null,"differences":[]')
@@ -70,9 +77,9 @@ class Words(ReportTest):
         self.deploy("--restore", environment=self.clock(TIME))
         self.assert_says(["--list", "--json"], ALL_DONE, form % (
             '{"name":"0001-1970-01-01T000000Z","made":"1970-01-01T00:00:00Z",'
-            f'"reason":"before registering {INDESIGN}"}},'
+            f'"reason":"before registering {INDESIGN}","restorable":true}},'
             f'{{"name":"{LATER}","made":"2026-01-31T23:59:59Z",'
-            '"reason":"before restoring 0001-1970-01-01T000000Z"}'), [])
+            '"reason":"before restoring 0001-1970-01-01T000000Z","restorable":true}'), [])
 
     def test_an_object_of_differences(self):
         path = "/Applications/Adobe InCopy 2020.app"
@@ -105,7 +112,7 @@ class Unwritten(ReportTest):
             with self.subTest(arguments):
                 self.assert_says(arguments, NOT_WRITTEN, "", [UNWRITTEN], before=full)
         self.assert_says(["--restore"], NOT_WRITTEN, "", [
-            f"saved to {BACKUPS}/{LATER}", f"restored: {BACKUP}", UNWRITTEN, BACK + LATER], before=full)
+            f"saved to {BACKUPS}/{LATER}", REMOVED, f"restored: {BACKUP}", UNWRITTEN, BACK + LATER], before=full)
         # Whatever the result was.
         self.assert_says(["/no.app"], NOT_WRITTEN, "", ["/no.app: there is no such folder", UNWRITTEN],
                          before=full)
