@@ -11,7 +11,7 @@ namespace {
 constexpr char FINISHED[] = "/note";
 constexpr char UNFINISHED[] = "/unfinished";
 constexpr char REGISTERING[] = "before registering";
-constexpr char UNREADABLE[] = "with a note that cannot be read";
+constexpr char RESTORING[] = "before restoring ";
 constexpr std::size_t KEPT = 5;
 
 // Whether a name has the form of a backup's.
@@ -57,12 +57,11 @@ Backup PublishAs(const std::string& reason, const char* note) {
     return backup;
 }
 
-// The newest that was, or may have been, made before a registration.
+// The newest that was, or with a note that tells nothing may have been, made before a registration.
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
-        const bool isOne = backup.reason.rfind(REGISTERING, 0) == 0 || backup.reason == UNREADABLE;
-        last = isOne ? backup : last;
+        last = backup.reason.rfind(RESTORING, 0) == 0 ? last : backup;
     }
     return last;
 }
@@ -108,7 +107,7 @@ std::vector<Backup> AllBackups() {
             backup.reason = ReasonIn(backup.Folder() + UNFINISHED);
             backup.isUnfinished = !backup.reason.empty();
             backup.reason += backup.isUnfinished ? "" : ReasonIn(backup.Folder() + FINISHED);
-            backup.reason += backup.reason.empty() ? UNREADABLE : "";
+            backup.reason += backup.reason.empty() ? "with a note that cannot be read" : "";
             backup.isOlder = true;
             backups.push_back(backup);
         }
@@ -139,7 +138,7 @@ Backup Publish(const std::vector<Application*>& applications, const std::string&
 }
 
 Backup Publish(const Backup& restored) {
-    return PublishAs("before restoring " + restored.name, FINISHED);
+    return PublishAs(RESTORING + restored.name, FINISHED);
 }
 
 void Withdraw(const Backup& backup) {
@@ -177,7 +176,7 @@ Backup FindBackup(const std::vector<std::string>& words) {
     const std::string which = words.empty() ? "from before a registration" : words.front();
     Require(found.has_value(), Status::NotRestored,
             "there is no backup " + which + "; --list shows them");
-    Require(!words.empty() || found->reason != UNREADABLE, Status::NotRestored,
+    Require(!words.empty() || found->reason.rfind(REGISTERING, 0) == 0, Status::NotRestored,
             "the note of " + found->name + " cannot be read, so name the backup to be restored");
     const std::string refusal =
         "this backup has no sound database; what was there is in " + found->Folder();

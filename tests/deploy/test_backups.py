@@ -139,6 +139,8 @@ class Kept(BackupTest):
         """Otherwise that could bring back an older state than was meant."""
         self.deploy_at(1)
         backup, = self.all_backups()
+        (backup / NOTE).write_text("words")
+        self.assert_refuses(["--restore"], NOT_RESTORED, f"the note of {backup.name} cannot be read, ")
         out = f"{backup.name} with a note that cannot be read\n"
         for make in (os.unlink, lambda note: note.write_bytes(b""), lambda note: note.write_bytes(b"\n"),
                      os.mkfifo, os.mkdir, lambda note: note.symlink_to("/etc/passwd")):
