@@ -120,14 +120,3 @@ class Restore(Order, RestoreTest):
                           self.synced(DATABASE + "-journal", backup), written[0],
                           self.synced(DATABASE, written[-1]), committed, self.synced(FOLDER, committed),
                           file, self.synced(CONFIGURATION, file))
-
-
-class Environment(PromiseTest):
-    def test_pgrep_has_one_of_its_own(self):
-        self.need("strace")
-        log = self.folder / "trace"
-        self.shell.run("env", "LC_ALL=C", "strace", "-f", "-v", "-s", "99", "-qq", "-e", "trace=execve",
-                       "-o", log, *self.command, "--dry-run", *self.paths)
-        self.assertEqual(re.findall(r'execve\("/usr/bin/pgrep", (\[.*?\]), (\[.*\])\)', log.read_text()),
-                         [(r'["pgrep", "-f", "Adobe Extension Manager CC\\.app/Contents/MacOS/"]',
-                           '["PATH=/usr/bin:/bin:/usr/sbin:/sbin"]')])
