@@ -1,8 +1,21 @@
 from harness.machine import CONFIGURATION, MachineTest, expected
-from harness.registration import INDESIGN, registered
+from harness.registration import INDESIGN, TABLES, registered
+
+UNOPENED = "ERROR: can't open database: unable to open database file"
 
 INFO_ROWS = "SELECT COUNT(*) FROM Tb_ProductInfoV2 WHERE ProdID = 190"
 CONFIGURATION_ROWS = "SELECT COUNT(*) FROM Tb_XManConfig WHERE ProdID = 190"
+
+
+def uncompiled(reason):
+    return f"ERROR: while compiling sql: {reason}\n\nFinalized statemant: 0"
+
+
+def ended(code):
+    return f"Return code after executing SQL: {code}\n\nFinalized statemant: {code}"
+
+
+NO_PRODUCTS, NO_CONFIGURATION = (uncompiled(f"no such table: {table}") for table in TABLES)
 
 
 class BadDatabases(MachineTest):
@@ -12,71 +25,74 @@ class BadDatabases(MachineTest):
         """Every file beside the database, with its bytes."""
         return {file.name: file.read_bytes() for file in self.database.parent.iterdir()}
 
-    def assert_registration(self, out, **how):
-        self.assert_result(self.run_tamsel("-r", INDESIGN, **how), out)
+    def assert_says(self, info, configuration, **how):
+        """How each of the two statements of a registration ends, None for success."""
+        self.assert_result(self.run_tamsel("-r", INDESIGN, **how),
+                           registered(info=info, configuration=configuration))
 
-    def assert_unchanged_by_registration(self, name, **how):
+    def assert_fails(self, info, configuration=None, **how):
+        """Both statements fail, in the same way if only one is given, and nothing changes."""
         before = self.contents()
-        self.assert_registration(expected(name), **how)
+        self.assert_says(info, configuration or info, **how)
         self.assertEqual(self.contents(), before)
 
     def test_a_folder_in_place_of_the_database(self):
         self.database.unlink()
         self.database.mkdir()
-        self.assert_registration(expected("database-a-folder.out"))
+        self.assert_says(UNOPENED, UNOPENED)
         self.assertEqual(list(self.database.iterdir()), [])
 
     def test_a_file_that_is_no_database(self):
         self.database.write_bytes(b"")
-        self.assert_unchanged_by_registration("database-empty.out")
+        self.assert_fails(NO_PRODUCTS, NO_CONFIGURATION)
         self.database.write_bytes(b"This is no database, and longer than a header of one hundred bytes. " * 8)
-        self.assert_unchanged_by_registration("database-of-another-kind.out")
+        self.assert_fails(uncompiled("file is not a database"))
 
     def test_a_missing_table(self):
         self.change("DROP TABLE Tb_ProductInfoV2")
-        self.assert_registration(expected("no-product-table.out"))
+        self.assert_says(NO_PRODUCTS, None)
         self.assertEqual(self.rows(CONFIGURATION_ROWS), [(14,)])
         self.create_database(self.schema)
         self.change("DROP TABLE Tb_XManConfig")
-        self.assert_registration(expected("no-configuration-table.out"))
+        self.assert_says(None, NO_CONFIGURATION)
         self.assertEqual(self.rows(INFO_ROWS), [(1,)])
 
     def test_a_read_only_file_or_folder(self):
-        self.assert_unchanged_by_registration(
-            "read-only.out", options=("--read-only", CONFIGURATION + "/DB"))
+        self.assert_fails(ended(8), options=("--read-only", CONFIGURATION + "/DB"))
         self.database.chmod(0o400)
-        self.assert_unchanged_by_registration("read-only.out")
+        self.assert_fails(ended(8))
 
     def test_another_program_uses_it(self):
-        for sql, name in (("BEGIN EXCLUSIVE", "exclusively-locked.out"),
-                          ("BEGIN; SELECT * FROM Tb_ProductInfoV2;", "locked.out"),
-                          ("BEGIN IMMEDIATE", "locked.out")):
+        locked = expected("locked.out")
+        exclusively = locked.replace(ended(5).encode(), uncompiled("database is locked").encode())
+        for sql, out in (("BEGIN EXCLUSIVE", exclusively), ("BEGIN IMMEDIATE", locked),
+                         ("BEGIN; SELECT * FROM Tb_ProductInfoV2;", locked)):
             with self.subTest(sql):
                 # Reading the file while it is locked would give up the locks of this process.
                 before = self.contents()
                 other = self.connect()
                 other.executescript(sql)
-                self.assert_registration(expected(name))
+                self.assert_result(self.run_tamsel("-r", INDESIGN), out)
                 other.close()
                 self.assertEqual(self.contents(), before)
 
     def test_a_write_ahead_log(self):
         self.change("PRAGMA journal_mode = WAL")
-        self.assert_registration(registered())
+        self.assert_says(None, None)
         self.assertEqual(self.rows(CONFIGURATION_ROWS), [(14,)])
         self.database.parent.chmod(0o500)
         self.addCleanup(self.database.parent.chmod, 0o700)
-        self.assert_unchanged_by_registration("read-only-write-ahead-log.out")
+        self.assert_fails(uncompiled("attempt to write a readonly database"))
 
     def test_a_table_that_refuses_the_row(self):
         self.change("DROP TABLE Tb_ProductInfoV2;"
                     "CREATE TABLE Tb_ProductInfoV2 (ProdID, ProdName, DisplayName, FamilyName, ProdVersion,"
                     " PCDEntryName, AppPath, LocaleInfo, SuiteID CHECK (SuiteID > '9'))")
-        self.assert_registration(expected("refused-product.out"))
+        self.assert_says(ended(19), None)
 
     def test_a_table_that_refuses_the_last_of_the_fourteen_rows_gets_none(self):
         self.change("DROP TABLE Tb_XManConfig;"
                     "CREATE TABLE Tb_XManConfig (ProdID, KeyName CHECK (KeyName <> 'suite'), KeyValue)")
-        self.assert_registration(expected("refused-configuration.out"))
+        self.assert_says(None, ended(19))
         self.assertEqual(self.rows(CONFIGURATION_ROWS), [(0,)])
         self.assertEqual(self.rows(INFO_ROWS), [(1,)])

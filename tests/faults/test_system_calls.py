@@ -1,46 +1,41 @@
 from harness.faults import FaultTest
 from harness.machine import expected, slow
 from harness.registration import Claims, registered
+from harness.strace import Traced
 
 NOTHING = Claims(False, False)
 KILLED = 128 + 9
 
 
-class Faults(FaultTest):
+class Faults(Traced, FaultTest):
     """Something happens at each system call of a registration."""
 
-    def test_killed_at_every_call(self):
-        def check(_name, _number, result):
+    def said(self, result, name):
+        """What a run claims to which it has happened at a call of this name."""
+        if result.status == KILLED:
             # Nothing is flushed before the program ends, and then everything at once.
-            self.assertIn(result.out, (b"", registered()))
-            self.assert_result(result, result.out, status=KILLED)
-            return NOTHING
+            self.assertIn(result, [(out, b"", KILLED) for out in (b"", registered())])
+        elif name == "openat" and result.status == 1:
+            self.assert_result(result, expected("database-not-found.out"), status=1)
+        elif name == "write":
+            # What the program says is lost, and nobody learns of it.
+            self.assert_result(result, b"")
+        else:
+            self.assertEqual(result.err, b"")
+            return self.claims(result)
+        return NOTHING
 
-        self.inject_everywhere("all", "signal=KILL", check)
-
-    def fail(self, kinds, error):
-        def check(name, number, result):
-            if (name, number) == probe:
-                self.assert_result(result, expected("database-not-found.out"), status=1)
-            elif name == "write":
-                # What the program says is lost, and nobody learns of it.
-                self.assert_result(result, b"")
-            else:
-                self.assertEqual(result.err, b"")
-                return self.claims(result)
-            return NOTHING
-
-        probe = self.calls("openat")[0]
-        self.inject_everywhere(kinds, f"error={error}", check)
+    def test_killed_at_every_call(self):
+        self.inject("signal=KILL", self.calls())
 
     def test_every_call_with_files_fails(self):
-        self.fail("%file,%desc", "EIO")
+        self.inject("error=EIO", self.calls("%file,%desc"))
 
     def test_no_process_for_the_copy(self):
-        self.fail("?clone,?clone3,?vfork", "EAGAIN")
+        self.inject("error=EAGAIN", self.calls("?clone,?clone3,?vfork"))
 
     def test_waiting_for_the_copy_is_interrupted(self):
-        self.fail("wait4", "EINTR")
+        self.inject("error=EINTR", self.calls("wait4"))
 
 
 @slow

@@ -6,12 +6,11 @@ import shutil
 import sqlite3
 
 from harness import snapshot
-from harness.deploy import ALL_DONE, INCOPY, NAME, NOT_RESTORED, NOT_WRITTEN, OLD_FILE, DeployTest
-from harness.machine import MEMORY, expected
-from harness.registration import INDESIGN, PRODUCTS, file_name
+from harness.deploy import ALL_DONE, INCOPY, NOT_RESTORED, NOT_WRITTEN, OLD_FILE, DeployTest
+from harness.machine import MEMORY
+from harness.registration import INDESIGN, PRODUCTS, TABLES, rows_of
 from harness.shell import Shell
 
-TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 NUMBERS = {name: number for number, name in PRODUCTS.items()}
 SIDES = ("-journal", "-wal", "-shm")
 BACK = "to bring back the state before: "
@@ -26,10 +25,7 @@ def product(path):
 
 def product_rows(path):
     """What a registration of that application leaves in both tables."""
-    name, folder = os.path.basename(path)[:-len(".app")], os.path.dirname(path)
-    text = expected(file_name(name) + ".rows").decode().replace("/Applications/" + name, folder)
-    rows = sorted(tuple(line.split("|")) for line in text.splitlines())
-    return [[row for row in rows if len(row) == width] for width in (9, 3)]
+    return [sorted(rows) for rows in rows_of(os.path.basename(path)[:-len(".app")], os.path.dirname(path))]
 
 
 def split(content, numbers):
@@ -83,6 +79,9 @@ class PromiseTest(DeployTest):
     def put(self, moment):
         snapshot.put(self.private_library, moment)
 
+    def reset(self):
+        self.put(self.begin)
+
     # What is there
 
     def condition(self, folder=None):
@@ -102,12 +101,6 @@ class PromiseTest(DeployTest):
                     self.known[tuple(files)] = files[0]
             content = self.known[tuple(files)], database.stat().st_mode
         return content, (file.read_bytes(), file.stat().st_mode) if file.is_file() else None
-
-    def all_backups(self):
-        """The folders of the backups, oldest first."""
-        folders = self.backups.iterdir() if self.backups.exists() else []
-        return sorted((folder for folder in folders if NAME.fullmatch(folder.name)),
-                      key=lambda folder: int(folder.name.partition("-")[0]))
 
     def file_after(self):
         """The file that a registration leaves."""

