@@ -4,6 +4,7 @@ Everything is in a temporary folder that is removed after the test. Nothing here
 program works; expected output is written out in files or in the tests themselves.
 """
 
+import functools
 import os
 import pathlib
 import re
@@ -45,6 +46,7 @@ class MachineTest(unittest.TestCase):
     maxDiff = None
     schema = "primary-keys"
     place = None  # where the temporary folder is made
+    needs_sandbox = True  # by every test of the class
     slow = False
 
     def run(self, result=None):
@@ -54,6 +56,8 @@ class MachineTest(unittest.TestCase):
         return super().run(result) if wanted in (None, is_slow) else None
 
     def setUp(self):
+        if self.needs_sandbox and why_no_sandbox():
+            self.cannot_run(why_no_sandbox())
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tamsel-", dir=self.place))
         self.addCleanup(shutil.rmtree, self.folder)
         self.tools = self.folder / "tools"
@@ -106,7 +110,7 @@ class MachineTest(unittest.TestCase):
             [SANDBOX, *options, self.private_library, *command],
             input=stdin, capture_output=True, cwd=cwd or self.folder, env=environment, check=False)
         if finished.returncode == NO_SANDBOX:
-            self.cannot_run(finished.stderr.decode().strip().replace("sandbox: ", "", 1))
+            self.cannot_run(reason_of(finished))
         return Result(finished.stdout, finished.stderr, finished.returncode)
 
     def run_tamsel(self, *arguments, **how):
@@ -131,6 +135,18 @@ class MachineTest(unittest.TestCase):
         self.assertEqual(result.out.decode("utf-8", "backslashreplace"),
                          out.decode("utf-8", "backslashreplace"))
         self.assertEqual(result, Result(out, err, status))
+
+
+def reason_of(finished):
+    """Why the sandbox has refused to run a command."""
+    return finished.stderr.decode().strip().replace("sandbox: ", "", 1)
+
+
+@functools.lru_cache(maxsize=None)
+def why_no_sandbox():
+    """Why this machine can make no sandbox; empty if it can."""
+    finished = subprocess.run([SANDBOX, "--check"], capture_output=True, check=False)
+    return reason_of(finished) if finished.returncode else ""
 
 
 def write_script(path, script, shell="sh"):

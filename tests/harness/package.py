@@ -13,6 +13,8 @@ def run(*command, **how):
 class PackageTest(MachineTest):
     """A machine on which the folder from the archive has been unpacked."""
 
+    needs_sandbox = False
+
     def setUp(self):
         super().setUp()
         self.package = self.folder / "unpacked" / "tamsel"

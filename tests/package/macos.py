@@ -11,10 +11,9 @@ MANAGER = "Adobe/Extension Manager CC"
 
 class MacTest(MachineTest):
     def setUp(self):
-        super().setUp()
         if sys.platform != "linux":
             self.cannot_run("needs the sandbox of Linux", on_every_mac=True)
-        self.run_inside("true")
+        super().setUp()
         self.machine = self.folder / "machine"
         self.support = self.machine / "Library" / "Application Support"
         self.support.mkdir(parents=True)
