@@ -6,7 +6,7 @@ import resource
 import stat
 import subprocess
 
-from harness.machine import BUILD, ROOT, expected
+from harness.machine import BUILD, expected
 from harness.package import PackageTest, run
 from harness.registration import INDESIGN
 
@@ -104,14 +104,12 @@ class Install(InstallationTest):
         for name in ("unpacked/tamsel", "root/opt/libexec/tamsel"):
             (self.folder / "elsewhere" / name).mkdir(parents=True)
         how = {"cwd": self.folder, "env": dict(os.environ, CDPATH=str(self.folder / "elsewhere"))}
-        for uninstall in (["unpacked/tamsel/uninstall", "--prefix", "root/opt"],
-                          ["root/opt/libexec/tamsel/uninstall"]):
-            run("unpacked/tamsel/install", "--root", "root", "--prefix", "/opt/",
-                preexec_fn=lambda: os.umask(0o077), **how)
-            self.assertEqual(tree(self.root / "opt"), TREE)
-            self.assertIn(b'exec "/opt/libexec/tamsel/Tamsel"', contents(self.root)["opt/bin/Tamsel"])
-            run(*uninstall, **how)
-            self.assertEqual(tree(self.root / "opt"), "")
+        run("unpacked/tamsel/install", "--root", "root", "--prefix", "/opt/",
+            preexec_fn=lambda: os.umask(0o077), **how)
+        self.assertEqual(tree(self.root / "opt"), TREE)
+        self.assertIn(b'exec "/opt/libexec/tamsel/Tamsel"', contents(self.root)["opt/bin/Tamsel"])
+        run("root/opt/libexec/tamsel/uninstall", **how)
+        self.assertEqual(tree(self.root / "opt"), "")
 
     def test_refusals(self):
         for arguments in (["--prefix"], ["--root"], ["--prefix", ""], ["--root", ""], ["x"],
@@ -149,10 +147,6 @@ class Update(InstallationTest):
     def test_leaves_no_half_of_a_file(self):
         self.assert_fails("File too large", restore_signals=False,  # or the limit would kill
                           preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (10000, 10000)))
-        self.make_tool("chmod", 'case $2 in *"$FAILING.new") exit 1 ;; esac\nexec /bin/chmod "$@"')
-        for path in contents(self.local):
-            with self.subTest(path):
-                self.assert_fails("", env={"PATH": f"{self.tools}:/usr/bin:/bin", "FAILING": path})
 
     def test_needs_a_whole_folder(self):
         needed = sorted(set(contents(self.package)) - {"README.md", "CHANGELOG.md", "install"})
@@ -189,11 +183,7 @@ class ByCMake(InstallationTest):
     def test_refuses_what_the_installer_refuses(self):
         for prefix in ("relative", *(f"{self.folder}/{name}" for name in ODD)):
             with self.subTest(prefix):
-                self.assert_refused(1, "the prefix must", "cmake", "--install", BUILD, "--prefix", prefix,
-                                    cwd=self.folder)
-        self.assertEqual({path.name for path in self.folder.iterdir()}, {"Library", "unpacked"})
-        self.assert_refused(1, "the prefix must", "cmake", "-S", ROOT, "-B", self.folder / "build",
-                            "-DTAMSEL_TESTS=OFF", f"-DCMAKE_INSTALL_PREFIX={self.folder}/$a")
+                self.assert_refused(1, "the prefix must", "cmake", "--install", BUILD, "--prefix", prefix)
 
 
 class Uninstall(InstallationTest):

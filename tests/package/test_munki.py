@@ -1,10 +1,14 @@
 """The scripts for Munki, each started as Munki does it."""
 
+import os
+import re
 import shutil
+import subprocess
 
-from harness.deploy import INDESIGN
-from harness.machine import VERSION, write_script
+from harness.machine import ROOT, VERSION, MachineTest, write_script
 from package.installed import InstalledTest
+
+OLDEST, = re.findall(r"CMAKE_OSX_DEPLOYMENT_TARGET (\S+) ", (ROOT / "CMakeLists.txt").read_text())
 
 
 class MunkiTest(InstalledTest):
@@ -38,21 +42,12 @@ class InstallCheck(MunkiTest):
             self.assertEqual([self.visit(), self.visit()], [0, "did nothing"])
             self.assertEqual(self.deploy("--verify").status, 0)
 
-    def test_leaves_alone_what_an_installation_cannot_mend(self):
-        self.database.write_text("damaged")
-        self.assertFalse(self.asks())
-        self.database.unlink()
-        self.assertFalse(self.asks())
-        shutil.rmtree(self.inside(INDESIGN))
-        self.create_database(self.schema)
-        self.assertFalse(self.asks())
-
     def test_every_status(self):
-        """Of the verification, and of the rehearsal if not all is registered."""
-        rows = [(0, rehearsed, False) for rehearsed in (0, 1, 10)]
-        rows += [(verified, 0, True) for verified in (*range(1, 15), 137)]
-        rows += [(1, rehearsed, rehearsed in (0, 10)) for rehearsed in (*range(15), 137)]
-        for verified, rehearsed, asks in rows:
+        """Of the verification, and of the rehearsal if not all is registered. A damaged database, for
+        one, is nothing that an installation can mend."""
+        for verified, rehearsed, asks in (
+                (0, 0, False), (0, 10, False), *((verified, 0, True) for verified in (*range(1, 15), 137)),
+                *((1, rehearsed, rehearsed == 10) for rehearsed in (*range(1, 15), 137))):
             with self.subTest(verified=verified, rehearsed=rehearsed):
                 self.replace_program(
                     f'case $* in --version) echo tamsel-deploy {VERSION} ;;'
@@ -90,7 +85,41 @@ class Uninstall(MunkiTest):
         self.assertEqual(list(self.local.iterdir()), [])
         self.assertEqual(self.state(), before)
         self.assertEqual(self.run_script("munki/uninstall"), (b"", b"", 0))
-
-    def test_hands_on_what_fails(self):
+        self.install()
         write_script(self.libexec / "uninstall", "exit 3\n")
         self.assertEqual(self.run_script("munki/uninstall").status, 3)
+
+
+class Import(MachineTest):
+    """munkiimport, a tool of Munki's own, gets the package and every script. A stand-in for it prints
+    its arguments."""
+
+    needs_sandbox = False
+
+    def run_import(self, *arguments):
+        finished = subprocess.run(
+            [os.path.join("a tree", "packaging", "munki", "import"), *arguments], cwd=self.folder,
+            env={"PATH": f"{self.tools}:/usr/bin:/bin"}, capture_output=True, text=True, check=False)
+        return finished.stdout.splitlines(), finished.stderr, finished.returncode
+
+    def test_takes_the_package_of_this_version_a_signed_one_rather_than_an_unsigned_one(self):
+        scripts, dist = (self.folder / "a tree" / name for name in ("packaging/munki", "dist"))
+        shutil.copytree(ROOT / "packaging" / "munki", scripts)
+        dist.mkdir()
+        self.make_tool("munkiimport", 'printf "%s\\n" "$@"\nexit 3\n')
+        packages = [dist / f"tamsel-{VERSION}{kind}.pkg" for kind in ("-unsigned", "")]
+        (dist / "tamsel-9.9.9.pkg").touch()
+        self.assertEqual(self.run_import(),
+                         ([], f"import: there is neither {packages[1]} nor {packages[0]}\n", 1))
+        for package in packages:
+            package.touch()
+            self.assertEqual(self.run_import("--catalog", "to test"), ([
+                "--name=tamsel",
+                f"--installcheck_script={scripts}/installcheck",
+                f"--postinstall_script={scripts}/postinstall",
+                f"--uninstall_script={scripts}/uninstall",
+                f"--minimum_os_version={OLDEST}",
+                "--blocking_application=Adobe Extension Manager CC.app",
+                "--unattended_install",
+                "--catalog", "to test",
+                str(package)], "", 3))

@@ -1,8 +1,7 @@
 """What is tried on each Mac before a release, with the programs of this system."""
 
-from harness.machine import BUILD, NO_SANDBOX, write_script
+from harness.machine import NO_SANDBOX, write_script
 from package.archive import TOOLS, ArchiveTest
-from package.macos import MANAGER
 
 
 class Trial(ArchiveTest):
@@ -22,8 +21,8 @@ class Trial(ArchiveTest):
                          list(headings))
         self.assertEqual(list(self.local.iterdir()), [])
 
-    def assert_fails(self, reason, what="archive"):
-        result = self.start(what)
+    def assert_fails(self, reason):
+        result = self.start("archive")
         self.assertNotEqual(result.status, 0)
         self.assertIn(reason, (result.out + result.err).decode())
 
@@ -37,15 +36,10 @@ class Trial(ArchiveTest):
         self.assert_fails("try: a receipt is left\n")
 
     def test_notices_what_goes_wrong(self):
-        deploy = 'case $1 in --verify) exit 1 ;; --*) ;; *) echo "registered: $1" ;; esac\n'
-        tamsel = f'case $2 in /Applications/*) ;; *) exec {BUILD}/Tamsel "$@" ;; esac\n'
-        for name, script, reason in (("tamsel-deploy", deploy, "--verify"),
-                                     ("Tamsel", tamsel, "/out which is empty")):
-            with self.subTest(name):
-                wrong = write_script(self.folder / name, script)
-                self.make_tool("cmake", f"{TOOLS['cmake']}; cp {wrong} build-universal")
-                self.succeed("scripts/package")
-                self.assert_fails(reason)
+        wrong = write_script(self.folder / "tamsel-deploy", "exit 0\n")
+        self.make_tool("cmake", f"{TOOLS['cmake']}; cp {wrong} build-universal")
+        self.succeed("scripts/package")
+        self.assert_fails("'[' '' = 'registered: ")
         self.make_tool("cmake", TOOLS["cmake"])
         write_script(self.tree / "packaging" / "uninstall", "")
         self.succeed("scripts/package")
@@ -54,6 +48,4 @@ class Trial(ArchiveTest):
     def test_changes_nothing_on_another_mac(self):
         self.succeed("scripts/package")
         self.assertEqual(self.start("archive", "TAMSEL_THROW_AWAY_MACHINE=").status, NO_SANDBOX)
-        (self.support / MANAGER).mkdir(parents=True)
-        self.assertEqual(self.start("archive").status, NO_SANDBOX)
         self.assertEqual(list(self.local.iterdir()), [])
