@@ -1,10 +1,7 @@
 #include "PathUtils.h"
 
-#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -41,72 +38,6 @@ TEST(PathUtils, CutPathsAtTheirSeparators) {
         EXPECT_EQ(GetParentDirectory(row.path), row.parentDirectory);
         EXPECT_EQ(GetAppNameFromFilePath(row.path), row.appName);
     }
-}
-
-// What the functions promise, said of their results alone: together these properties leave one
-// possible answer for each path. Returns the first property that does not hold for a path, or null.
-const char* BrokenProperty(const std::string& path) {
-    const std::string folder = GetParentDirectory(path);
-    const std::string name = GetFileName(path);
-    const std::string above = GetAppNameFromFilePath(path);
-    const auto startsWith = [](const std::string& text, const std::string& start) {
-        return text.compare(0, start.size(), start) == 0;
-    };
-    const auto contains = [](const std::string& text, char byte) {
-        return text.find(byte) != std::string::npos;
-    };
-
-    if (!contains(path, '/')) {
-        return folder.empty() && name.empty() && above.empty() ? nullptr
-                                                               : "no separator, no answer";
-    }
-
-    if (!startsWith(path, folder + "/")) {
-        return "a separator follows the parent directory";
-    }
-    const std::string last = path.substr(folder.size() + 1);
-    if (contains(last, '/')) {
-        return "no separator follows the one behind the parent directory";
-    }
-
-    if (!startsWith(last, name)) {
-        return "the last component begins with the file name";
-    }
-    const std::string extension = last.substr(name.size());
-    if (extension.empty() ? contains(name, '.')
-                          : extension.front() != '.' || contains(extension.substr(1), '.')) {
-        return "the file name lacks the last extension and nothing else";
-    }
-
-    // The path up to the first component, apart from the very first, that begins with the file
-    // name: none before it may do so.
-    const std::string before = path.substr(0, path.find("/" + name));
-    if (!contains(before, '/')) {
-        return above.empty() ? nullptr : "no folder stands before the file name's first occurrence";
-    }
-    if (contains(above, '/') || before.size() <= above.size()
-        || before.substr(before.size() - above.size() - 1) != "/" + above) {
-        return "the folder stands before the file name's first occurrence";
-    }
-    return nullptr;
-}
-
-TEST(PathUtils, KeepTheirPromisesForEveryShortPath) {
-    std::size_t checked = 0;
-    std::vector<std::string> paths = {""};
-    while (paths.front().size() <= 8) {
-        std::vector<std::string> longer;
-        for (const std::string& path : paths) {
-            const char* broken = BrokenProperty(path);
-            ASSERT_EQ(broken, nullptr) << path << ": " << broken;
-            ++checked;
-            for (const char byte : {'/', '.', 'a', '\xE4'}) {
-                longer.push_back(path + byte);
-            }
-        }
-        paths = std::move(longer);
-    }
-    EXPECT_EQ(checked, 87381U); // 4^0 + 4^1 + ... + 4^8
 }
 
 } // namespace
