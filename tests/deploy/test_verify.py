@@ -90,12 +90,13 @@ class ByOthers(VerifyTest):
 
     def test_a_hot_journal_is_rolled_back_by_whoever_may_write(self):
         self.break_down()
-        modes = {path: path.stat().st_mode for path in (*self.database.parent.iterdir(), self.database.parent)}
+        paths = *self.database.parent.iterdir(), self.database.parent
+        modes = {path: path.stat().st_mode for path in paths}
         for path, mode in modes.items():
             path.chmod(mode & 0o7555)
         for options in (["--user", "501"], ["--user", "501", "--read-only", "/Library"]):
-            self.assert_refuses(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n", out=FAILED,
-                                options=options)
+            self.assert_refuses(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n",
+                                out=FAILED, options=options)
         for path, mode in modes.items():
             path.chmod(mode)
         self.assert_deploys(["--verify"], ALL_DONE, REGISTERED)
@@ -104,7 +105,8 @@ class ByOthers(VerifyTest):
     def test_a_folder_that_a_user_must_not_look_into(self):
         self.database.parent.chmod(0)
         self.addCleanup(self.database.parent.chmod, 0o755)
-        self.assert_deploys(["--verify"], NOT_ROOT, "", f"{DATABASE}: Permission denied; try again with sudo\n",
+        self.assert_deploys(["--verify"], NOT_ROOT, "",
+                            f"{DATABASE}: Permission denied; try again with sudo\n",
                             options=["--user", "501"])
 
     def test_what_somebody_is_writing_does_not_count_yet(self):

@@ -9,10 +9,10 @@ import pathlib
 import re
 import shutil
 import sqlite3
-import stat
 import subprocess
 import tempfile
 
+from harness import snapshot
 from harness.machine import BUILD, SANDBOX, VERSION, Result
 from harness.package import PackageTest
 from harness.registration import INDESIGN, PRODUCTS
@@ -60,11 +60,6 @@ class DeployTest(PackageTest):
         self.add_applications(*self.present)
         if self.file is not None:
             self.copied.write_bytes(self.file)
-
-    @staticmethod
-    def limit_files(blocks):
-        """The start of a command that can make no larger file; one built for coverage keeps no counts."""
-        return ["sh", "-c", f'ulimit -f {blocks}; exec env LLVM_PROFILE_FILE=/dev/null "$@"', "sh"]
 
     def add_applications(self, *paths):
         """Makes bundles: in /Applications, as programs in the sandbox see it, or anywhere else."""
@@ -200,28 +195,19 @@ class DeployTest(PackageTest):
 
     def state(self, folder=None):
         """Everything that a run could change, below /Library or one of its folders."""
-        return {str(path): (oct(path.lstat().st_mode), self.content_of(path))
-                for path in (folder or self.private_library).rglob("*")}
-
-    @staticmethod
-    def content_of(path):
-        kind = stat.S_IFMT(path.lstat().st_mode)
-        if kind == stat.S_IFLNK:
-            return os.readlink(path)
-        if kind != stat.S_IFREG:
-            return None
-        content = path.read_bytes()
-        # If it differed, nobody could read the database.
-        return content if len(content) < 100 else (len(content), hashlib.sha256(content).hexdigest())
+        # Nobody could read a difference in a large file.
+        return {name: (mode, content if len(content or b"") < 100 else hashlib.sha256(content).hexdigest())
+                for name, (mode, content, _) in snapshot.take(folder or self.private_library).items()}
 
     def lasting_state(self):
         """The same, except for what every run leaves once it has taken the lock."""
-        passing = {str(path) for path in (self.own, self.own / "lock", self.backups)}
-        return {path: found for path, found in self.state().items() if path not in passing}
+        passing = {str(path.relative_to(self.private_library))
+                   for path in (self.own, self.own / "lock", self.backups)}
+        return {name: found for name, found in self.state().items() if name not in passing}
 
     def installed(self):
         """What a restore brings back: the database's content, the file, and the names in both folders."""
-        file = self.state(self.configuration).get(str(self.copied))
+        file = self.state(self.configuration).get(self.copied.name)
         return self.dump(), file, [sorted(path.name for path in folder.iterdir())
                                    for folder in (self.configuration, self.database.parent)]
 

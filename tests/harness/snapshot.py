@@ -9,14 +9,17 @@ TIME = re.compile(rb"-\d{4}-\d\d-\d\dT\d{6}Z")
 
 
 def take(folder):
-    """Everything below a folder: for each path its mode, its content, and the first path that is
-    the same file."""
+    """Everything below a folder: for each path its mode, its content or where it leads, and the first
+    path that is the same file."""
     found, first = {}, {}
     for path in sorted(folder.rglob("*")):
         name, status = str(path.relative_to(folder)), path.lstat()
-        is_file = stat.S_ISREG(status.st_mode)
-        found[name] = (status.st_mode, path.read_bytes() if is_file else None,
-                       first.setdefault(status.st_ino, name))
+        content = None
+        if stat.S_ISREG(status.st_mode):
+            content = path.read_bytes()
+        elif stat.S_ISLNK(status.st_mode):
+            content = os.fsencode(os.readlink(path))
+        found[name] = status.st_mode, content, first.setdefault(status.st_ino, name)
     return found
 
 
