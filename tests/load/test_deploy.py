@@ -35,17 +35,6 @@ class LoadTest(PromiseTest):
 class AtOnce(LoadTest):
     """Whatever runs at once, it is as if the runs had come one after another."""
 
-    def test_registrations_of_one_application(self):
-        for count in (2,) * 10 + (8,) * 3:
-            self.put(self.begin)
-            *verified, last = self.together(*[["--verify", INDESIGN]] * count, *[[INDESIGN]] * count)[count - 1:]
-            self.assertIn(verified.pop(0), (REGISTERED, NOT_YET))
-            self.assertEqual({*verified, last}, {REGISTERED})
-            self.assertEqual(self.registered(), [INDESIGN])
-            backup, = self.all_backups()
-            self.assertEqual(self.condition(backup), self.before)
-            self.assert_restores(self.before)
-
     def test_registrations_of_different_applications(self):
         for paths in (ALL[2:4],) * 5 + (ALL,) * 2:
             self.put(self.begin)
@@ -66,7 +55,8 @@ class AtOnce(LoadTest):
             self.put(self.begin)
             self.assert_registers()
             registered, (backup,) = self.condition(), self.all_backups()
-            *runs, restored, verified = self.together(*[[INDESIGN]] * count, ["--restore"], ["--verify", INDESIGN])
+            *runs, restored, verified = self.together(
+                *[[INDESIGN]] * count, ["--restore"], ["--verify", INDESIGN])
             self.assertEqual(runs, [REGISTERED] * count)
             self.assertEqual(restored, (f"restored: {backup.name}\n".encode(), ALL_DONE))
             self.assertIn(verified, (REGISTERED, NOT_YET, WITHOUT_FILE))
@@ -121,8 +111,9 @@ class Large(LoadTest):
     """A million rows of others, 74 MB."""
 
     def test_a_registration_and_a_restore_need_little_memory(self):
-        self.change("INSERT INTO Tb_XManConfig WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n"
-                    " WHERE i < 1000000) SELECT 12, 'key ' || i, 'the value of row number ' || i FROM n")
+        self.change("INSERT INTO Tb_XManConfig WITH RECURSIVE n(i) AS"
+                    " (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 1000000)"
+                    " SELECT 12, 'key ' || i, 'the value of row number ' || i FROM n")
         self.assertGreater(self.database.stat().st_size, 70_000_000)
         for arguments in ([INDESIGN], ["--restore"]):
             # In KiB. The address space holds the program and its libraries, too.
