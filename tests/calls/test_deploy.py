@@ -23,7 +23,8 @@ class Order:
         super().setUp()
         self.need("strace")
         log = self.folder / "trace"
-        result = self.shell.run("strace", "-qq", "-y", "-s", "4096", "-o", log, *self.command, *self.arguments)
+        result = self.shell.run("strace", "-qq", "-y", "-s", "4096", "-o", log,
+                                *self.command, *self.arguments)
         self.assertEqual(result.status, 0, result.err)
         self.calls = [match.groups() for match in map(LINE.fullmatch, log.read_text().splitlines()) if match]
 

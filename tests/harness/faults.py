@@ -50,8 +50,9 @@ class FaultTest(RegistrationTest):
         self.assertEqual(self.rows("PRAGMA integrity_check"), [("ok",)])
         self.assertEqual(self.other_rows(NUMBER), self.others)
         for table, before, after, claimed in zip(TABLES, self.before, self.after, said):
-            rows = [tuple(map(str, row)) for row in self.rows(f"SELECT * FROM {table} WHERE ProdID = {NUMBER}")]
-            self.assertIn(sorted(rows), [sorted(after)] if claimed else [sorted(before), sorted(after)])
+            rows = self.rows(f"SELECT * FROM {table} WHERE ProdID = {NUMBER}")
+            self.assertIn(sorted(tuple(map(str, row)) for row in rows),
+                          [sorted(after)] if claimed else [sorted(before), sorted(after)])
 
     def assert_whole(self, result):
         """Compares a run and what it leaves with a registration without any fault."""
