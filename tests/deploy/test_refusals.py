@@ -4,8 +4,8 @@ import os
 import shutil
 
 from harness.deploy import (ALL_DONE, BACKUPS, DAMAGED, FAILED, INCOMPLETE, INDESIGN, NOT_REGISTERED,
-                            NOT_ROOT, NO_APPLICATION, NO_BACKUP, NO_DATABASE, OLD_FILE, OWN, REGISTERED,
-                            RUNNING, DeployTest)
+                            NOT_ROOT, NO_APPLICATION, NO_BACKUP, NO_DATABASE, NO_FILE, OLD_FILE, OWN,
+                            REGISTERED, RUNNING, USAGE, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
 MENDING = "bring back a backup with --restore\n"
@@ -18,6 +18,22 @@ class RefusalTest(DeployTest):
         for arguments in commands:
             with self.subTest(arguments):
                 self.assert_refuses([*arguments, "--wait", "0"], status, *log, **how)
+
+
+class First(RefusalTest):
+    def test_what_is_looked_at_first_gives_the_status(self):
+        """One thing after another goes wrong, each looked at before the ones that were wrong already."""
+        options, arguments = [], ["--wait", "0", INDESIGN]
+        for status, spoil in (
+                (NO_FILE, self.copied.mkdir), (NO_APPLICATION, lambda: arguments.append("/missing.app")),
+                (NO_DATABASE, self.database.unlink),
+                (RUNNING, lambda: options.extend(self.stand_in("exit 0", "pgrep"))),
+                (INCOMPLETE, (self.package / "Tamsel").unlink),
+                (NOT_ROOT, lambda: options.extend(["--user", "501"])),
+                (USAGE, lambda: arguments.append("--no"))):
+            spoil()
+            for command in ([], ["--dry-run"]):
+                self.assertEqual(self.deploy(*command, *arguments, options=options).status, status)
 
 
 class BeforeTheApplications(RefusalTest):

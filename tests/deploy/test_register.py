@@ -175,7 +175,8 @@ class File(DeployTest):
             with self.subTest(arguments):
                 self.deploy_once(*arguments, before=["sh", "-c", 'umask 077; exec "$@"', "sh"])
                 self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-                self.assertEqual(stat.S_IMODE(self.copied.stat().st_mode), 0o644)
+                modes = [stat.S_IMODE(path.stat().st_mode) for path in (self.copied, self.own)]
+                self.assertEqual(modes, [0o644, 0o755])
                 content = self.dump()
                 self.copied.unlink()
                 self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE,

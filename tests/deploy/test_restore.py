@@ -186,6 +186,9 @@ class Database(RestoreTest):
         self.assertEqual(sorted(path.name for path in taken.rglob("*")),
                          ["ExMan.db-journal", "XManConfigV2.xml", "damaged", NOTE])
         self.assert_refuses(["--restore", taken.name], NOT_RESTORED, f"{NONE}{taken.name}\n")
+        shutil.rmtree(self.database.parent)
+        self.assert_deploys(["--restore", "1"], NOT_RESTORED, "", "nothing was changed: ")
+        self.assertFalse(self.database.parent.exists())
 
     def test_a_link_or_folder_in_its_place(self):
         self.database.rename(self.folder / "theirs")
@@ -228,13 +231,13 @@ class Database(RestoreTest):
         connection.close()
         self.assertEqual(self.dump()[1], self.before[0][1])
 
-    def test_where_nothing_may_be_written(self):
+    def test_where_nothing_may_be_written_keeps_its_backup(self):
         before = self.installed()
-        for path in (DATABASE, CONFIGURATION):
+        for count, path in enumerate((DATABASE, CONFIGURATION), 2):
             result = self.assert_deploys(["--restore"], NOT_RESTORED, "", "nothing was changed: ",
                                          options=["--read-only", path])
             self.assertNotIn(b"to bring back", result.err)
-            self.assertEqual(self.installed(), before)
+            self.assertEqual((self.installed(), len(self.all_backups())), (before, count))
 
     def test_needs_no_program(self):
         (self.package / "Tamsel").unlink()
