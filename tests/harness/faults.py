@@ -1,7 +1,7 @@
 """A registration by Tamsel to which something happens, and what must hold whatever happens."""
 
 from harness.machine import BUILD, MEMORY
-from harness.registration import INDESIGN, TABLES, Claims, RegistrationTest, registered, rows_of
+from harness.registration import INDESIGN, TABLES, RegistrationTest, registered, rows_of
 from harness.shell import Shell
 
 NUMBER = "190"
@@ -57,6 +57,6 @@ class FaultTest(RegistrationTest):
     def assert_whole(self, result):
         """Compares a run and what it leaves with a registration without any fault."""
         self.assert_result(result, registered())
-        self.assert_sound(Claims(True, True))
+        self.assert_sound([True, True])
         self.assert_copied()
         self.assert_nothing_left_open()
