@@ -1,9 +1,9 @@
 """Each system call of a restore, a rehearsal and a verification fails once, and they are killed at each."""
 
+from faults.test_deploy import Points
 from harness import snapshot
 from harness.deploy import ALL_DONE, INCOPY, OLD_FILE
 from harness.machine import slow
-from harness.points import Points
 from harness.promises import SIDES, STATUSES, PromiseTest
 from harness.registration import INDESIGN
 from harness.restores import RestoreTest

@@ -11,6 +11,8 @@ class Traced:
     """A test with a shell, a command and its arguments. It says how the machine is reset before a
     run, and judges a run to which something has happened."""
 
+    is_steady = True  # each run makes the same calls
+
     def trace(self, *options):
         """A run from the beginning, under strace, which does not watch the programs that it starts;
         its Result and the trace."""
@@ -34,7 +36,6 @@ class Traced:
                 found.append((name, numbers[name], text))
             # The loader unmaps its cache when it is done.
             started = started or name == "munmap"
-        self.assertTrue(found)
         return found
 
     def inject(self, fault, calls):
@@ -46,5 +47,4 @@ class Traced:
                 hit += 1
                 with self.subTest(call=name, number=number, text=text, fault=fault):
                     self.judge(result, name)
-        # Now and then a run reads or waits less often.
-        self.assertGreaterEqual(hit, len(calls) * 0.7 - 1)
+        self.assertGreaterEqual(hit, max(1, len(calls)) if self.is_steady else len(calls) * 0.7 - 1)
