@@ -1,6 +1,7 @@
 """The order in which tamsel-deploy writes to disk: a power failure cannot be tried, but what it finds can."""
 
 import re
+import shutil
 
 from harness.deploy import BACKUPS, OLD_FILE
 from harness.machine import CONFIGURATION, DATABASE
@@ -89,6 +90,24 @@ class RegistrationWithAWriteAheadLog(Registration):
     def commit(self):
         written = self.find(WRITE, DATABASE + "-wal")
         return written[0], written[-1], self.synced(DATABASE + "-wal", written[-1])
+
+
+class ManyBackups(PromiseTest):
+    def setUp(self):
+        super().setUp()
+        self.assert_registers()
+        for number in range(2, 9):
+            shutil.copytree(self.all_backups()[0], self.backups / f"{number:04}-2026-01-31T235959Z")
+        self.unregister()
+
+
+class RemovalOfAnOldBackup(Order, ManyBackups):
+    arguments = PromiseTest.paths
+
+    def test_it_loses_its_name_before_anything_in_it_goes(self):
+        removed = self.find(REMOVE, NEW_BACKUP + "/ExMan.db")
+        self.assert_order(self.find(RENAME, NEW_BACKUP)[0], removed[0])
+        self.assertFalse([text for name, text in self.calls if name in REMOVE and BACKUPS + "/0002-" in text])
 
 
 class RestoreOverADamagedDatabase(Order, RestoreTest):
