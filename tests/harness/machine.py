@@ -27,6 +27,7 @@ CONFIGURATION = "/Library/Application Support/Adobe/Extension Manager CC/Configu
 DATABASE = CONFIGURATION + "/DB/ExMan.db"
 
 NO_SANDBOX = 77
+NO_OPTIONS = "the sandbox has no options there"  # on macOS
 
 # A folder in memory, if the machine has one, so that no run waits for a disk.
 MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
@@ -104,7 +105,7 @@ class MachineTest(unittest.TestCase):
     def run_inside(self, *command, stdin=b"", cwd=None, path=None, options=()):
         """Runs a command in the sandbox, to which options go as well, and returns its Result."""
         if options and sys.platform == "darwin":
-            self.cannot_run("the sandbox has no options there", on_every_mac=True)
+            self.cannot_run(NO_OPTIONS, on_every_mac=True)
         environment = dict(os.environ, **({"PATH": path} if path else {}))
         finished = subprocess.run(
             [SANDBOX, *options, self.private_library, *command],
