@@ -3,6 +3,7 @@
 import json
 import os
 import signal
+import sys
 
 from harness.deploy import ALL_DONE, FAILED, INCOPY, INDESIGN, OLD_FILE, REGISTERED, DeployTest
 from harness.machine import write_script
@@ -88,6 +89,12 @@ class Signals(DeployTest):
             os.kill(process.number, number)
         let_go()
         self.assertEqual(self.finish(process)[::2], (REGISTERED.encode(), ALL_DONE))
+
+    def test_one_that_was_ignored_and_waits_is_none(self):
+        script = ("import os, signal, sys; signal.signal(1, signal.SIG_IGN);"
+                  "signal.pthread_sigmask(signal.SIG_BLOCK, [1]); os.kill(os.getpid(), 1);"
+                  "os.execv(sys.argv[1], sys.argv[1:])")
+        self.deploy_once(before=[sys.executable, "-c", script])
 
     def test_pgrep_gets_no_blocked_signals_and_an_environment_of_its_own(self):
         """What ends the group of processes must end it, too, and no function of somebody's bash is in it."""

@@ -244,7 +244,7 @@ class DeployTest(PackageTest):
         state = self.state if command in LOOKS else self.lasting_state
         before = state()
         result = self.assert_deploys(arguments, status, out, *log, **how)
-        self.assertNotIn(b"to bring back", result.err)
+        self.assertNotRegex(result.err, b"to bring back|what was there before")
         again = self.deploy("--json", *arguments, **how)
         found = json.loads(again.out)
         self.assertEqual((again.status, [found.pop(key) for key in ("command", "status", "version", "backup",
