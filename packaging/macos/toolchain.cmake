@@ -1,5 +1,5 @@
-# How CMake builds for macOS on Linux, with the compiler that cross-build fetches and SQLite's header
-# beside it. The presets intel and apple-silicon name the processor and the oldest macOS.
+# How CMake builds for macOS on Linux, with the compiler that scripts/package fetches and SQLite's header
+# beside it. That script names the processor and the oldest macOS, too.
 set(CMAKE_SYSTEM_NAME Darwin)
 
 set(fetched "${CMAKE_CURRENT_LIST_DIR}/../../build-package")
