@@ -49,7 +49,7 @@ class Formula(MachineTest):
             run("git", "-c", "init.defaultBranch=only", "-c", "user.name=x", "-c", "user.email=x",
                 "-C", tree, *arguments)
         self.make_tool("brew", BREW)
-        self.assertEqual(self.start("--style"), ("The commit\n", 0, CALLS))
+        self.assertEqual(self.start(), ("The commit\n", 0, CALLS))
         self.assertEqual(self.start(allowed=""), ("", 77, CALLS))
 
     def test_leaves_uninstalling_to_homebrew(self):
