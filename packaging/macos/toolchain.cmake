@@ -1,5 +1,5 @@
-# How CMake builds for macOS on Linux, with the compiler that scripts/package fetches and SQLite's header
-# beside it. That script names the processor and the oldest macOS, too.
+# How CMake builds for macOS on Linux, with the compiler that scripts/package fetches and SQLite's
+# header beside it. The script names the processor and the oldest macOS.
 set(CMAKE_SYSTEM_NAME Darwin)
 
 set(fetched "${CMAKE_CURRENT_LIST_DIR}/../../build-package")
