@@ -19,7 +19,7 @@ from harness.package import PackageTest
 from harness.registration import INDESIGN, PRODUCTS
 
 INCOPY = "/Applications/Adobe InCopy CC 2019.app"
-# In the order in which they are registered if none is named.
+# All that are supported.
 APPLICATIONS = [PRODUCTS[number] for number in ("156", "155", "159", "158", "187", "186", "190", "189")]
 OWN = "/Library/Application Support/Tamsel"
 BACKUPS = OWN + "/Backups"
