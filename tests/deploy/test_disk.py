@@ -43,7 +43,8 @@ class Failing(DiskTest):
             self.assertNotIn(b"damaged", result.err)
         self.deploy_once()
         for number in range(4, 40):
-            result = self.inject(READS, "error=EIO", number, "--restore", paths=[BACKUPS + "/.incomplete/ExMan.db"])
+            result = self.inject(READS, "error=EIO", number, "--restore",
+                                 paths=[BACKUPS + "/.incomplete/ExMan.db"])
             self.assertEqual(list(self.backups.glob("*/damaged")), [], (number, result.err))
         self.assertEqual(self.dump(self.all_backups()[0] / "ExMan.db")[0], before[0])
 
@@ -87,7 +88,8 @@ class Slow(DiskTest):
     def assert_ends(self, *arguments):
         result = self.inject(WRITES, "signal=TERM", 9, *arguments)
         self.assertEqual(result.status, 128 + signal.SIGTERM, result.err)
-        self.assertLess(sum(map(int, re.findall(r"(?m)^p?write.* = (\d+)", self.trace.read_text()))), LARGE / 2)
+        sizes = re.findall(r"(?m)^p?write.* = (\d+)", self.trace.read_text())
+        self.assertLess(sum(map(int, sizes)), LARGE / 2)
 
     def test_of_a_database(self):
         self.change(f"CREATE TABLE Large AS SELECT zeroblob({LARGE})")

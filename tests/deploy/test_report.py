@@ -112,7 +112,8 @@ class Unwritten(ReportTest):
             with self.subTest(arguments):
                 self.assert_says(arguments, NOT_WRITTEN, "", [UNWRITTEN], before=full)
         self.assert_says(["--restore"], NOT_WRITTEN, "", [
-            f"saved to {BACKUPS}/{LATER}", REMOVED, f"restored: {BACKUP}", UNWRITTEN, BACK + LATER], before=full)
+            f"saved to {BACKUPS}/{LATER}", REMOVED, f"restored: {BACKUP}", UNWRITTEN, BACK + LATER],
+                         before=full)
         # Whatever the result was.
         self.assert_says(["/no.app"], NOT_WRITTEN, "", ["/no.app: there is no such folder", UNWRITTEN],
                          before=full)

@@ -148,7 +148,8 @@ class Database(RestoreTest):
         self.assertFalse((taken / "ExMan.db").exists())
         self.assertEqual(self.state(taken / "damaged")["ExMan.db"], files["ExMan.db"])
         self.assert_refuses(["--restore", taken.name], NOT_RESTORED, NONE + taken.name)
-        self.assertRegex(self.deploy("--list").out.decode(), taken.name + r" .*\d{6}Z \(cannot be restored\)\n")
+        self.assertRegex(self.deploy("--list").out.decode(),
+                         taken.name + r" .*\d{6}Z \(cannot be restored\)\n")
         self.assertIn(b'"restorable":false}', self.deploy("--list", "--json").out)
 
     def test_that_is_damaged(self):
