@@ -47,17 +47,17 @@ Backup PublishAs(const std::string& reason, const char* note) {
     const Backup backup{number + "-" + Now(false), reason};
     WriteFile(INCOMPLETE + note, reason + "\n");
     SyncFolder(INCOMPLETE);
+    Checked(rename(INCOMPLETE.c_str(), backup.Folder().c_str()), backup.Folder());
     try {
-        Rename(INCOMPLETE, backup.Folder());
+        SyncFolder(BACKUPS);
     } catch (...) {
-        // It may have worked but for the sync.
-        OrLog([&backup] { KindOf(backup.Folder()) == S_IFDIR ? RemoveBackup(backup) : void(); });
+        OrLog([&backup] { RemoveBackup(backup); });
         throw;
     }
     return backup;
 }
 
-// The newest that was, or with a note that tells nothing may have been, made before a registration.
+// The newest from before a registration. One whose note cannot be read may be one, so it counts.
 std::optional<Backup> BeforeLastRegistration() {
     std::optional<Backup> last;
     for (const Backup& backup : AllBackups()) {
@@ -126,7 +126,7 @@ Backup Publish(const std::vector<Application*>& applications, const std::string&
         reason += (application == applications.front() ? " " : ", ") + application->path;
     }
     const auto last = BeforeLastRegistration();
-    if (!last || !last->isUnfinished || !HoldSame(last->DatabaseFile(), COPY)
+    if (!last || !last->isUnfinished || !HoldSame(last->DatabaseFile(), SAVEDDATABASE)
         || (KindOf(INSTALLEDFILE) == S_IFREG && !HoldSame(INSTALLEDFILE, shipped)
             && !HoldSame(INSTALLEDFILE, last->ConfigurationFile()))) {
         return PublishAs(reason, UNFINISHED);

@@ -20,9 +20,7 @@ struct Backup {
     std::string DatabaseFile() const { return Folder() + "/" + DATABASENAME; }
     std::string ConfigurationFile() const { return Folder() + "/" + FILENAME; }
     // Whether it can be restored. What was damaged or missing left no database in it.
-    bool HasDatabase() const {
-        return access(DatabaseFile().c_str(), F_OK) == 0 || errno != ENOENT;
-    }
+    bool CanRestore() const { return access(DatabaseFile().c_str(), F_OK) == 0 || errno != ENOENT; }
 };
 
 // Throws a Failure unless only root can have filled the folder of backups, which is created if make
@@ -31,9 +29,10 @@ std::string RequireBackups(bool make);
 // All backups, the oldest first.
 std::vector<Backup> AllBackups();
 
-// Saves the database, as this connection reads it, to COPY, and XManConfigV2.xml: no backup yet.
+// Saves the database, as this connection reads it, to SAVEDDATABASE, and XManConfigV2.xml: no
+// backup yet.
 void SaveSound(Database& database);
-inline const std::string COPY = INCOMPLETE + "/" + DATABASENAME;
+inline const std::string SAVEDDATABASE = INCOMPLETE + "/" + DATABASENAME;
 // Saves whatever there is before a restore. Of what is no sound database, this is the plain files,
 // in a folder of their own. No connection to the database may be open.
 void SaveAnything();

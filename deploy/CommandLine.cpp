@@ -41,8 +41,7 @@ std::string Json(const Backup& item) {
     std::string made = item.name.substr(item.name.find('-') + 1);
     made.insert(sizeof "2026-01-31T23" - 1, ":").insert(sizeof "2026-01-31T23:59" - 1, ":");
     return R"({"name":)" + Json(item.name) + R"(,"made":)" + Json(made) + R"(,"reason":)"
-           + Json(item.reason) + R"(,"restorable":)" + (item.HasDatabase() ? "true" : "false")
-           + "}";
+           + Json(item.reason) + R"(,"restorable":)" + (item.CanRestore() ? "true" : "false") + "}";
 }
 
 std::string Json(const Application& item);
@@ -170,7 +169,7 @@ std::string Lines(const Report& report) {
     std::string lines = report.restored.empty() ? "" : "restored: " + report.restored + "\n";
     for (const Backup& backup : report.backups) {
         lines += backup.name + " " + Escaped(backup.reason);
-        lines += backup.HasDatabase() ? "\n" : " (cannot be restored)\n";
+        lines += backup.CanRestore() ? "\n" : " (cannot be restored)\n";
     }
     for (const Application& application : report.applications) {
         lines += application.state + ": " + Escaped(application.path) + "\n";

@@ -35,7 +35,7 @@ void Database::Check(int code, const std::string& also) {
     default:
         std::string message = path + also + ": " + sqlite3_errmsg(handle.get());
         message += error == 0 ? "" : ", " + std::generic_category().message(error);
-        if ((code & PRIMARY) == SQLITE_CANTOPEN && (error == ENOENT || error == EROFS)) {
+        if ((code & PRIMARY) == SQLITE_CANTOPEN && error == ENOENT) {
             message += " (in write-ahead mode, its folder must be writable)";
         }
         throw DatabaseError(code & PRIMARY, message);
@@ -53,7 +53,7 @@ bool Database::IsIntact() {
     for (const char* const unread : {"error code=", "failed to get page"}) {
         if (found.find(unread) != std::string::npos) {
             // A page that the disk does not give is no damage.
-            throw DatabaseError(SQLITE_IOERR, path + ": " + found);
+            throw DatabaseError(SQLITE_IOERR, path + ": a page of it cannot be read");
         }
     }
     return found == "ok";

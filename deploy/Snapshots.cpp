@@ -3,7 +3,7 @@
 namespace {
 
 // Whether there is a file that begins as a database does, or an empty one. It must not be open.
-bool HasDatabase() {
+bool BeginsAsDatabase() {
     if (KindOf(DATABASE) == NOTHING) {
         return false;
     }
@@ -72,7 +72,7 @@ void ReplaceFile(const std::string& saved, std::string& changed) {
 }
 
 void RestoreDatabase(const std::string& saved, std::string& changed) {
-    if (!HasDatabase()) {
+    if (!BeginsAsDatabase()) {
         return ReplaceFile(saved, changed);
     }
     try {
@@ -99,19 +99,19 @@ void SaveSound(Database& database) {
     Begin();
     {
         // Its bytes count once they are whole and synced to disk, so SQLite need not take care.
-        Database copy(COPY, CREATED);
+        Database copy(SAVEDDATABASE, CREATED);
         copy.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
         copy.CopyFrom(database);
     }
-    MakeLike(COPY, StatusOf(DATABASE));
+    MakeLike(SAVEDDATABASE, StatusOf(DATABASE));
 }
 
 void SaveAnything() {
     try {
-        if (HasDatabase()) {
+        if (BeginsAsDatabase()) {
             Database database(DATABASE, READWRITE);
             SaveSound(database);
-            if (Database(COPY, IMMUTABLE).IsIntact()) {
+            if (Database(SAVEDDATABASE, IMMUTABLE).IsIntact()) {
                 return;
             }
         }

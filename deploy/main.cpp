@@ -2,7 +2,12 @@
 // the work, the result. Whatever fails throws a Failure, whose status the run ends with.
 //
 // The database changes at one moment, at COMMIT: before it all rows are what they were, after it
-// all are what was wanted. So there is nothing in it that would ever have to be undone.
+// all are what was wanted. So there is nothing in it that would ever have to be undone. A
+// registration that is killed leaves
+// - before Publish, at most temporary files: .incomplete and those with .tamsel- in their names;
+// - before COMMIT, also an unfinished backup, and perhaps the new XManConfigV2.xml;
+// - in COMMIT, also SQLite's journal or log, with which whoever opens the database next ends it;
+// - after COMMIT, all that was wanted. The backup may still be unfinished, or one too many.
 
 #include "CommandLine.h"
 
@@ -55,8 +60,9 @@ public:
     }
 
 private:
-    // Killed meanwhile, this leaves the database as it was or restored, or none where there was no
-    // database, and XManConfigV2.xml as it was, unless all is done. Given again, it completes that.
+    // Killed, this leaves the backup of what is there, once it is published; the database as it was
+    // or restored, its owner and mode after that; XManConfigV2.xml last. What is no database loses
+    // the files beside it first. Given again, it completes that.
     void RestoreBackup() {
         RequireNoManager();
         RequirePlainFile(DATABASE, Status::NotTheDatabase);
@@ -79,11 +85,10 @@ private:
         });
     }
 
-    // --verify, --dry-run and a registration.
+    // --verify, --dry-run and a registration. To look, SQLite may end what a crashed program left.
     void ForApplications() {
-        const bool onlyLooks = options.command == Command::Verify;
         shipped = RequireInstallation();
-        if (!onlyLooks) {
+        if (options.command != Command::Verify) {
             RequireNoManager();
         }
         Require(RequirePlainFile(DATABASE, Status::NotTheDatabase), Status::NoDatabase,
@@ -102,7 +107,7 @@ private:
         registration->Execute("BEGIN");
         Look();
         registration.reset();
-        if (onlyLooks) {
+        if (options.command == Command::Verify) {
             Judge();
         } else if (!missing.empty()) {
             RequireWritable(DATABASE, Status::NotRegistered, UNWRITABLE);
@@ -156,14 +161,11 @@ private:
         };
         const std::unique_ptr<File> lock = LockRuns();
         OrFail(Status::NoBackup, NOBACKUP, removeLeftovers);
-        try {
-            work();
-        } catch (...) {
-            registration.reset();
+        const std::shared_ptr<void> atTheEnd(nullptr, [this, &removeLeftovers](void*) {
+            registration.reset(); // which ends its transaction
             OrLog(removeLeftovers);
-            throw;
-        }
-        OrLog(removeLeftovers);
+        });
+        work();
     }
 
     // The transaction of a registration. A dry run makes the same, but for the backup, the file and
@@ -178,7 +180,7 @@ private:
         if (!missing.empty()) {
             WriteRows();
         }
-        if (arriving.empty()) {
+        if (uncommitted.empty()) {
             return;
         }
         if (needsFile) {
@@ -195,7 +197,7 @@ private:
             Log(writes ? "XManConfigV2.xml was " : "XManConfigV2.xml would be ",
                 hasFile ? "replaced" : "put in place");
         }
-        for (Application* application : arriving) {
+        for (Application* application : uncommitted) {
             application->changed = writes;
             application->state = writes ? REGISTERED : "would register";
             if (writes) {
@@ -205,7 +207,7 @@ private:
     }
 
     // Saves what is there, and writes the rows that are missing: of each application all, or none.
-    // Those that will be registered if this is committed are arriving.
+    // Those that will be registered if this is committed are uncommitted.
     void WriteRows() {
         // Still sees what was there before, as others do.
         Database before(DATABASE, READONLY);
@@ -217,7 +219,7 @@ private:
                 if (!application->differences.empty()) {
                     registration->Write(*application);
                 }
-                arriving.push_back(application);
+                uncommitted.push_back(application);
             } catch (const std::runtime_error& exception) {
                 RequireNoSignal();
                 Require(registration->IsInTransaction(), Status::NotRegistered,
@@ -237,16 +239,14 @@ private:
     }
 
     // Makes it final: the backup gets its name, XManConfigV2.xml its place, and the rows are
-    // committed. Killed before COMMIT, this leaves a backup that is unfinished, and perhaps the new
-    // file; killed after it, all that was wanted, only that the backup may still be unfinished.
-    // Throws a Failure if nothing has changed, or if that cannot be told.
+    // committed. Throws a Failure if nothing has changed, or if that cannot be told.
     void Commit() {
         if (needsFile) {
             OrFail(Status::NoFile, UNPLACED, [this] { PrepareFile(); });
         }
         RequireNoSignal();
         const Backup backup =
-            OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(arriving, shipped); });
+            OrFail(Status::NoBackup, NOBACKUP, [this] { return Publish(uncommitted, shipped); });
         try {
             report.backup = backup.name;
             report.hasChanged = true;
@@ -255,15 +255,17 @@ private:
             }
             registration->Execute("COMMIT");
         } catch (const std::exception& exception) {
-            if (!IsCommitted(exception.what())) {
-                OrLog([this, &backup] {
-                    TakeBackFile();
-                    report.backup.clear();
-                    report.hasChanged = false;
-                    Withdraw(backup);
-                });
-                throw AsFailure(exception);
+            if (IsCommitted(exception.what())) {
+                return;
             }
+            OrLog([this, &backup] {
+                TakeBackFile();
+                // If that fails, the backup stays, and the log tells the way back.
+                report.backup.clear();
+                report.hasChanged = false;
+                Withdraw(backup);
+            });
+            throw AsFailure(exception);
         }
     }
 
@@ -298,7 +300,7 @@ private:
         Log("looking whether the rows were written: ", error);
         OrFail(Status::NotRegistered, error + "; ask with --verify whether it was committed",
                [this] { Registration(report.applications).Look(); });
-        return std::all_of(arriving.begin(), arriving.end(),
+        return std::all_of(uncommitted.begin(), uncommitted.end(),
                            [](const Application* one) { return one->differences.empty(); });
     }
 
@@ -312,7 +314,7 @@ private:
     std::optional<Registration> registration;
     // Those that are not registered yet; those that a COMMIT will register.
     std::vector<Application*> missing;
-    std::vector<Application*> arriving;
+    std::vector<Application*> uncommitted;
 };
 
 } // namespace
@@ -353,7 +355,7 @@ int main(int argc, char* argv[]) {
     if (report.hasChanged) {
         OrLog([&report] {
             const Backup before{report.backup};
-            before.HasDatabase()
+            before.CanRestore()
                 ? Log("to bring back the state before: sudo tamsel-deploy --restore ", before.name)
                 : Log("what was there before is in ", before.Folder());
         });

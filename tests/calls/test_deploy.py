@@ -46,18 +46,18 @@ class Order:
         return self.find(SYNC, path, after)[0]
 
     def named(self, path):
-        """Where something gets this name; before that, it has been written and then synced."""
+        """Where something gets this name."""
         position, = self.find(RENAME, path)
         return position
 
     def assert_synced(self, path, before):
+        """It was written, and then synced, before that position."""
         written = [i for i in self.find(WRITE, path) if i < before][-1]
         self.assert_order(written, self.synced(path, written), before)
 
 
 class Registration(Order, PromiseTest):
     locals().update(WORLDS["TwoReplacingTheFile"])
-    arguments = (*WORLDS["TwoReplacingTheFile"]["options"], *WORLDS["TwoReplacingTheFile"]["paths"])
 
     def commit(self):
         """Where they are written and committed, each step on disk before the next."""
@@ -74,6 +74,11 @@ class Registration(Order, PromiseTest):
                           self.synced(CONFIGURATION, file), *self.commit(),
                           self.named(BACKUPS + "/0001-[^/]*/note"), self.find(REMOVE, OLD)[0])
 
+    def test_owners_are_kept(self):
+        # In the sandbox, there is no other user.
+        for path in (NEW_BACKUP + "/ExMan.db", NEW_BACKUP + "/XManConfigV2.xml", NEW_FILE):
+            self.find(["fchown"], path)
+
     def test_nothing_writes_the_file_itself(self):
         self.assertFalse([call for call in self.calls if call[0] in WRITE and f"<{FILE}>" in call[1]])
 
@@ -85,7 +90,6 @@ class Registration(Order, PromiseTest):
 
 class RegistrationWithAWriteAheadLog(Registration):
     locals().update(WORLDS["RepairReplacingTheFileWithAWriteAheadLog"])
-    arguments = ("--replace-file", *PromiseTest.paths)
 
     def commit(self):
         written = self.find(WRITE, DATABASE + "-wal")
@@ -96,15 +100,14 @@ class ManyBackups(PromiseTest):
     def setUp(self):
         super().setUp()
         self.assert_registers()
-        for number in range(2, 9):
+        for number in range(2, 10):
             shutil.copytree(self.all_backups()[0], self.backups / f"{number:04}-2026-01-31T235959Z")
         self.unregister()
 
 
-class RemovalOfAnOldBackup(Order, ManyBackups):
-    arguments = PromiseTest.paths
-
-    def test_it_loses_its_name_before_anything_in_it_goes(self):
+class RemovalOfOldBackups(Order, ManyBackups):
+    def test_each_loses_its_name_before_anything_in_it_goes(self):
+        self.assertEqual([int(backup.name[:4]) for backup in self.all_backups()], [1, 5, 6, 7, 8, 9, 10])
         removed = self.find(REMOVE, NEW_BACKUP + "/ExMan.db")
         self.assert_order(self.find(RENAME, NEW_BACKUP)[0], removed[0])
         self.assertFalse([text for name, text in self.calls if name in REMOVE and BACKUPS + "/0002-" in text])

@@ -33,38 +33,3 @@ class Arguments(MachineTest):
         self.assert_form([["-r", INDESIGN, ""], ["-r", INDESIGN, INDESIGN], ["-h", "-h", "-h"], ["", "", ""],
                           ["-r", INDESIGN, "a", "b"], ["-r", "--", INDESIGN], ["--", "-r", INDESIGN],
                           ["-r"] * 1000], "unknown-command.out")
-
-
-class WithoutDatabase(MachineTest):
-    """The presence test comes before everything else."""
-
-    def assert_not_found(self):
-        for arguments in ([], ["-h"], ["-x"], ["-r"], ["-r", INDESIGN], ["-x", INDESIGN],
-                          ["-r", INDESIGN, "x"]):
-            with self.subTest(arguments):
-                result = self.run_tamsel(*arguments)
-                self.assert_result(result, expected("database-not-found.out"), status=1)
-        self.assertFalse((self.configuration / "XManConfigV2.xml").exists())
-
-    def test_missing_database(self):
-        self.database.unlink()
-        self.assert_not_found()
-        self.assertEqual(list(self.database.parent.iterdir()), [])
-
-    def test_missing_folder(self):
-        self.database.unlink()
-        self.database.parent.rmdir()
-        self.assert_not_found()
-        self.assertEqual(list(self.configuration.iterdir()), [])
-
-    def test_unreadable_database(self):
-        before = self.database.read_bytes()
-        self.database.chmod(0)
-        self.assert_not_found()
-        self.database.chmod(0o600)
-        self.assertEqual(self.database.read_bytes(), before)
-
-    def test_unreadable_folder(self):
-        self.database.parent.chmod(0)
-        self.addCleanup(self.database.parent.chmod, 0o700)
-        self.assert_not_found()

@@ -57,7 +57,7 @@ class Contents(BackupTest):
 
     def test_a_hot_journal_is_rolled_back_first(self):
         content = self.dump()
-        self.break_down()
+        self.leave_hot_journal()
         self.assertEqual(self.dump(self.deploy_once() / "ExMan.db"), content)
 
     def test_a_full_disk(self):
@@ -68,7 +68,7 @@ class Contents(BackupTest):
         self.change("CREATE TABLE Much (a); INSERT INTO Much VALUES (zeroblob(100000));"
                     "DELETE FROM Tb_XManConfig WHERE ProdID = 190")
         for arguments, out in ([], FAILED), (["--restore"], ""):
-            self.assert_refuses(arguments, NO_BACKUP, "no backup could be made: ", out=out, before=full)
+            self.assert_unchanged(arguments, NO_BACKUP, "no backup could be made: ", out=out, before=full)
         self.assertEqual(len(self.names()), 1)
 
 
@@ -91,7 +91,7 @@ class Names(BackupTest):
         self.deploy_at(2, 1)
         names = ["0001-1970-01-01T000005Z", "9999-1970-01-01T000007Z", "10000-1970-01-01T000002Z",
                  "10001-1970-01-01T000001Z"]
-        self.assert_refuses(["--list"], ALL_DONE, out="".join(f"{name} {BEFORE}\n" for name in names))
+        self.assert_unchanged(["--list"], ALL_DONE, out="".join(f"{name} {BEFORE}\n" for name in names))
         self.assert_deploys(["--restore"], ALL_DONE, f"restored: {names[-1]}\n")
         self.assertEqual(self.rows("SELECT KeyValue FROM Tb_XManConfig WHERE KeyName = 'mark'"), [("1",)])
 
@@ -115,8 +115,8 @@ class Names(BackupTest):
         self.assertEqual([line.split()[0] for line in self.deploy("--list").out.decode().splitlines()], kept)
         for name in [*foreign, link, file, self.backups / link]:
             with self.subTest(name):
-                self.assert_refuses(["--restore", "--", name], NOT_RESTORED,
-                                    f"there is no backup {name}; --list shows them\n")
+                self.assert_unchanged(["--restore", "--", name], NOT_RESTORED,
+                                      f"there is no backup {name}; --list shows them\n")
 
 
 class Kept(BackupTest):
@@ -144,7 +144,7 @@ class Kept(BackupTest):
         self.deploy_at(1)
         backup, = self.all_backups()
         (backup / NOTE).write_text("words")
-        self.assert_refuses(["--restore"], NOT_RESTORED, f"the note of {backup.name} cannot be read, ")
+        self.assert_unchanged(["--restore"], NOT_RESTORED, f"the note of {backup.name} cannot be read, ")
         out = f"{backup.name} with a note that cannot be read\n"
         for make in (os.unlink, lambda note: note.write_bytes(b""), lambda note: note.write_bytes(b"\n"),
                      os.mkfifo, os.mkdir, lambda note: note.symlink_to("/etc/passwd")):
@@ -154,9 +154,9 @@ class Kept(BackupTest):
             with self.subTest(make):
                 if make is not os.unlink:
                     make(note)
-                self.assert_refuses(["--list"], ALL_DONE, out=out)
-                self.assert_refuses(["--restore"], NOT_RESTORED, f"the note of {backup.name} cannot be"
-                                    " read, so name the backup to be restored\n")
+                self.assert_unchanged(["--list"], ALL_DONE, out=out)
+                self.assert_unchanged(["--restore"], NOT_RESTORED, f"the note of {backup.name} cannot be"
+                                      " read, so name the backup to be restored\n")
                 self.restore(backup)
                 self.deploy_once()
                 for new in self.all_backups()[1:]:
@@ -170,7 +170,7 @@ class Kept(BackupTest):
         self.deploy(INCOPY, path, environment=self.clock(0))
         self.deploy("--restore", environment=self.clock(60))
         shown = str(path).replace("\\", "\\\\").replace("\t", "\\x09")
-        self.assert_refuses(["--list"], ALL_DONE, out=(
+        self.assert_unchanged(["--list"], ALL_DONE, out=(
             f"0001-1970-01-01T000000Z before registering {INCOPY}, {shown}\n"
             "0002-1970-01-01T000100Z before restoring 0001-1970-01-01T000000Z\n"))
 

@@ -3,8 +3,8 @@
 import re
 import signal
 
-from harness.deploy import (ALL_DONE, BACKUPS, FAILED, INDESIGN, NOT_REGISTERED, NOT_RESTORED, REGISTERED,
-                            DeployTest, back)
+from harness.deploy import (ALL_DONE, BACKUPS, FAILED, INDESIGN, NOT_REGISTERED, NOT_RESTORED, NO_BACKUP,
+                            REGISTERED, DeployTest, back)
 from harness.machine import DATABASE
 
 LARGE = 9_999_999
@@ -41,6 +41,7 @@ class Failing(DiskTest):
             self.assertIn("INJECTED", self.trace.read_text())
             self.assertIn(result.status, (ALL_DONE, NOT_REGISTERED), result.err)
             self.assertNotIn(b"damaged", result.err)
+            self.assertNotIn(b"is never used", result.err)
         self.deploy_once()
         for number in range(4, 40):
             result = self.inject(READS, "error=EIO", number, "--restore",
@@ -48,12 +49,20 @@ class Failing(DiskTest):
             self.assertEqual(list(self.backups.glob("*/damaged")), [], (number, result.err))
         self.assertEqual(self.dump(self.all_backups()[0] / "ExMan.db")[0], before[0])
 
+    def test_a_copy_that_fails_names_both_files(self):
+        """Nobody can tell at which of them it was."""
+        copy = BACKUPS + "/.incomplete/ExMan.db"
+        result = self.inject(WRITES, "error=ENOSPC", 2, paths=[copy])
+        self.assertEqual((result.out.decode(), result.status), (FAILED, NO_BACKUP))
+        self.assert_logged(result.err,
+                           f"no backup could be made: {copy} or {DATABASE}: database or disk is full")
+
     def test_an_unread_backup_is_not_called_unsound(self):
         backup = self.deploy_once()
         before = self.installed()
         result = self.inject(READS, "error=EIO", 2, "--restore", paths=[f"{BACKUPS}/{backup.name}/ExMan.db"])
         self.assertEqual((result.out, result.status), (b"", NOT_RESTORED))
-        self.assert_logged(result.err, f"{backup.name}/ExMan.db: ", "disk I/O error")
+        self.assert_logged(result.err, f"{backup.name}/ExMan.db: disk I/O error")
         self.assertNotIn(b"sound", result.err)
         self.assertEqual(self.installed(), before)
 

@@ -51,18 +51,23 @@ class AnotherRun(LockTest):
         self.unregister()
         self.hold_run_lock()
         for arguments, out in ([INDESIGN], FAILED), (["--restore"], ""):
-            self.assert_refuses([*arguments, "--wait", "0"], ANOTHER_RUN, self.REFUSAL, out=out)
+            self.assert_unchanged([*arguments, "--wait", "0"], ANOTHER_RUN, self.REFUSAL, out=out)
         before = time.monotonic()
         self.assert_deploys(["--wait", "1"], ANOTHER_RUN, FAILED, ANOTHER)
         self.assertGreaterEqual(time.monotonic() - before, 1)
+
+    def test_works_only_after_the_one_that_is_at_work(self):
+        self.hold(READER)
+        self.start_until(HELD, "--wait", "50", INDESIGN)
+        self.assert_unchanged(["--restore", "--wait", "0"], ANOTHER_RUN, self.REFUSAL)
 
     def test_does_not_keep_anybody_from_looking(self):
         backup = self.deploy_once()
         self.unregister()
         self.hold_run_lock()
-        self.assert_refuses(["--dry-run"], ALL_DONE, out=f"would register: {INDESIGN}\n")
+        self.assert_unchanged(["--dry-run"], ALL_DONE, out=f"would register: {INDESIGN}\n")
         self.assert_verified(f"not registered: {INDESIGN}\n", NOT_REGISTERED)
-        self.assert_refuses(["--list"], ALL_DONE, out=f"{backup.name} before registering {INDESIGN}\n")
+        self.assert_unchanged(["--list"], ALL_DONE, out=f"{backup.name} before registering {INDESIGN}\n")
 
     def test_a_lock_that_is_no_plain_file(self):
         self.deploy_once()
@@ -74,8 +79,8 @@ class AnotherRun(LockTest):
             make()
             for arguments in ([], ["--dry-run"]):
                 with self.subTest(arguments):
-                    self.assert_refuses(arguments, NO_BACKUP, f"{LOCK} is not a plain file\n", out=FAILED)
-            self.assert_refuses(["--restore"], NO_BACKUP, f"no lock could be made: {LOCK}: ")
+                    self.assert_unchanged(arguments, NO_BACKUP, f"{LOCK} is not a plain file\n", out=FAILED)
+            self.assert_unchanged(["--restore"], NO_BACKUP, f"no lock could be made: {LOCK}: ")
         self.assertFalse(theirs.exists())
 
 
@@ -101,12 +106,12 @@ class TheDatabase(LockTest):
             let_go = self.hold(sql)
             for arguments in commands:
                 with self.subTest(sql, arguments=arguments):
-                    self.assert_refuses([*arguments, "--wait", "0"], IN_USE, USED, out=FAILED)
+                    self.assert_unchanged([*arguments, "--wait", "0"], IN_USE, USED, out=FAILED)
             let_go()
         self.copied.unlink()
         self.hold(READER)
-        self.assert_refuses(["--wait", "0"], IN_USE, USED, out=FAILED)
-        self.assert_refuses(["--dry-run", "--wait", "0"], ALL_DONE, out=f"would register: {INDESIGN}\n")
+        self.assert_unchanged(["--wait", "0"], IN_USE, USED, out=FAILED)
+        self.assert_unchanged(["--dry-run", "--wait", "0"], ALL_DONE, out=f"would register: {INDESIGN}\n")
 
     def test_is_waited_for(self):
         for sql in (EXCLUSIVE, WRITER, READER):

@@ -51,7 +51,7 @@ class Paths(DeployTest):
                             (f"/..{elsewhere}//./x/../{NAME}/", elsewhere / NAME),
                             (f"link/{NAME}", self.folder / "link" / NAME), (NAME, self.folder / NAME)):
             with self.subTest(given):
-                self.assert_refuses(["--dry-run", given], ALL_DONE, out=f"would register: {path}\n")
+                self.assert_unchanged(["--dry-run", given], ALL_DONE, out=f"would register: {path}\n")
                 self.assertEqual(self.deploy(given).status, ALL_DONE)
                 self.assertEqual(self.rows("SELECT AppPath FROM Tb_ProductInfoV2 WHERE ProdID = 190"),
                                  [(str(path.parent),)])
@@ -73,18 +73,18 @@ class Paths(DeployTest):
                 (wrong / ".app", "not supported", "no application of this name is supported")):
             for command in ([], ["--dry-run"], ["--verify"]):
                 with self.subTest(command, path=path):
-                    self.assert_refuses([*command, path], NO_APPLICATION, f"{path}: {reason}",
-                                        out=f"{state}: {path}\n")
+                    self.assert_unchanged([*command, path], NO_APPLICATION, f"{path}: {reason}",
+                                          out=f"{state}: {path}\n")
 
     def test_two_of_one_product_are_refused_both(self):
         other = self.folder / "other" / NAME
         self.add_applications(other)
         for second in (INDESIGN, INDESIGN + "/", other):
             with self.subTest(second):
-                self.assert_refuses(["--dry-run", INDESIGN, second], NO_APPLICATION,
-                                    f"{INDESIGN}: only one of this and {second} can be registered\n",
-                                    f"{second}: only one of this and {INDESIGN} can be registered\n",
-                                    out=f"given twice: {INDESIGN}\ngiven twice: {second}\n")
+                self.assert_unchanged(["--dry-run", INDESIGN, second], NO_APPLICATION,
+                                      f"{INDESIGN}: only one of this and {second} can be registered\n",
+                                      f"{second}: only one of this and {INDESIGN} can be registered\n",
+                                      out=f"given twice: {INDESIGN}\ngiven twice: {second}\n")
 
     def test_the_others_are_registered_all_the_same(self):
         arguments = ["/missing.app", INDESIGN, "/Applications", INCOPY, INDESIGN + "/"]

@@ -4,7 +4,7 @@ import os
 import shutil
 
 from harness.deploy import (ALL_DONE, BACKUPS, DAMAGED, FAILED, INCOMPLETE, INDESIGN, NOT_REGISTERED,
-                            NOT_ROOT, NO_APPLICATION, NO_BACKUP, NO_DATABASE, NO_FILE, OLD_FILE, OWN,
+                            NOT_ROOT, NO_APPLICATION, NO_BACKUP, NO_DATABASE, NO_FILE, OWN,
                             REGISTERED, RUNNING, USAGE, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
 
@@ -17,7 +17,7 @@ class RefusalTest(DeployTest):
     def assert_all_refuse(self, commands, status, *log, **how):
         for arguments in commands:
             with self.subTest(arguments):
-                self.assert_refuses([*arguments, "--wait", "0"], status, *log, **how)
+                self.assert_unchanged([*arguments, "--wait", "0"], status, *log, **how)
 
 
 class First(RefusalTest):
@@ -53,7 +53,7 @@ class BeforeTheApplications(RefusalTest):
         self.assert_without_trace([[], ["--dry-run"], ["--restore"]], RUNNING,
                                   "the Extension Manager is running; quit it and try again", options=running)
         self.assertEqual(self.deploy("--verify", options=running).status, NOT_REGISTERED)
-        self.assert_refuses(["--list"], ALL_DONE, options=running)
+        self.assert_unchanged(["--list"], ALL_DONE, options=running)
 
     def test_it_cannot_be_told_whether_it_is_running(self):
         for script in ("exit 3", "kill -9 $$"):
@@ -65,6 +65,7 @@ class BeforeTheApplications(RefusalTest):
 
     def test_no_database(self):
         for remove in (self.database.unlink, self.database.parent.rmdir,
+                       lambda: (self.configuration.rmdir(), self.configuration.write_text("no folder")),
                        lambda: shutil.rmtree(self.private_library / "Application Support")):
             remove()
             self.assert_without_trace([[], ["--dry-run"], ["--verify"]], NO_DATABASE, f"there is no database"
@@ -179,22 +180,9 @@ class AfterTheApplications(RefusalTest):
     def test_wrong_paths_count_before_rows_and_database(self):
         arguments = ["--wait", "0", INDESIGN, "/missing.app"]
         out = FAILED + "not found: /missing.app\n"
-        self.assert_refuses(arguments, NO_APPLICATION, out=out, options=["--read-only", DATABASE])
+        self.assert_unchanged(arguments, NO_APPLICATION, out=out, options=["--read-only", DATABASE])
         self.hold("BEGIN EXCLUSIVE")
-        self.assert_refuses(arguments, NO_APPLICATION, out=out)
-
-    def test_links_above_are_followed(self):
-        self.copied.write_bytes(OLD_FILE)
-        for path in (self.database.parent, self.configuration):
-            away = self.folder / ("away" + path.name)
-            shutil.move(path, away)
-            path.symlink_to(away)
-        content = self.dump()
-        self.deploy_once("--replace-file")
-        self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
-        self.assert_deploys(["--restore", "1"], ALL_DONE, f"restored: {self.all_backups()[0].name}\n")
-        self.assertEqual((self.dump(), self.copied.read_bytes()), (content, OLD_FILE))
-        self.assertTrue(self.configuration.is_symlink() and self.database.parent.is_symlink())
+        self.assert_unchanged(arguments, NO_APPLICATION, out=out)
 
 
 class RealProcesses(RefusalTest):
@@ -208,5 +196,5 @@ class RealProcesses(RefusalTest):
         running = ["/bin/bash", "-c",
                    'coproc "$0"; echo >&"${COPROC[1]}"; read -ru "${COPROC[0]}"; "$@"', manager]
         for arguments in ([], ["--dry-run"], ["--restore"]):
-            self.assert_refuses([*arguments, "--wait", "0"], RUNNING, before=running)
+            self.assert_unchanged([*arguments, "--wait", "0"], RUNNING, before=running)
         self.assert_deploys([], ALL_DONE, REGISTERED)

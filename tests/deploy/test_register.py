@@ -7,8 +7,8 @@ import stat
 from harness.deploy import (ALL_DONE, APPLICATIONS, FAILED, INCOPY, INDESIGN, NOT_REGISTERED, NO_FILE,
                             OLD_FILE, REGISTERED, DeployTest)
 from harness.machine import CONFIGURATION, DATABASE
+from harness.registration import TABLES
 
-TABLES = ("Tb_ProductInfoV2", "Tb_XManConfig")
 WOULD = f"would register: {INDESIGN}\n"
 
 
@@ -28,7 +28,7 @@ class Rows(DeployTest):
         self.copied.unlink()
         self.assert_verified("".join(f"not registered: {path}\n" for path in paths), NOT_REGISTERED)
         out = "".join(f"would register: {path}\n" for path in paths)
-        self.assert_refuses(["--dry-run"], ALL_DONE, out=out)
+        self.assert_unchanged(["--dry-run"], ALL_DONE, out=out)
         out = "".join(f"registered: {path}\n" for path in paths)
         self.assert_deploys([], ALL_DONE, out)
         self.assertEqual({table: sorted((row[1:] for row in rows), key=repr)
@@ -45,8 +45,8 @@ class Rows(DeployTest):
         second = "/Applications/Adobe InDesign 2020.app"
         self.add_applications(INDESIGN, second, INCOPY)
         (self.inside(INCOPY) / "Contents" / "Info.plist").unlink()
-        self.assert_refuses(["--dry-run"], ALL_DONE, f"left out: {second}, since there is {INDESIGN}\n",
-                            out=WOULD)
+        self.assert_unchanged(["--dry-run"], ALL_DONE, f"left out: {second}, since there is {INDESIGN}\n",
+                              out=WOULD)
         self.deploy_once()
         shutil.rmtree(self.inside(INDESIGN) / "Contents")
         self.assert_verified(f"not registered: {second}\n", NOT_REGISTERED,
@@ -140,21 +140,21 @@ class NothingToDo(DeployTest):
             before = self.state()
             for arguments in ([], ["--dry-run"], ["--replace-file"], [INDESIGN, "--verify"]):
                 with self.subTest(arguments, content=content):
-                    self.assert_refuses(arguments, ALL_DONE, out=REGISTERED)
+                    self.assert_unchanged(arguments, ALL_DONE, out=REGISTERED)
             self.assertEqual(self.state(), before)
 
     def test_works_on_a_read_only_volume(self):
         for arguments in ([], ["--dry-run"], ["--verify"]):
             for path in (DATABASE, CONFIGURATION):
                 with self.subTest(arguments, path=path):
-                    self.assert_refuses(arguments, ALL_DONE, out=REGISTERED, options=["--read-only", path])
+                    self.assert_unchanged(arguments, ALL_DONE, out=REGISTERED, options=["--read-only", path])
 
     def test_a_write_ahead_log_cannot_be_read_there(self):
         self.change("PRAGMA journal_mode = WAL")
         for arguments in ([], ["--dry-run"], ["--verify"]):
             with self.subTest(arguments):
-                self.assert_refuses(arguments, NOT_REGISTERED, f"{DATABASE}: unable to open database file",
-                                    out=FAILED, options=["--read-only", CONFIGURATION])
+                self.assert_unchanged(arguments, NOT_REGISTERED, f"{DATABASE}: unable to open database file",
+                                      out=FAILED, options=["--read-only", CONFIGURATION])
 
 
 class File(DeployTest):
@@ -182,7 +182,7 @@ class File(DeployTest):
                 self.copied.unlink()
                 self.assert_verified(f"without XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
                                      f"{INDESIGN}: {CONFIGURATION}/XManConfigV2.xml is missing\n")
-                self.assert_refuses(["--dry-run"], ALL_DONE, out=WOULD)
+                self.assert_unchanged(["--dry-run"], ALL_DONE, out=WOULD)
         self.deploy_once()
         self.assertEqual((self.copied.read_bytes(), self.dump()), (self.shipped.read_bytes(), content))
 
@@ -193,11 +193,11 @@ class File(DeployTest):
         os.link(self.copied, self.folder / "another name")
         old = self.copied.read_bytes()
         self.assert_verified(REGISTERED)
-        self.assert_refuses(["--dry-run"], ALL_DONE, out=REGISTERED)
+        self.assert_unchanged(["--dry-run"], ALL_DONE, out=REGISTERED)
         self.assert_verified(f"another XManConfigV2.xml: {INDESIGN}\n", NO_FILE,
                              f"{CONFIGURATION}/XManConfigV2.xml is not the one that comes with Tamsel\n",
                              arguments=["--replace-file"])
-        self.assert_refuses(["--dry-run", "--replace-file"], ALL_DONE, out=WOULD)
+        self.assert_unchanged(["--dry-run", "--replace-file"], ALL_DONE, out=WOULD)
         backup = self.deploy_once("--replace-file")
         self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
         self.assertEqual((backup / "XManConfigV2.xml").read_bytes(), old)
@@ -211,12 +211,25 @@ class File(DeployTest):
             make()
             for arguments in ([], ["--dry-run"], ["--replace-file"], ["--verify"]):
                 with self.subTest(arguments):
-                    self.assert_refuses(arguments, NO_FILE, "/XManConfigV2.xml is not a plain file",
-                                        out=FAILED)
+                    self.assert_unchanged(arguments, NO_FILE, "/XManConfigV2.xml is not a plain file",
+                                          out=FAILED)
             (self.copied.rmdir if self.copied.is_dir() else self.copied.unlink)()
 
     def test_a_folder_that_cannot_be_written(self):
         self.configuration.chmod(0o555)
         self.addCleanup(self.configuration.chmod, 0o755)
         for arguments in ([], ["--dry-run"]):
-            self.assert_refuses(arguments, NO_FILE, "XManConfigV2.xml cannot be put in place: ", out=FAILED)
+            self.assert_unchanged(arguments, NO_FILE, "XManConfigV2.xml cannot be put in place: ", out=FAILED)
+
+    def test_links_above_are_followed(self):
+        self.copied.write_bytes(OLD_FILE)
+        for path in (self.database.parent, self.configuration):
+            away = self.folder / ("away" + path.name)
+            shutil.move(path, away)
+            path.symlink_to(away)
+        content = self.dump()
+        self.deploy_once("--replace-file")
+        self.assertEqual(self.copied.read_bytes(), self.shipped.read_bytes())
+        self.assert_deploys(["--restore", "1"], ALL_DONE, f"restored: {self.all_backups()[0].name}\n")
+        self.assertEqual((self.dump(), self.copied.read_bytes()), (content, OLD_FILE))
+        self.assertTrue(self.configuration.is_symlink() and self.database.parent.is_symlink())

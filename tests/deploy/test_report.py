@@ -7,6 +7,7 @@ import socket
 
 from harness.deploy import (ALL_DONE, BACKUPS, INCOPY, INDESIGN, NOT_REGISTERED, NOT_WRITTEN,
                             NO_APPLICATION, NO_DATABASE, REGISTERED, DeployTest)
+from harness.machine import VERSION
 
 TIME = 1769903999
 STAMP = "2026-01-31T23:59:59Z tamsel-deploy: "
@@ -53,8 +54,8 @@ class Words(ReportTest):
 
     def test_objects_of_a_registration_and_a_restore(self):
         application = (f'"path":"{INDESIGN}","state":"%s","changed":%s,"reason":null,"differences":[]')
-        form = ('{"command":"%s","status":0,"version":"1.0.2","reason":null,"backup":%s,"restored":%s,'
-                '"applications":[%s]}\n')
+        form = ('{"command":"%s","status":0,"version":"' + VERSION + '","reason":null,'
+                '"backup":%s,"restored":%s,"applications":[%s]}\n')
 
         def done(command, backup, state, changed):
             return form % (command, backup, "null", "{" + application % (state, changed) + "}")
@@ -70,8 +71,8 @@ class Words(ReportTest):
                 self.assertEqual((result.out.decode(), result.status), (out, ALL_DONE))
 
     def test_objects_of_lists(self):
-        form = ('{"command":"list","status":0,"version":"1.0.2","reason":null,"backup":null,"restored":null,'
-                '"applications":[],"backups":[%s]}\n')
+        form = ('{"command":"list","status":0,"version":"' + VERSION + '","reason":null,'
+                '"backup":null,"restored":null,"applications":[],"backups":[%s]}\n')
         self.assert_says(["--json", "--list"], ALL_DONE, form % "", [])
         self.deploy(environment=self.clock(0))
         self.deploy("--restore", environment=self.clock(TIME))
@@ -81,6 +82,12 @@ class Words(ReportTest):
             f'{{"name":"{LATER}","made":"2026-01-31T23:59:59Z",'
             '"reason":"before restoring 0001-1970-01-01T000000Z","restorable":true}'), [])
 
+    def test_a_list_that_cannot_be_read(self):
+        self.deploy_once()
+        self.own.chmod(0o444)
+        self.assert_unchanged(["--list"], NOT_REGISTERED, f"{BACKUPS}: Permission denied")
+        self.own.chmod(0o755)
+
     def test_an_object_of_differences(self):
         path = "/Applications/Adobe InCopy 2020.app"
         self.add_applications(path)
@@ -88,7 +95,7 @@ class Words(ReportTest):
         self.change("UPDATE Tb_XManConfig SET KeyValue = '2019' WHERE ProdID = 187 AND KeyName = 'suite';"
                     "DELETE FROM Tb_XManConfig WHERE ProdID = 187 AND KeyName = 'bit'")
         self.assert_says(["--verify", "--json", path], NOT_REGISTERED, (
-            r'{"command":"verify","status":1,"version":"1.0.2",'
+            r'{"command":"verify","status":1,"version":"' + VERSION + r'",'
             r'"reason":"/Applications/Adobe InCopy 2020.app: suite is \"2019\" instead of \"CC\"; missing: '
             r'bit","backup":null,"restored":null,"applications":['
             r'{"path":"/Applications/Adobe InCopy 2020.app","state":"not registered","changed":false,'

@@ -72,13 +72,13 @@ class Which(RestoreTest):
                      BACKUPS, f"{BACKUPS}/{name}/ExMan.db", f"{self.folder}/{name}", "a\nb"):
             with self.subTest(word):
                 shown = word.replace("\n", "\\n")
-                self.assert_refuses(["--restore", "--", word], NOT_RESTORED,
-                                    f"there is no backup {shown}; --list shows them\n")
+                self.assert_unchanged(["--restore", "--", word], NOT_RESTORED,
+                                      f"there is no backup {shown}; --list shows them\n")
 
     def test_none_at_all(self):
         shutil.rmtree(self.own)
         before = self.state()
-        self.assert_refuses(["--restore"], NOT_RESTORED, "there is no backup\n")
+        self.assert_unchanged(["--restore"], NOT_RESTORED, "there is no backup\n")
         self.assertEqual(self.state(), before)
 
     def test_a_damaged_backup(self):
@@ -89,7 +89,7 @@ class Which(RestoreTest):
                 if content:
                     (self.backup / "ExMan.db").write_bytes(content)
                 for arguments in (["--restore"], ["--restore", "1"]):
-                    self.assert_refuses(arguments, NOT_RESTORED, NONE + self.backup.name)
+                    self.assert_unchanged(arguments, NOT_RESTORED, NONE + self.backup.name)
                 (self.backup / "ExMan.db").write_bytes(whole)
 
 
@@ -116,7 +116,8 @@ class File(RestoreTest):
     def test_that_is_no_plain_file(self):
         self.copied.unlink()
         self.copied.mkdir()
-        self.assert_refuses(["--restore"], NO_FILE, f"{CONFIGURATION}/XManConfigV2.xml is not a plain file\n")
+        self.assert_unchanged(["--restore"], NO_FILE,
+                              f"{CONFIGURATION}/XManConfigV2.xml is not a plain file\n")
 
 
 class Database(RestoreTest):
@@ -136,7 +137,7 @@ class Database(RestoreTest):
 
     def test_with_a_hot_journal(self):
         registered = self.installed()
-        self.break_down()
+        self.leave_hot_journal()
         taken = self.assert_restored()
         self.restore(taken, taken.name)
         self.assertEqual(self.installed(), registered)
@@ -147,7 +148,7 @@ class Database(RestoreTest):
         taken = self.assert_restored()
         self.assertFalse((taken / "ExMan.db").exists())
         self.assertEqual(self.state(taken / "damaged")["ExMan.db"], files["ExMan.db"])
-        self.assert_refuses(["--restore", taken.name], NOT_RESTORED, NONE + taken.name)
+        self.assert_unchanged(["--restore", taken.name], NOT_RESTORED, NONE + taken.name)
         self.assertRegex(self.deploy("--list").out.decode(),
                          taken.name + r" .*\d{6}Z \(cannot be restored\)\n")
         self.assertIn(b'"restorable":false}', self.deploy("--list", "--json").out)
@@ -179,14 +180,14 @@ class Database(RestoreTest):
         self.database.write_bytes(b"x" * 8192)
         self.assert_saved_as_damaged()
 
-    def test_none(self):
+    def test_that_has_gone(self):
         """The journal that it has left behind belongs to nothing any more."""
-        self.break_down()
+        self.leave_hot_journal()
         self.database.unlink()
         taken = self.assert_restored()
         self.assertEqual(sorted(path.name for path in taken.rglob("*")),
                          ["ExMan.db-journal", "XManConfigV2.xml", "damaged", NOTE])
-        self.assert_refuses(["--restore", taken.name], NOT_RESTORED, f"{NONE}{taken.name}\n")
+        self.assert_unchanged(["--restore", taken.name], NOT_RESTORED, f"{NONE}{taken.name}\n")
         shutil.rmtree(self.database.parent)
         self.assert_deploys(["--restore", "1"], NOT_RESTORED, "", "nothing was changed: ")
         self.assertFalse(self.database.parent.exists())
@@ -196,7 +197,7 @@ class Database(RestoreTest):
         for make in (lambda: self.database.symlink_to(self.folder / "theirs"), self.database.mkdir):
             self.database.unlink(missing_ok=True)
             make()
-            self.assert_refuses(["--restore"], 13, f"{DATABASE} is not a plain file\n")
+            self.assert_unchanged(["--restore"], 13, f"{DATABASE} is not a plain file\n")
 
     def test_empty(self):
         self.database.write_bytes(b"")

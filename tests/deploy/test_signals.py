@@ -37,7 +37,7 @@ class Signals(DeployTest):
                 self.assert_dies(self.start_until(ANOTHER, "--wait", "50", "/missing.app", INDESIGN), number,
                                  f"not found: /missing.app\n{FAILED}")
                 self.assertEqual(self.installed(), self.before)
-        process = self.start_until(ANOTHER, "--wait", "50", "--json", INDESIGN)
+        process = self.start_until(ANOTHER, "--json", INDESIGN)
         os.kill(process.number, signal.SIGHUP)
         self.assertEqual(json.loads(self.finish(process).out)["applications"][0]["state"], "failed")
 

@@ -96,6 +96,11 @@ class Triggers(DeployTest):
                 else:
                     self.assertEqual(self.installed(), before)
 
+    def test_what_they_write_into_other_tables_is_not_compared(self):
+        self.change(f"CREATE TABLE Other (a); {AFTER}INSERT INTO Other VALUES (1); END")
+        self.assert_deploys([INDESIGN], ALL_DONE, f"registered: {INDESIGN}\n")
+        self.assertEqual(self.rows("SELECT * FROM Other"), [(1,)])
+
     def assert_only_incopy_came(self, before, after):
         for table, count in (("Tb_ProductInfoV2", 1), ("Tb_XManConfig", 14)):
             self.assertEqual(len([row for row in after[table] if row[1] == 156]), count)

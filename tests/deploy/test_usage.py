@@ -67,14 +67,14 @@ class Usage(DeployTest):
                           ["--wait", "0010", INDESIGN, "--dry-run", "--replace-file"],
                           ["--dry-run", "--wait=999999", "--", INDESIGN]):
             with self.subTest(arguments):
-                self.assert_refuses(arguments, ALL_DONE, out=f"would register: {INDESIGN}\n",
-                                    environment={"POSIXLY_CORRECT": "1"})
+                self.assert_unchanged(arguments, ALL_DONE, out=f"would register: {INDESIGN}\n",
+                                      environment={"POSIXLY_CORRECT": "1"})
 
     def test_what_follows_two_dashes_is_no_option(self):
         for word in ("--dry-run", "--no", "-h", "--", ""):
             with self.subTest(word):
-                self.assert_refuses(["--dry-run", INDESIGN, "--", word], NO_APPLICATION,
-                                    out=f"would register: {INDESIGN}\nnot found: {word}\n")
+                self.assert_unchanged(["--dry-run", INDESIGN, "--", word], NO_APPLICATION,
+                                      out=f"would register: {INDESIGN}\nnot found: {word}\n")
 
     def test_a_backup_can_be_named_in_four_ways(self):
         backup = self.deploy_once()
@@ -82,7 +82,7 @@ class Usage(DeployTest):
                           ["--restore=" + backup.name], ["--restore", "--wait", "0", "--", backup.name]):
             with self.subTest(arguments):
                 self.assert_deploys(arguments, ALL_DONE, f"restored: {backup.name}\n")
-        self.assert_refuses(["--restore", ""], NOT_RESTORED, "there is no backup ; --list shows them")
+        self.assert_unchanged(["--restore", ""], NOT_RESTORED, "there is no backup ; --list shows them")
 
 
 class AboutItself(DeployTest):

@@ -78,8 +78,14 @@ class TablesWithoutKeys(VerifyTest):
 class ByOthers(VerifyTest):
     def test_needs_no_root_and_leaves_no_trace(self):
         self.database.chmod(0o444)
-        self.assert_refuses(["--verify"], ALL_DONE, out=REGISTERED,
-                            options=["--user", "501", "--read-only", "/Library"])
+        self.assert_unchanged(["--verify"], ALL_DONE, out=REGISTERED,
+                              options=["--user", "501", "--read-only", "/Library"])
+
+    def test_a_write_ahead_log_on_a_read_only_volume(self):
+        self.change("PRAGMA journal_mode = WAL")
+        self.assert_unchanged(["--verify"], NOT_REGISTERED,
+                              " (in write-ahead mode, its folder must be writable)\n",
+                              out=FAILED, options=["--read-only", "/Library"])
 
     def test_a_database_that_may_not_be_read(self):
         self.database.chmod(0)
@@ -89,14 +95,14 @@ class ByOthers(VerifyTest):
         self.assert_logged(result.err, f"{DATABASE}: unable to open database file", "; try again with sudo\n")
 
     def test_a_hot_journal_is_rolled_back_by_whoever_may_write(self):
-        self.break_down()
+        self.leave_hot_journal()
         paths = *self.database.parent.iterdir(), self.database.parent
         modes = {path: path.stat().st_mode for path in paths}
         for path, mode in modes.items():
             path.chmod(mode & 0o7555)
         for options in (["--user", "501"], ["--user", "501", "--read-only", "/Library"]):
-            self.assert_refuses(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n",
-                                out=FAILED, options=options)
+            self.assert_unchanged(["--verify"], NOT_ROOT, f"{DATABASE}: ", "; try again with sudo\n",
+                                  out=FAILED, options=options)
         for path, mode in modes.items():
             path.chmod(mode)
         self.assert_deploys(["--verify"], ALL_DONE, REGISTERED)

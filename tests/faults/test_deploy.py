@@ -47,11 +47,5 @@ class Points(Traced):
                                            if call[0] != "close" and not call[2].startswith("2, ")])
 
 
-class Registration(Points):
-    def setUp(self):
-        super().setUp()
-        self.arguments = [*self.options, *self.paths]
-
-
 for name, world in WORLDS.items():
-    globals()[name] = slow(type(name, (Registration, PromiseTest), world))
+    globals()[name] = slow(type(name, (Points, PromiseTest), world))

@@ -52,7 +52,6 @@ class FullDisk:
 @slow
 class Registration(FullDisk, PromiseTest):
     locals().update(WORLDS["TwoReplacingTheFile"])
-    arguments = (*WORLDS["TwoReplacingTheFile"]["options"], *WORLDS["TwoReplacingTheFile"]["paths"])
 
 
 @slow

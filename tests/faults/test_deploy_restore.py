@@ -22,7 +22,7 @@ class Look(Points):
             self.assert_registers()
             self.before = self.condition()
         if self.is_torn:
-            self.break_down()
+            self.leave_hot_journal()
         self.begin = snapshot.take(self.private_library)
 
     def check(self, result):
@@ -43,7 +43,7 @@ RESTORES = {
     "Restore": {},
     "RestoreOfTheLastOfTwoWithAWriteAheadLog": {"journal": "wal", "file": OLD_FILE, "earlier": (INCOPY,)},
     "RestoreOverADamagedDatabase": {"damage": "damaged", "file": OLD_FILE},
-    "RestoreOverAHalfWrittenDatabase": {"damage": "torn"},
+    "RestoreOverAHotJournal": {"damage": "hot journal"},
     "RestoreWithoutADatabase": {"journal": "wal", "damage": "missing"},
 }
 LOOKS = {

@@ -153,7 +153,7 @@ class DeployTest(PackageTest):
         fcntl.flock(file, fcntl.LOCK_EX)
         return file.close
 
-    def break_down(self, half="UPDATE Tb_XManConfig SET KeyValue = 'half written'"):
+    def leave_hot_journal(self, half="UPDATE Tb_XManConfig SET KeyValue = 'half written'"):
         """Leaves a hot journal: what a program leaves that crashes while writing the database."""
         journal = self.database.parent / "ExMan.db-journal"
         connection = self.connect()
@@ -236,7 +236,7 @@ class DeployTest(PackageTest):
         self.assertTrue(status == ALL_DONE or result.err)
         return result
 
-    def assert_refuses(self, arguments, status, *log, out="", **how):
+    def assert_unchanged(self, arguments, status, *log, out="", **how):
         """The result is this, in lines and as an object, and nothing has changed. What only looks
         leaves no trace."""
         command = next((word[2:] for word in arguments if word in ("--restore", *map("--{}".format, LOOKS))),
@@ -264,7 +264,7 @@ class DeployTest(PackageTest):
         return result
 
     def assert_verified(self, out, status=ALL_DONE, *log, arguments=()):
-        self.assert_refuses(["--verify", *arguments], status, *log, out=out)
+        self.assert_unchanged(["--verify", *arguments], status, *log, out=out)
 
     def deploy_once(self, *arguments, **how):
         """A registration of INDESIGN; returns the folder of the backup that it made."""

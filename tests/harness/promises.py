@@ -2,7 +2,6 @@
 
 import os
 import re
-import shutil
 import sqlite3
 
 from harness import snapshot
@@ -48,6 +47,7 @@ class PromiseTest(DeployTest):
     journal = "delete"  # or "wal"
     repair = False  # INDESIGN is registered in another folder
     options = ()  # of each registration
+    arguments = None  # of the run that is tried; by default, it registers
     is_log_whole = True
 
     def setUp(self):
@@ -60,14 +60,13 @@ class PromiseTest(DeployTest):
             self.copied.chmod(0o640)
         self.rows(f"PRAGMA journal_mode = {self.journal}")
         self.database.chmod(0o666)
-        # With the same random numbers in every run, equal moments have equal files. No Extension
-        # Manager is found, whatever else is at work here.
+        # With the same random numbers in every run, equal moments have equal files.
         numbers = self.folder / "numbers"
         numbers.write_bytes(bytes(range(256)))
-        self.bound = ["--bind", self.applications, "/Applications", "--bind", numbers, "/dev/urandom",
-                      "--bind", shutil.which("false"), os.path.realpath("/usr/bin/pgrep")]
+        self.bound = self.inside_options(["--bind", numbers, "/dev/urandom"])
         self.shell = Shell(self, self.bound)
         self.command = [self.package / "tamsel-deploy", "--wait", "0"]
+        self.arguments = self.arguments or [*self.options, *self.paths]
         self.known, self.judged = {}, set()
         self.before = self.condition()
         self.begin = snapshot.take(self.private_library)
@@ -199,7 +198,6 @@ class PromiseTest(DeployTest):
 # The worlds in which a registration is attacked.
 WORLDS = {
     "New": {},
-    "NewWithAWriteAheadLog": {"journal": "wal"},
     "TwoReplacingTheFile": {"paths": (INDESIGN, INCOPY), "repair": True, "file": OLD_FILE,
                             "options": ("--replace-file",)},
     "TwoWithAWriteAheadLog": {"paths": (INDESIGN, INCOPY), "journal": "wal"},

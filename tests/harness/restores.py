@@ -12,7 +12,7 @@ class RestoreTest(PromiseTest):
 
     arguments = ("--restore",)
     earlier = ()  # what was registered before
-    damage = None  # or "damaged", "torn" or "missing"
+    damage = None  # or "damaged", "hot journal" or "missing"
 
     def setUp(self):
         super().setUp()
@@ -27,8 +27,8 @@ class RestoreTest(PromiseTest):
             self.database.write_bytes(b"no database " * 1000)
             for side in SIDES[:2]:
                 self.database.with_name("ExMan.db" + side).write_bytes(b"of another time")
-        elif self.damage == "torn":
-            self.break_down()
+        elif self.damage == "hot journal":
+            self.leave_hot_journal()
         elif self.damage == "missing":
             self.leave_a_log()
         self.copied.write_bytes(OLD_FILE + b"<!-- changed -->\n")
@@ -86,7 +86,7 @@ class RestoreTest(PromiseTest):
         if self.damage == "damaged":
             return (backup / "damaged").is_dir() and self.plain_files(backup / "damaged") == self.files
         # SQLite takes a journal that it cannot look at for none.
-        return self.condition(backup) == self.lost or self.damage == "torn" and (
+        return self.condition(backup) == self.lost or self.damage == "hot journal" and (
             self.condition(backup / "damaged")[0] == self.lost[0]
             or "half written" in str(self.condition(backup)))
 

@@ -47,4 +47,4 @@ class Traced:
                 hit += 1
                 with self.subTest(call=name, number=number, text=text, fault=fault):
                     self.judge(result, name)
-        self.assertGreaterEqual(hit, max(1, len(calls)) if self.is_steady else len(calls) * 0.7 - 1)
+        self.assertGreaterEqual(hit, max(1, len(calls) if self.is_steady else len(calls) * 0.7 - 1))

@@ -1,10 +1,9 @@
 """Allocations of tamsel-deploy fail, one in each run."""
 
 from harness import snapshot
-from harness.deploy import ALL_DONE, INCOPY, OLD_FILE
+from harness.deploy import ALL_DONE, OLD_FILE
 from harness.machine import BUILD, slow
 from harness.promises import WORLDS, PromiseTest
-from harness.registration import INDESIGN
 from harness.restores import RestoreTest
 
 FAILED = b"allocation failed\n"
@@ -39,13 +38,11 @@ class Allocations:
 @slow
 class Registration(Allocations, PromiseTest):
     locals().update(WORLDS["TwoReplacingTheFile"])
-    arguments = ("--replace-file", INDESIGN, INCOPY)
 
 
 @slow
 class RegistrationWithAWriteAheadLog(Allocations, PromiseTest):
     journal = "wal"
-    arguments = (INDESIGN,)
 
 
 @slow
