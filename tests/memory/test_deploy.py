@@ -47,6 +47,7 @@ class RegistrationWithAWriteAheadLog(Allocations, PromiseTest):
 
 @slow
 class Restore(Allocations, RestoreTest):
+    stride = 1  # once, each of them
     journal = "wal"
     file = OLD_FILE
 
