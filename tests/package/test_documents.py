@@ -213,6 +213,7 @@ class Commands(DocumentTest):
         # SQLite's own, and the system's.
         sources += "file is not a database, database disk image is malformed, database or disk is full"
         sources += "No space left on device, Permission denied, Read-only file system"
+        sources += "Operation not permitted, attempt to write a readonly database"
         rows = re.findall(r"(?m)^\| (`.*`) \| .* \| .* \|$", read("README.md"))
         self.assertEqual(len(rows), 13)
         for line in re.findall(r"`(.*?)`", " ".join(rows)):
