@@ -55,8 +55,8 @@ class Signals(DeployTest):
         let_go = self.hold_run_lock()
         process = self.start_until(ANOTHER, "--wait", "50", INCOPY, INDESIGN)
         let_go()
-        # Once the present state is saved, it writes the rows.
-        while not (self.backups / ".incomplete" / "ExMan.db").exists():
+        # Once there is a journal, it writes the rows.
+        while not (self.database.parent / "ExMan.db-journal").exists():
             self.assertIsNone(process.poll())
         self.assert_dies(process, signal.SIGINT, f"failed: {INCOPY}\n{FAILED}")
         self.assertEqual(self.lasting_state(), before)
