@@ -53,8 +53,7 @@ int RunPgrep() {
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t process = -1;
-    int status = -1;
-    // Without such a child, the status stays what it is.
+    int status = -1; // and stays so without such a child
     posix_spawn(&process, "/usr/bin/pgrep", &actions, &attributes, arguments, environment);
     waitpid(process, &status, 0);
     posix_spawnattr_destroy(&attributes);

@@ -55,10 +55,12 @@ std::vector<std::string> InstalledApplications() {
     for (const auto& [name, record] : productLine) {
         const std::string inFolder = "/Applications/" + name + "/" + name + ".app";
         const std::string alone = "/Applications/" + name + ".app";
-        if (IsBundle(inFolder) || IsBundle(alone)) {
-            paths.push_back(IsBundle(inFolder) ? inFolder : alone);
+        const bool isInFolder = IsBundle(inFolder);
+        const bool isAlone = IsBundle(alone);
+        if (isInFolder || isAlone) {
+            paths.push_back(isInFolder ? inFolder : alone);
         }
-        if (IsBundle(inFolder) && IsBundle(alone)) {
+        if (isInFolder && isAlone) {
             Log("left out: " + alone + ", since there is " + inFolder);
         }
     }
