@@ -36,6 +36,7 @@ class Traced:
                 found.append((name, numbers[name], text))
             # The loader unmaps its cache when it is done.
             started = started or name == "munmap"
+        self.assertTrue(started)
         return found
 
     def inject(self, fault, calls):
@@ -47,4 +48,6 @@ class Traced:
                 hit += 1
                 with self.subTest(call=name, number=number, text=text, fault=fault):
                     self.judge(result, name)
-        self.assertGreaterEqual(hit, max(1, len(calls) if self.is_steady else len(calls) * 0.7 - 1))
+        # One that is not steady need not make any call of a kind.
+        least = max(1, len(calls)) if self.is_steady else min(len(calls), max(1, len(calls) * 0.7 - 1))
+        self.assertGreaterEqual(hit, least)
