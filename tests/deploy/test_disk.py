@@ -91,7 +91,7 @@ class Failing(DiskTest):
         self.assertEqual(self.rows("SELECT * FROM Tb_XManConfig WHERE ProdID = 190"), [])
 
 
-class Slow(DiskTest):
+class LargeFiles(DiskTest):
     """A signal ends the copy of a large file before its end."""
 
     def assert_ends(self, *arguments):

@@ -8,7 +8,7 @@ import sys
 
 from harness.machine import ROOT
 from harness.package import PackageTest, run
-from package.archive import NAME
+from harness.checkout import NAME
 
 NOON = 1_000_000_000
 

@@ -5,7 +5,7 @@ import pty
 import shutil
 
 from harness.machine import BUILD, NO_SANDBOX, ROOT
-from package.macos import MacTest
+from harness.macos import MacTest
 
 
 class OnMacOS(MacTest):

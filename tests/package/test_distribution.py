@@ -7,7 +7,7 @@ import tarfile
 import xml.etree.ElementTree
 
 from harness.machine import ROOT, VERSION
-from package.archive import ARCHIVE, NAME, UNSIGNED, ArchiveTest
+from harness.checkout import ARCHIVE, NAME, UNSIGNED, CheckoutTest
 
 PACKAGE = f"dist/tamsel-{VERSION}.pkg"
 SIGNING = ("TAMSEL_APPLICATION_IDENTITY=Application: X, Inc.", "TAMSEL_INSTALLER_IDENTITY=Installer: X, Inc.",
@@ -19,7 +19,7 @@ BUILT = [f"pkgbuild --root WORK/root --identifier local.tamsel --version {VERSIO
 PRODUCT = "productbuild --distribution WORK/distribution.xml --package-path WORK "
 
 
-class DistributionTest(ArchiveTest):
+class DistributionTest(CheckoutTest):
     def setUp(self):
         super().setUp()
         (self.tree / "Resources" / "XManConfigV2.xml").write_text("the vendor's")

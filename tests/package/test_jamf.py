@@ -3,7 +3,7 @@
 import shutil
 
 from harness.deploy import INCOPY, INDESIGN
-from package.installed import InstalledTest
+from harness.installed import InstalledTest
 
 # What Jamf passes first: the volume, the Mac's name and the user's.
 FIRST = ("/", "A Mac", "")

@@ -6,7 +6,7 @@ import shutil
 import subprocess
 
 from harness.machine import ROOT, VERSION, MachineTest, write_script
-from package.installed import InstalledTest
+from harness.installed import InstalledTest
 
 OLDEST, = re.findall(r"CMAKE_OSX_DEPLOYMENT_TARGET (\S+) ", (ROOT / "CMakeLists.txt").read_text())
 

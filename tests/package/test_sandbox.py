@@ -1,7 +1,7 @@
 """The sandbox, on Linux and, played there, on macOS: it shows a private /Library and leaves nothing."""
 
 from harness.machine import CONFIGURATION, NO_SANDBOX, SANDBOX, MachineTest
-from package.macos import MANAGER, MacTest
+from harness.macos import MANAGER, MacTest
 
 
 class OnLinux(MachineTest):

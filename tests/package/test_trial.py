@@ -1,10 +1,10 @@
 """What is tried on each Mac before a release, with the programs of this system."""
 
 from harness.machine import NO_SANDBOX, write_script
-from package.archive import TOOLS, ArchiveTest
+from harness.checkout import TOOLS, CheckoutTest
 
 
-class Trial(ArchiveTest):
+class Trial(CheckoutTest):
     def setUp(self):
         super().setUp()
         self.local = self.folder / "local"

@@ -4,7 +4,7 @@ the programs of this system."""
 import shutil
 
 from harness.machine import BUILD, ROOT, VERSION, write_script
-from package.macos import MacTest
+from harness.macos import MacTest
 
 NAME = f"tamsel-{VERSION}-macos-universal"
 ARCHIVE = f"dist/{NAME}.tar.gz"
@@ -30,7 +30,7 @@ TOOLS = {
 }
 
 
-class ArchiveTest(MacTest):
+class CheckoutTest(MacTest):
     def setUp(self):
         super().setUp()
         self.tree = self.folder / "tree"
